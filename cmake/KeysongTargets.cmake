@@ -1,0 +1,39 @@
+# What every target of the project shares: warnings, sanitizers, and the shape of a folder's library.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+add_library(keysong_options INTERFACE)
+target_compile_options(keysong_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wnull-dereference -Wno-psabi
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+target_link_libraries(keysong_options INTERFACE Threads::Threads)
+# lld links each of the many test programs in a fraction of the time.
+find_program(KEYSONG_LLD ld.lld)
+if(KEYSONG_LLD)
+  target_link_options(keysong_options INTERFACE -fuse-ld=lld)
+endif()
+if(KEYSONG_SANITIZE)
+  target_compile_options(keysong_options INTERFACE -fsanitize=${KEYSONG_SANITIZE} -fno-omit-frame-pointer
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference -Wno-tsan -Wno-maybe-uninitialized>)
+  target_link_options(keysong_options INTERFACE -fsanitize=${KEYSONG_SANITIZE})
+endif()
+
+# keysong_library(NAME HEADERS ... SOURCES ... [DEPENDS ...] [PRIVATE_DEPENDS ...])
+#
+# One library for one folder of src/. Headers are a file set, so that each is checked to compile alone
+# (target all_verify_interface_header_sets); they are included as "Folder/Name.h".
+function(keysong_library name)
+  cmake_parse_arguments(arg "" "" "HEADERS;SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+  if(arg_SOURCES)
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src FILES ${arg_HEADERS})
+    target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE_DEPENDS} keysong_options)
+  else()
+    add_library(${name} INTERFACE)
+    target_sources(${name} INTERFACE FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src FILES ${arg_HEADERS})
+    target_link_libraries(${name} INTERFACE ${arg_DEPENDS})
+  endif()
+  set_target_properties(${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+endfunction()
