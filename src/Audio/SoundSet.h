@@ -49,9 +49,8 @@ class SoundSet {
     /// Throws `AudioFileError` when the manifest cannot be read, `SoundManifestError` when it cannot be
     /// used, `SoundSetError` when no default down sample is playable. Any other bad file or entry is
     /// logged once and left out.
-    [[nodiscard]] static std::shared_ptr<const SoundSet> load(const std::filesystem::path& directory,
-                                                              const AudioFormat& format,
-                                                              const AudioFiles& files);
+    [[nodiscard]] static std::shared_ptr<const SoundSet>
+    load(const std::filesystem::path& directory, const AudioFormat& format, const AudioFiles& files);
 
     /// The samples to choose from for an event; empty means play nothing. Real-time safe: a bounds check
     /// and a table look-up. The span lives as long as the set.

@@ -18,8 +18,7 @@ class LogArgument {
     explicit LogArgument(const char* text) : text_(text) {}
     explicit LogArgument(bool value) : text_(value ? "true" : "false") {}
     template <std::integral Integer>
-        requires(!std::same_as<Integer, bool>)
-    explicit LogArgument(Integer value) : isNumber_(true) {
+    requires(!std::same_as<Integer, bool>) explicit LogArgument(Integer value) : isNumber_(true) {
         if constexpr (std::signed_integral<Integer>) {
             negative_ = value < 0;
         }

@@ -30,7 +30,8 @@ std::optional<float> parseFloat(std::string_view text) {
     }
     if (error == std::errc::result_out_of_range) {
         const auto exponent = text.find_first_of(format == std::chars_format::hex ? "pP" : "eE");
-        const bool tiny = exponent != std::string_view::npos && exponent + 1 < text.size() && text[exponent + 1] == '-';
+        const bool tiny =
+            exponent != std::string_view::npos && exponent + 1 < text.size() && text[exponent + 1] == '-';
         value = tiny ? 0.0 : std::numeric_limits<double>::infinity();
     }
     const auto narrow = static_cast<float>(value);

@@ -66,7 +66,8 @@ template <>
 struct std::hash<keysong::SoundEvent> {
     std::size_t operator()(const keysong::SoundEvent& event) const noexcept {
         const auto ordinal = static_cast<std::size_t>(event.kind());
-        const std::size_t payload = event.kind() == keysong::SoundEvent::Kind::scrollTick ? 0 : event.keyCode();
+        const std::size_t payload =
+            event.kind() == keysong::SoundEvent::Kind::scrollTick ? 0 : event.keyCode();
         return std::hash<std::size_t>{}(ordinal << 16 | payload);
     }
 };
