@@ -1,0 +1,122 @@
+#include "Input/EventTap.h"
+
+#include "fakes/FakeInputSource.h"
+#include "support/LogCapture.h"
+#include "support/PlainThreads.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace keysong {
+namespace {
+
+using test::LogCapture;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+RawEvent keyDown(std::int64_t code, std::int64_t sourceState = hardwareSourceState) {
+    RawEvent event;
+    event.type = RawEventType::keyDown;
+    event.keycode = code;
+    event.sourceState = sourceState;
+    return event;
+}
+
+class EventTapTest : public testing::Test {
+  protected:
+    test::FakeInputSource source;
+    test::PlainThreads threads;
+    std::vector<SoundEvent> events;
+    EventTap tap{source, threads, [this](SoundEvent event) { events.push_back(event); }};
+
+    EventTapError::Kind startError() {
+        try {
+            tap.start();
+        } catch (const EventTapError& error) {
+            return error.kind();
+        }
+        ADD_FAILURE() << "the tap started";
+        return {};
+    }
+
+    void deliverNotice(RawEventType type) {
+        RawEvent notice;
+        notice.type = type;
+        source.deliver(notice);
+    }
+};
+
+TEST_F(EventTapTest, DecodesOnItsOwnThreadAndStartsOnce) {
+    tap.start();
+    tap.start();
+    EXPECT_EQ(source.tapsCreated, 1);
+    EXPECT_EQ(source.mask, 0x6405C1EU);
+    EXPECT_THAT(threads.labels(), ElementsAre("com.orlen.keysong.eventtap"));
+    source.deliver(keyDown(0));
+    EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(0)));
+}
+
+TEST_F(EventTapTest, SoftwareEventsReachTheRawHandlerOnly) {
+    int raw = 0;
+    tap.onRawEvent = [&](const RawEvent&) { ++raw; };
+    tap.start();
+    source.deliver(keyDown(0, softwareSourceState));
+    EXPECT_EQ(raw, 1);
+    EXPECT_THAT(events, IsEmpty());
+    // The tap's own notices are not events.
+    deliverNotice(RawEventType::tapDisabledByTimeout);
+    EXPECT_EQ(raw, 1);
+    EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
+}
+
+TEST_F(EventTapTest, AFailedStartKeepsNothingAndALaterOneSucceeds) {
+    source.trusted = false;
+    EXPECT_EQ(startError(), EventTapError::Kind::notTrusted);
+    source.trusted = true;
+    source.refusesTap = true;
+    EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
+    source.refusesTap = false;
+    source.refusesRunLoop = true;
+    EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
+    source.refusesRunLoop = false;
+    tap.start();
+    source.deliver(keyDown(49));
+    EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(49)));
+}
+
+TEST_F(EventTapTest, ANoticeSwitchesTheTapOnAgain) {
+    tap.start();
+    source.enabled = false;
+    deliverNotice(RawEventType::tapDisabledByTimeout);
+    EXPECT_TRUE(source.enabled);
+    source.enabled = false;
+    source.canEnable = false;
+    deliverNotice(RawEventType::tapDisabledByUserInput);
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre("event tap disabled (timeout), re-enabled",
+                            "event tap disabled (user input), re-enable FAILED"));
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(EventTapTest, ThePollFindsATapThatWasSwitchedOffSilently) {
+    tap.start();
+    source.fireTimer(); // an enabled tap: no line
+    source.enabled = false;
+    source.fireTimer();
+    source.enabled = false;
+    source.canEnable = false;
+    source.fireTimer();
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre("event tap was disabled (poll), re-enabled",
+                            "event tap is disabled (poll) and re-enabling it failed"));
+}
+
+TEST_F(EventTapTest, WorksWithoutTheTimer) {
+    source.refusesTimer = true;
+    tap.start();
+    source.deliver(keyDown(1));
+    EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(1)));
+}
+
+} // namespace
+} // namespace keysong

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "Platform/InputSource.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <queue>
+#include <vector>
+
+namespace keysong::test {
+
+/// An input source whose events and timers the test lets happen, on the tap's own thread.
+class FakeInputSource final : public InputSource {
+  public:
+    bool trusted = true;
+    bool refusesTap = false;
+    bool refusesRunLoop = false;
+    bool refusesTimer = false;
+    /// What the newest tap answers to `isEnabled`, and whether `enable` helps.
+    std::atomic<bool> enabled = true;
+    std::atomic<bool> canEnable = true;
+    int tapsCreated = 0;
+    EventMask mask = 0;
+
+    [[nodiscard]] bool isTrusted() const override { return trusted; }
+
+    [[nodiscard]] std::unique_ptr<InputTap> createTap(EventMask eventMask, RawEventHandler handler) override {
+        if (refusesTap || !trusted) {
+            return nullptr;
+        }
+        ++tapsCreated;
+        mask = eventMask;
+        handler_ = std::move(handler);
+        return std::make_unique<Tap>(*this);
+    }
+
+    /// Delivers an event on the service thread and returns when it was handled.
+    void deliver(const RawEvent& event) {
+        onServiceThread([this, event] { handler_(event); });
+    }
+
+    /// Fires the tap's timer on the service thread.
+    void fireTimer() {
+        onServiceThread([this] { timer_(); });
+    }
+
+  private:
+    class Loop final : public RunLoop {
+      public:
+        explicit Loop(FakeInputSource& source) : source_(source) {}
+
+        bool addTimer(std::chrono::nanoseconds, std::chrono::nanoseconds,
+                      std::function<void()> handler) override {
+            source_.timer_ = std::move(handler);
+            return !source_.refusesTimer;
+        }
+        void run() override {
+            std::unique_lock lock(source_.mutex_);
+            while (!source_.stopped_) {
+                if (!source_.work_.empty()) {
+                    const auto work = std::move(source_.work_.front());
+                    source_.work_.pop();
+                    lock.unlock();
+                    work();
+                    lock.lock();
+                    ++source_.done_;
+                    source_.changed_.notify_all();
+                    continue;
+                }
+                source_.changed_.wait(lock);
+            }
+        }
+        void stop() noexcept override {
+            const std::lock_guard lock(source_.mutex_);
+            source_.stopped_ = true;
+            source_.changed_.notify_all();
+        }
+
+      private:
+        FakeInputSource& source_;
+    };
+
+    class Tap final : public InputTap {
+      public:
+        explicit Tap(FakeInputSource& source) : source_(source) {}
+
+        [[nodiscard]] std::unique_ptr<RunLoop> makeRunLoop() override {
+            return source_.refusesRunLoop ? nullptr : std::make_unique<Loop>(source_);
+        }
+        void enable() override { source_.enabled = source_.enabled || source_.canEnable; }
+        [[nodiscard]] bool isEnabled() const override { return source_.enabled; }
+
+      private:
+        FakeInputSource& source_;
+    };
+
+    void onServiceThread(std::function<void()> work) {
+        std::unique_lock lock(mutex_);
+        const int target = done_ + 1;
+        work_.push(std::move(work));
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return done_ >= target; });
+    }
+
+    RawEventHandler handler_;
+    std::function<void()> timer_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::queue<std::function<void()>> work_;
+    int done_ = 0;
+    bool stopped_ = false;
+};
+
+} // namespace keysong::test
