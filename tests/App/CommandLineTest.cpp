@@ -1,0 +1,58 @@
+#include "App/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace keysong {
+namespace {
+
+using Mode = CommandLine::Mode;
+
+CommandLine parse(std::vector<std::string_view> words) {
+    words.insert(words.begin(), "keysong");
+    return CommandLine::parse(words);
+}
+
+TEST(CommandLine, OnlyAnExactFirstWordIsAMode) {
+    EXPECT_EQ(CommandLine::parse({}).mode, Mode::application);
+    for (const auto& words : std::vector<std::vector<std::string_view>>{
+             {}, {"--help"}, {"--List-Sets"}, {"--list-sets=1"}, {"--list"}, {""}, {"x", "--list-sets"}}) {
+        EXPECT_EQ(parse(words).mode, Mode::application);
+    }
+    EXPECT_EQ(parse({"--input-test", "selftest"}).mode, Mode::inputTest);
+    EXPECT_EQ(parse({"--list-sets", "--play-test"}).mode, Mode::listSets);
+    EXPECT_EQ(parse({"--migrate-test"}).mode, Mode::migrateTest);
+}
+
+TEST(CommandLine, AnEmptySetIdentifierIsOne) {
+    EXPECT_EQ(parse({"--play-test"}).setID, std::nullopt);
+    EXPECT_EQ(parse({"--play-test", ""}).setID, "");
+    EXPECT_EQ(parse({"--play-test", "a b", "12"}).setID, "a b");
+}
+
+TEST(CommandLine, RoundsAreAStrictIntegerOrEight) {
+    const std::vector<std::pair<std::string_view, std::int64_t>> rows = {{"+5", 5},
+                                                                         {"-2", -2},
+                                                                         {"0", 0},
+                                                                         {"007", 7},
+                                                                         {"", 8},
+                                                                         {"x", 8},
+                                                                         {"+", 8},
+                                                                         {"5x", 8},
+                                                                         {" 5", 8},
+                                                                         {"0x5", 8},
+                                                                         {"+-5", 8},
+                                                                         {"--5", 8},
+                                                                         {"1e3", 8},
+                                                                         {"9223372036854775807", INT64_MAX},
+                                                                         {"9223372036854775808", 8},
+                                                                         {"-9223372036854775808", INT64_MIN}};
+    for (const auto& [text, rounds] : rows) {
+        EXPECT_EQ(parse({"--device-test", text}).rounds, rounds) << text;
+    }
+    EXPECT_EQ(parse({"--device-test"}).rounds, 8);
+}
+
+} // namespace
+} // namespace keysong
