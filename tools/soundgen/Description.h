@@ -1,0 +1,182 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace keysong::soundgen {
+
+/// A description that cannot be used. `what()` is "line N: what is wrong" (no number where no one line is at
+/// fault).
+class DescriptionError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// One resonance of a part: how it rings when struck by a unit impulse.
+struct Mode {
+    double frequencyHz;
+    /// Time to fall by 60 dB.
+    double decayMs;
+    double levelDb;
+};
+
+/// Many resonances too dense to name, evenly strewn over the octaves from one frequency to another; decay and
+/// level go straight from the first value to the second.
+struct Cloud {
+    int count;
+    double fromHz, toHz;
+    double decayFromMs, decayToMs;
+    double levelFromDb, levelToDb;
+};
+
+/// The partials of a coil or a bar: partial n lies at base * n ^ stretch and each is `fallDb` weaker than the
+/// one before.
+struct Series {
+    int count;
+    double baseHz;
+    double stretch;
+    double decayMs;
+    double levelDb;
+    double fallDb;
+};
+
+/// One part of the board that rings: case, plate, keycap, spring, click bar.
+struct Bank {
+    std::string name;
+    std::vector<Mode> modes;
+    std::vector<Cloud> clouds;
+    std::vector<Series> series;
+    /// How far each resonance strays from hit to hit: fractions of frequency and decay, and decibels.
+    double frequencyJitter = 0.01;
+    double decayJitter = 0.05;
+    double levelJitterDb = 1;
+};
+
+/// How strongly a strike drives a bank.
+struct Drive {
+    std::size_t bank;
+    double levelDb;
+};
+
+/// Noise that the contact itself radiates.
+struct Burst {
+    double levelDb;
+    double fromHz, toHz;
+    double attackMs;
+    /// Time to fall by 60 dB after the attack.
+    double decayMs;
+};
+
+/// Two parts meeting: a push of the length of the contact, rough with noise, into some banks.
+struct Strike {
+    std::string name;
+    /// Length of the contact at nominal strength: long is soft and dark.
+    double contactMs = 0.5;
+    /// Noise in the push, against the push.
+    double roughnessDb = -12;
+    std::vector<Drive> drives;
+    std::vector<Burst> bursts;
+    /// More than one for a rattle: the later ones are strewn over `spreadMs`, the last `fallDb` weaker.
+    int repeats = 1;
+    double spreadMs = 0;
+    double fallDb = 0;
+};
+
+/// Something sliding: noise in a band that swells and dies away, in grains.
+struct Rub {
+    std::string name;
+    double levelDb = -40;
+    double fromHz = 1500, toHz = 6000;
+    double lengthMs = 20;
+    /// Slips per millisecond; few crackle, many hiss.
+    double grain = 4;
+};
+
+/// A strike or a rub within a sound.
+struct Play {
+    std::size_t which;
+    double delayMs = 0;
+    double levelDb = 0;
+    /// How far delay and level stray from hit to hit.
+    double delayJitterMs = 0;
+    double levelJitterDb = 0;
+};
+
+/// How one sound's part differs from its bank: a space bar is a longer keycap.
+struct Adjustment {
+    std::size_t bank;
+    double pitch;
+    double sustain;
+    double levelDb;
+};
+
+/// What a sound is for, as the manifest sorts them.
+struct SoundTarget {
+    enum class Kind { group, key, mouse, scroll };
+    Kind kind = Kind::group;
+    /// Group, key code or button as the manifest writes it; empty for the scroll wheel.
+    std::string name;
+    /// "down", "up", or empty for the scroll wheel.
+    std::string direction;
+
+    friend bool operator==(const SoundTarget&, const SoundTarget&) = default;
+};
+
+struct Sound {
+    SoundTarget target;
+    int variants = 4;
+    /// K-weighted level of the loudest 50 ms against full scale.
+    double levelDb = -20;
+    double levelJitterDb = 0.5;
+    /// The longest that a file may be; a sound that has died away earlier ends earlier.
+    double lengthMs = 250;
+    std::vector<Play> strikes;
+    std::vector<Play> rubs;
+    std::vector<Adjustment> adjustments;
+
+    /// Name of its files without number and extension: "main-down", "mouse-left-up", "scroll".
+    [[nodiscard]] std::string fileStem() const;
+};
+
+/// What the board is filled and mounted with.
+struct Damping {
+    /// Factor on every decay time.
+    double sustain = 1;
+    /// Resonances above this are damped more and more.
+    double foamHz = 20000;
+};
+
+/// The desk and the near room, as a short scatter of reflections.
+struct Room {
+    double levelDb = -90;
+    int reflections = 0;
+    double lengthMs = 30;
+    double decayMs = 60;
+    double lowPassHz = 5000;
+};
+
+/// A whole set as its description gives it.
+struct SetDescription {
+    std::string id;
+    std::string name;
+    std::uint64_t seed = 0;
+    double gainDb = 0;
+    double pitchVariation = 0.02;
+    double gainVariationDb = 1;
+    Damping damping;
+    Room room;
+    std::vector<Bank> banks;
+    std::vector<Strike> strikes;
+    std::vector<Rub> rubs;
+    std::vector<Sound> sounds;
+};
+
+/// Reads a description. Sections and keys are listed in docs/sounds.md. Throws `DescriptionError`. Any
+/// thread.
+[[nodiscard]] SetDescription parseDescription(std::string_view text);
+
+} // namespace keysong::soundgen

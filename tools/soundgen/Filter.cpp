@@ -1,0 +1,54 @@
+#include "soundgen/Filter.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "soundgen/ExactMath.h"
+
+namespace keysong::soundgen {
+namespace {
+
+/// The denominator that both kinds of Butterworth section share.
+struct Section {
+    double cosine, a0, a1, a2;
+};
+
+Section section(double cornerHz) noexcept {
+    const double w = 2 * pi * cornerHz / sampleRate;
+    const double alpha = exactSine(w) * std::sqrt(0.5);
+    const double cosine = exactCosine(w);
+    return {cosine, 1 + alpha, -2 * cosine, 1 - alpha};
+}
+
+} // namespace
+
+int samplesIn(double milliseconds) noexcept {
+    return std::max(1, static_cast<int>(milliseconds * sampleRate / 1000 + 0.5));
+}
+
+Biquad Biquad::lowPass(double cornerHz) noexcept {
+    const Section s = section(cornerHz);
+    const double b = (1 - s.cosine) / 2 / s.a0;
+    return Biquad({b, 2 * b, b, s.a1 / s.a0, s.a2 / s.a0});
+}
+
+Biquad Biquad::highPass(double cornerHz) noexcept {
+    const Section s = section(cornerHz);
+    const double b = (1 + s.cosine) / 2 / s.a0;
+    return Biquad({b, -2 * b, b, s.a1 / s.a0, s.a2 / s.a0});
+}
+
+double Biquad::step(double input) noexcept {
+    const double output = c_.b0 * input + first_;
+    first_ = c_.b1 * input - c_.a1 * output + second_;
+    second_ = c_.b2 * input - c_.a2 * output;
+    return output;
+}
+
+void Biquad::run(Signal& signal) noexcept {
+    for (double& sample : signal) {
+        sample = step(sample);
+    }
+}
+
+} // namespace keysong::soundgen

@@ -1,0 +1,74 @@
+#include "soundgen/Finish.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "soundgen/ExactMath.h"
+#include "soundgen/Random.h"
+
+namespace keysong::soundgen {
+
+void addRoom(Signal& signal, const Room& room, std::uint64_t seed) {
+    if (room.reflections == 0) {
+        return;
+    }
+    Random random(seed, "room", 0);
+    Signal dark = signal;
+    Biquad::lowPass(room.lowPassHz).run(dark);
+    const double level = amplitudeFromDecibels(room.levelDb);
+    for (int i = 0; i < room.reflections; ++i) {
+        const double place = (i + random.unit()) / room.reflections;
+        // No reflection reaches the ear within half a millisecond of the sound itself.
+        const auto delay = static_cast<std::size_t>(samplesIn(0.5 + place * room.lengthMs));
+        const double fall = exactExponential(-6.907755278982137 * place * room.lengthMs / room.decayMs);
+        const double gain = (random.even() < 0 ? -level : level) * fall;
+        for (std::size_t n = delay; n < signal.size(); ++n) {
+            signal[n] += gain * dark[n - delay];
+        }
+    }
+}
+
+void removeRumble(Signal& signal) {
+    Biquad::highPass(60).run(signal);
+}
+
+double loudness(const Signal& signal) {
+    // The two sections of BS.1770 at 48 kHz: the head's shelf, then a high pass.
+    Biquad shelf(
+        {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241, 0.73248077421585});
+    Biquad low({1, -2, 1, -1.99004745483398, 0.99007225036621});
+    const auto window = static_cast<std::size_t>(samplesIn(50));
+    Signal squares;
+    squares.reserve(signal.size());
+    double sum = 0;
+    double greatest = 0;
+    for (std::size_t n = 0; n < signal.size(); ++n) {
+        const double weighted = low.step(shelf.step(signal[n]));
+        squares.push_back(weighted * weighted);
+        sum += squares[n] - (n >= window ? squares[n - window] : 0);
+        greatest = std::max(greatest, sum);
+    }
+    return std::sqrt(greatest / static_cast<double>(window));
+}
+
+double peakOf(const Signal& signal) noexcept {
+    double peak = 0;
+    for (const double sample : signal) {
+        peak = std::max(peak, std::abs(sample));
+    }
+    return peak;
+}
+
+void trimTail(Signal& signal) {
+    const double quiet = peakOf(signal) * amplitudeFromDecibels(-66);
+    const auto fade = std::min(signal.size(), static_cast<std::size_t>(samplesIn(15)));
+    const auto lastLoud = std::find_if(signal.rbegin(), signal.rend(),
+                                       [quiet](double sample) { return std::abs(sample) > quiet; });
+    const auto kept = static_cast<std::size_t>(signal.rend() - lastLoud) + fade;
+    signal.resize(std::min(signal.size(), kept));
+    for (std::size_t n = 0; n < fade; ++n) {
+        signal[signal.size() - 1 - n] *= smoothStep(static_cast<double>(n) / static_cast<double>(fade));
+    }
+}
+
+} // namespace keysong::soundgen

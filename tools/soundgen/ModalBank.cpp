@@ -1,0 +1,91 @@
+#include "soundgen/ModalBank.h"
+
+#include "soundgen/ExactMath.h"
+
+namespace keysong::soundgen {
+namespace {
+
+void drawCloud(const Cloud& cloud, Random& random, std::vector<Mode>& modes) {
+    const double octaves = exactLogarithm(cloud.toHz / cloud.fromHz);
+    for (int i = 0; i < cloud.count; ++i) {
+        // One mode in each equal stretch: random, but without gaps or piles that would sound like a pitch.
+        const double place = (i + random.unit()) / cloud.count;
+        modes.push_back(
+            {cloud.fromHz * exactExponential(octaves * place),
+             (cloud.decayFromMs + (cloud.decayToMs - cloud.decayFromMs) * place) *
+                 (1 + 0.25 * random.stray()),
+             cloud.levelFromDb + (cloud.levelToDb - cloud.levelFromDb) * place + 4 * random.stray()});
+    }
+}
+
+void drawSeries(const Series& series, Random& random, std::vector<Mode>& modes) {
+    for (int i = 0; i < series.count; ++i) {
+        const double frequency = series.baseHz * exactPower(i + 1, series.stretch);
+        modes.push_back({frequency * (1 + 0.01 * random.stray()), series.decayMs * (1 + 0.2 * random.stray()),
+                         series.levelDb - series.fallDb * i});
+    }
+}
+
+/// A two-pole resonator, scaled so that a unit impulse gives amplitude * decay^n * sin(w (n + 1)).
+struct Resonator {
+    explicit Resonator(const Mode& mode) {
+        const double w = 2 * pi * mode.frequencyHz / sampleRate;
+        // -60 dB is a factor of e^-6.9078.
+        const double radius = exactExponential(-6.907755278982137 / (mode.decayMs * sampleRate / 1000));
+        input = amplitudeFromDecibels(mode.levelDb) * exactSine(w);
+        feedback1 = 2 * radius * exactCosine(w);
+        feedback2 = -radius * radius;
+    }
+
+    double input, feedback1, feedback2;
+};
+
+} // namespace
+
+std::vector<Mode> drawModes(const Bank& bank, std::uint64_t seed) {
+    Random random(seed, "bank " + bank.name, 0);
+    std::vector<Mode> modes = bank.modes;
+    for (const Cloud& cloud : bank.clouds) {
+        drawCloud(cloud, random, modes);
+    }
+    for (const Series& series : bank.series) {
+        drawSeries(series, random, modes);
+    }
+    return modes;
+}
+
+std::vector<Mode> modesOfHit(const std::vector<Mode>& modes, const Bank& bank, const Adjustment& adjustment,
+                             const Damping& damping, Random& random) {
+    std::vector<Mode> hit;
+    hit.reserve(modes.size());
+    for (const Mode& mode : modes) {
+        const double frequency =
+            mode.frequencyHz * adjustment.pitch * (1 + bank.frequencyJitter * random.stray());
+        const double overFoam = frequency / damping.foamHz;
+        hit.push_back({frequency,
+                       mode.decayMs * adjustment.sustain * damping.sustain *
+                           (1 + bank.decayJitter * random.stray()) / (1 + overFoam * overFoam),
+                       mode.levelDb + adjustment.levelDb + bank.levelJitterDb * random.stray()});
+    }
+    return hit;
+}
+
+void ring(const std::vector<Mode>& modes, const Signal& force, Signal& out) {
+    for (const Mode& mode : modes) {
+        if (mode.frequencyHz > 0.45 * sampleRate) {
+            continue;
+        }
+        const Resonator resonator(mode);
+        double last = 0;
+        double beforeLast = 0;
+        for (std::size_t n = 0; n < force.size(); ++n) {
+            const double now =
+                resonator.input * force[n] + resonator.feedback1 * last + resonator.feedback2 * beforeLast;
+            beforeLast = last;
+            last = now;
+            out[n] += now;
+        }
+    }
+}
+
+} // namespace keysong::soundgen

@@ -1,0 +1,104 @@
+#include "soundgen/SetWriter.h"
+
+#include <nlohmann/json.hpp>
+#include <sndfile.h>
+
+#include <cmath>
+#include <fstream>
+#include <memory>
+
+#include "soundgen/SoundRenderer.h"
+
+namespace keysong::soundgen {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string fileName(const Sound& sound, int variant) {
+    return sound.fileStem() + "-" + std::to_string(variant + 1) + ".flac";
+}
+
+/// Where the manifest lists the files of a sound.
+Json& listOf(Json& manifest, const SoundTarget& target) {
+    switch (target.kind) {
+    case SoundTarget::Kind::scroll:
+        return manifest["mouse"]["scroll"];
+    case SoundTarget::Kind::mouse:
+        return manifest["mouse"][target.name][target.direction];
+    case SoundTarget::Kind::key:
+        return manifest["keys"][target.name][target.direction];
+    case SoundTarget::Kind::group:
+        break;
+    }
+    // The sound of the main keys is what every other key falls back to.
+    return target.name == "main" ? manifest["defaults"][target.direction]
+                                 : manifest["groups"][target.name][target.direction];
+}
+
+/// Decimal text of a fraction written in a description, without the tail of its binary form.
+double rounded(double value) {
+    return std::round(value * 1e4) / 1e4;
+}
+
+void writeSound(const Signal& signal, const std::filesystem::path& path) {
+    SF_INFO info{};
+    info.samplerate = static_cast<int>(sampleRate);
+    info.channels = 1;
+    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
+    const std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
+    if (!file) {
+        throw WriteError(path.string() + ": " + sf_strerror(nullptr));
+    }
+    std::vector<short> samples;
+    samples.reserve(signal.size());
+    for (const double sample : signal) {
+        samples.push_back(static_cast<short>(std::lround(sample * 32767)));
+    }
+    const auto count = static_cast<sf_count_t>(samples.size());
+    if (sf_writef_short(file.get(), samples.data(), count) != count) {
+        throw WriteError(path.string() + ": " + sf_strerror(file.get()));
+    }
+}
+
+} // namespace
+
+std::string manifestText(const SetDescription& set) {
+    Json manifest;
+    manifest["schema"] = 1;
+    manifest["id"] = set.id;
+    manifest["name"] = set.name;
+    manifest["gain"] = rounded(set.gainDb);
+    manifest["pitchVariation"] = rounded(set.pitchVariation);
+    manifest["gainVariation"] = rounded(set.gainVariationDb);
+    manifest["defaults"] = Json::object();
+    for (const Sound& sound : set.sounds) {
+        Json& list = listOf(manifest, sound.target);
+        for (int variant = 0; variant < sound.variants; ++variant) {
+            list.push_back(fileName(sound, variant));
+        }
+    }
+    return manifest.dump(2) + "\n";
+}
+
+void writeSet(const SetDescription& set, const std::filesystem::path& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        throw WriteError(folder.string() + ": " + error.message());
+    }
+    const SoundRenderer renderer(set);
+    for (const Sound& sound : set.sounds) {
+        for (int variant = 0; variant < sound.variants; ++variant) {
+            writeSound(renderer.render(sound, variant), folder / fileName(sound, variant));
+        }
+    }
+    const auto path = folder / "manifest.json";
+    std::ofstream file(path, std::ios::binary);
+    file << manifestText(set);
+    file.close();
+    if (!file) {
+        throw WriteError(path.string() + ": cannot be written");
+    }
+}
+
+} // namespace keysong::soundgen
