@@ -1,0 +1,77 @@
+#include "Audio/Limiter.h"
+
+#include "Audio/FloatLanes.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace keysong {
+
+namespace {
+
+/// Whether any frame of either channel lies above the threshold.
+bool exceedsThreshold(const float* left, const float* right, std::size_t count) noexcept {
+    FloatLanes peaks = {};
+    std::size_t index = 0;
+    for (; index + floatLaneCount <= count; index += floatLaneCount) {
+        for (const float* channel : {left, right}) {
+            const FloatLanes frames = loadLanes(channel + index);
+            peaks = frames > peaks ? frames : peaks;
+            peaks = -frames > peaks ? -frames : peaks;
+        }
+    }
+    float peak = std::max(std::max(peaks[0], peaks[1]), std::max(peaks[2], peaks[3]));
+    for (; index < count; ++index) {
+        peak = std::max(peak, std::max(std::fabs(left[index]), std::fabs(right[index])));
+    }
+    return peak > Limiter::threshold;
+}
+
+/// The gain that bends a peak above the threshold into the room between threshold and ceiling. It leaves
+/// the straight line with the line's own slope and nears the ceiling without reaching it.
+float kneeGain(float peak) noexcept {
+    constexpr float room = Limiter::ceiling - Limiter::threshold;
+    const float excess = (peak - Limiter::threshold) / room;
+    return (Limiter::threshold + room * (excess / (1 + excess))) / peak;
+}
+
+} // namespace
+
+void Limiter::prepare(double sampleRate) noexcept {
+    releasePerFrame_ = static_cast<float>(1 - std::exp(-1 / (releaseSeconds * sampleRate)));
+    reset();
+}
+
+/// The gain a frame later, if nothing is loud.
+float Limiter::releasedGain(float gain) const noexcept {
+    // An exponential never arrives: what is this close to 1 is 1, a step of 100 dB below the signal.
+    constexpr float closeEnough = 1 - 1e-5F;
+    const float released = gain + (1 - gain) * releasePerFrame_;
+    return released > closeEnough ? 1 : released;
+}
+
+void Limiter::recover(std::size_t count) noexcept {
+    for (std::size_t index = 0; index < count && !isRecovered(); ++index) {
+        gain_ = releasedGain(gain_);
+    }
+}
+
+void Limiter::process(float* left, float* right, std::size_t count) noexcept {
+    if (isRecovered() && !exceedsThreshold(left, right, count)) {
+        return;
+    }
+    float gain = gain_;
+    for (std::size_t index = 0; index < count; ++index) {
+        gain = releasedGain(gain);
+        const float peak = std::max(std::fabs(left[index]), std::fabs(right[index]));
+        if (peak > threshold) {
+            gain = std::min(gain, kneeGain(peak));
+        }
+        // The product can round past the ceiling by its last bit.
+        left[index] = std::clamp(left[index] * gain, -ceiling, ceiling);
+        right[index] = std::clamp(right[index] * gain, -ceiling, ceiling);
+    }
+    gain_ = gain;
+}
+
+} // namespace keysong

@@ -1,0 +1,237 @@
+#include "Audio/SoundEngine.h"
+
+#include "Audio/ToneControl.h"
+#include "Shared/Log.h"
+#include "Shared/NumberText.h"
+#include "Shared/SerialQueue.h"
+
+#include <algorithm>
+#include <iterator>
+#include <thread>
+#include <utility>
+
+namespace keysong {
+
+namespace {
+
+/// How often replaced sets are looked at while one still sounds.
+constexpr std::chrono::milliseconds releaseInterval(250);
+
+/// The event as it stands in the play log.
+std::string labelOf(const SoundEvent& event) {
+    switch (event.kind()) {
+    case SoundEvent::Kind::keyDown:
+        return "keyDown(" + std::to_string(event.keyCode()) + ")";
+    case SoundEvent::Kind::keyUp:
+        return "keyUp(" + std::to_string(event.keyCode()) + ")";
+    case SoundEvent::Kind::mouseDown:
+        return std::string("mouseDown(") + nameOf(event.button()) + ")";
+    case SoundEvent::Kind::mouseUp:
+        return std::string("mouseUp(") + nameOf(event.button()) + ")";
+    case SoundEvent::Kind::scrollTick:
+        break;
+    }
+    return "scrollTick";
+}
+
+void logPlay(const SoundEvent& event, const Hit& hit) {
+    log.notice("play %{public}s voice=%{public}ld",
+               labelOf(event) + " file=" + hit.file + " rate=" + fixedText(hit.rate, 4) +
+                   " gainDB=" + fixedText(hit.gainDecibels, 2, true),
+               static_cast<std::int64_t>(hit.voice));
+}
+
+} // namespace
+
+/// What the output's callback holds. The callback may outlive its removal by a moment, the engine not.
+struct SoundEngine::ConfigurationListener {
+    explicit ConfigurationListener(SoundEngine* listening) : engine(listening) {}
+
+    void configurationChanged() KEYSONG_EXCLUDES(mutex) {
+        const MutexLock lock(mutex);
+        if (engine != nullptr) {
+            engine->recover();
+        }
+    }
+    void close() KEYSONG_EXCLUDES(mutex) {
+        const MutexLock lock(mutex);
+        engine = nullptr;
+    }
+
+    Mutex mutex;
+    SoundEngine* engine KEYSONG_GUARDED_BY(mutex);
+};
+
+SoundEngine::SoundEngine(AudioOutput& output, const Clock& clock, Threads& threads,
+                         const RandomSource& random)
+    : SoundEngine(output,
+                  {clock,
+                   std::make_unique<SerialQueue>(
+                       threads, ThreadAttributes{"com.orlen.keysong.audio.control", "audio.control"}),
+                   [](std::chrono::nanoseconds duration) { std::this_thread::sleep_for(duration); }},
+                  random) {
+}
+
+SoundEngine::SoundEngine(AudioOutput& output, SoundEngineServices services, const RandomSource& random)
+    : output_(output), clock_(services.clock), sleep_(std::move(services.sleep)), random_(random),
+      mixer_(VoiceLanes::pans()), listener_(std::make_shared<ConfigurationListener>(this)),
+      control_(std::move(services.control)) {
+    output_.setRenderer(&mixer_);
+    output_.setConfigurationChangeHandler([listener = listener_] { listener->configurationChanged(); });
+}
+
+SoundEngine::~SoundEngine() {
+    listener_->close();
+    control_.reset();
+    output_.setConfigurationChangeHandler({});
+    output_.stop();
+    output_.setRenderer(nullptr);
+    mixer_.discardAll();
+}
+
+void SoundEngine::play(const SoundEvent& event) {
+    // First of all: the sound is placed a fixed time after this.
+    const std::chrono::nanoseconds entry = clock_.now();
+    const Draws draws = random_.next();
+    const bool verbose = verboseLogging();
+    std::optional<Hit> hit;
+    {
+        const MutexLock lock(mutex_);
+        hit = state_.resolve(event, draws, verbose);
+    }
+    if (!hit) {
+        return;
+    }
+    if (!mixer_.schedule({entry.count(), hit->voice, hit->buffer, hit->rate, hit->volume, hit->inFlight})) {
+        hit->inFlight->fetch_sub(1, std::memory_order_release);
+    }
+    {
+        const MutexLock lock(mutex_);
+        --state_.scheduling;
+    }
+    if (verbose) {
+        logPlay(event, *hit);
+    }
+}
+
+void SoundEngine::load(std::shared_ptr<const SoundSet> set) {
+    const std::string id = set->manifest().id;
+    auto loaded = std::make_shared<LoadedSet>(std::move(set));
+    {
+        const MutexLock lock(mutex_);
+        state_.set.swap(loaded);
+    }
+    log.notice("engine loaded set %{public}s", id);
+    if (loaded != nullptr) {
+        const MutexLock lock(retiredMutex_);
+        retired_.push_back(std::move(loaded));
+    }
+    releaseRetiredSets();
+}
+
+void SoundEngine::releaseRetiredSets() {
+    // Emptied after the lock is dropped: freeing a set's samples takes a while.
+    std::vector<std::shared_ptr<LoadedSet>> released;
+    bool comeBack = false;
+    {
+        const MutexLock lock(retiredMutex_);
+        const auto silent = std::partition(retired_.begin(), retired_.end(), [](const auto& retired) {
+            return retired->inFlight.load(std::memory_order_acquire) > 0;
+        });
+        std::move(silent, retired_.end(), std::back_inserter(released));
+        retired_.erase(silent, retired_.end());
+        comeBack = !retired_.empty() && !std::exchange(releasePending_, !retired_.empty());
+    }
+    if (comeBack) {
+        control_->asyncAfter(releaseInterval, [this] {
+            {
+                const MutexLock lock(retiredMutex_);
+                releasePending_ = false;
+            }
+            releaseRetiredSets();
+        });
+    }
+}
+
+void SoundEngine::setVolume(float volume) {
+    const float limited = volume > 0.0F ? std::min(volume, 1.0F) : 0.0F;
+    {
+        const MutexLock lock(mutex_);
+        state_.volume = limited;
+    }
+    control_->async([this, limited] { mixer_.setMasterVolume(limited); });
+}
+
+float SoundEngine::volume() const {
+    const MutexLock lock(mutex_);
+    return state_.volume;
+}
+
+void SoundEngine::setMuted(bool muted) {
+    const MutexLock lock(mutex_);
+    state_.muted = muted;
+}
+
+void SoundEngine::setSpatial(bool spatial) {
+    const MutexLock lock(mutex_);
+    state_.spatial = spatial;
+}
+
+void SoundEngine::setMouseEnabled(bool enabled) {
+    const MutexLock lock(mutex_);
+    state_.mouseEnabled = enabled;
+}
+
+void SoundEngine::setScrollEnabled(bool enabled) {
+    const MutexLock lock(mutex_);
+    state_.scrollEnabled = enabled;
+}
+
+std::shared_ptr<const SoundSet> SoundEngine::set() const {
+    const MutexLock lock(mutex_);
+    return state_.set != nullptr ? state_.set->set : nullptr;
+}
+
+void SoundEngine::setTone(float tone) {
+    const float limited = ToneControl::clamped(tone);
+    {
+        const MutexLock lock(mutex_);
+        state_.tone = limited;
+    }
+    control_->async([this, gains = ToneControl::shelves(limited)] {
+        mixer_.setLowShelfGain(gains.low);
+        mixer_.setHighShelfGain(gains.high);
+        mixer_.setMakeupGain(gains.makeup);
+    });
+}
+
+float SoundEngine::tone() const {
+    const MutexLock lock(mutex_);
+    return state_.tone;
+}
+
+void SoundEngine::setBody(float body) {
+    const float limited = ToneControl::clamped(body);
+    const float rate = ToneControl::rate(limited);
+    const MutexLock lock(mutex_);
+    state_.body = limited;
+    state_.rateBias = rate;
+}
+
+float SoundEngine::body() const {
+    const MutexLock lock(mutex_);
+    return state_.body;
+}
+
+ShelfReading SoundEngine::shelfGainsForTest() {
+    ShelfReading reading;
+    control_->sync([&] { reading = {mixer_.lowShelfGain(), mixer_.highShelfGain(), false}; });
+    return reading;
+}
+
+EngineState SoundEngine::snapshot() const {
+    const MutexLock lock(mutex_);
+    return state_;
+}
+
+} // namespace keysong

@@ -1,0 +1,175 @@
+#pragma once
+
+#include "Audio/EngineState.h"
+#include "Audio/Mixer.h"
+#include "Audio/RandomSource.h"
+#include "Audio/SoundSet.h"
+#include "Platform/AudioOutput.h"
+#include "Platform/Clock.h"
+#include "Platform/Threads.h"
+#include "Shared/Mutex.h"
+#include "Shared/SoundEvent.h"
+#include "Shared/TaskQueue.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace keysong {
+
+/// The output could not be moved to a device; `what()` is the text to show.
+class SoundEngineError : public std::runtime_error {
+  public:
+    enum class Kind { deviceUnavailable, deviceSwitchFailed, noOutputDevice };
+
+    [[nodiscard]] static SoundEngineError deviceUnavailable(const std::string& uid);
+    [[nodiscard]] static SoundEngineError deviceSwitchFailed(std::int32_t status);
+    [[nodiscard]] static SoundEngineError noOutputDevice();
+
+    [[nodiscard]] Kind kind() const noexcept { return kind_; }
+
+  private:
+    SoundEngineError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
+
+    Kind kind_;
+};
+
+/// The tone stage as it stands.
+struct ShelfReading {
+    /// Decibels.
+    float low = 0;
+    float high = 0;
+    /// The stage's own bypass, which nothing turns on.
+    bool bypassed = false;
+};
+
+/// What the engine needs besides its output.
+struct SoundEngineServices {
+    /// Outlives the engine.
+    const Clock& clock;
+    /// Where all work on the output and the tone stage runs.
+    std::unique_ptr<TaskQueue> control;
+    /// Blocks the calling thread this long.
+    std::function<void(std::chrono::nanoseconds)> sleep;
+};
+
+/// Turns each event into one sample that starts playing at once.
+///
+/// A fixed mixer of sixteen voices feeds one output. Any thread but the render thread may call any
+/// operation, `play` included. `start`, `setOutputDevice`, `currentOutputDeviceUid` and
+/// `shelfGainsForTest` wait for the control queue and must not be called from it. Once started the engine
+/// runs until it is destroyed, apart from the short stops of a device switch.
+class SoundEngine {
+  public:
+    /// The layout into which every sound set is decoded, so that a hit needs no conversion.
+    static constexpr AudioFormat renderFormat{48000, 1};
+    /// The period that is asked of the output: 2.67 ms.
+    static constexpr std::uint32_t requestedBufferFrames = 128;
+
+    /// With a control queue of its own. The references outlive the engine. The output is stopped and this
+    /// engine's alone.
+    SoundEngine(AudioOutput& output, const Clock& clock, Threads& threads, const RandomSource& random);
+    SoundEngine(AudioOutput& output, SoundEngineServices services, const RandomSource& random);
+    /// Drops waiting control tasks and stops the output. No other thread may be using the engine.
+    ~SoundEngine();
+    SoundEngine(const SoundEngine&) = delete;
+    SoundEngine& operator=(const SoundEngine&) = delete;
+
+    /// Starts the output; does nothing when running. Throws `AudioOutputError`; the engine then stays
+    /// silent and may be started again.
+    void start();
+
+    /// Makes `set` the one that hits are taken from. Sounds of the old set play to their end; it is
+    /// released after the last of them. Not on the event-tap thread.
+    void load(std::shared_ptr<const SoundSet> set);
+
+    /// Plays the event if it should sound. Never fails, allocates (but in verbose mode) or waits for the
+    /// control queue; holds a lock for a few fields. Real-time safe but for that lock.
+    void play(const SoundEvent& event);
+
+    /// Master volume, limited to 0...1. Returns before it is applied.
+    void setVolume(float volume);
+    [[nodiscard]] float volume() const;
+    /// The four switches take effect with the next `play`; what sounds already is not cut.
+    void setMuted(bool muted);
+    void setSpatial(bool spatial);
+    void setMouseEnabled(bool enabled);
+    void setScrollEnabled(bool enabled);
+    /// The loaded set; null when none is.
+    [[nodiscard]] std::shared_ptr<const SoundSet> set() const;
+
+    /// -1 (deep) to 1 (sharp), limited to that. Returns before it is applied.
+    void setTone(float tone);
+    [[nodiscard]] float tone() const;
+    /// -1 (low and slow) to 1 (high and fast), limited to that. Applies from the next hit on.
+    void setBody(float body);
+    [[nodiscard]] float body() const;
+    /// The tone stage after every change made so far.
+    [[nodiscard]] ShelfReading shelfGainsForTest();
+
+    /// Plays through the device with this UID, or without one through the system's default. `rebuild`
+    /// restarts the output even if it is there already. Throws `SoundEngineError`, or `AudioOutputError`
+    /// when the output starts neither with the tone stage nor without.
+    void setOutputDevice(const std::optional<std::string>& uid, bool rebuild);
+    /// The UID of the device in use, none when unknown.
+    [[nodiscard]] std::optional<std::string> currentOutputDeviceUid();
+    /// Puts the output back where it belongs 0.3 s after the last of a burst of calls.
+    void recover();
+
+    /// The state as it is now, for diagnostics and tests.
+    [[nodiscard]] EngineState snapshot() const;
+
+    /// The lane in which a (finite) pan plays, 0 to 7.
+    [[nodiscard]] static std::size_t lane(float pan) noexcept { return VoiceLanes::laneFor(pan); }
+
+  private:
+    friend struct SoundEngineTestPeer;
+    struct ConfigurationListener;
+
+    /// Whether the output plays and hits reach it. Control queue.
+    [[nodiscard]] bool outputRuns() const;
+    /// Asks for the period length, logging a refusal. Control queue.
+    void applyBufferFrameSize();
+    /// Prepares the mixer for the output's rate and starts the output. Throws `AudioOutputError`.
+    void startOutput();
+    /// Starts the output if it can; lets hits through if it runs then.
+    void startOutputIfPossible();
+    /// Lets hits through, now that the output runs on `device`, and logs it.
+    void finishStart(std::optional<AudioDeviceId> device);
+    void logStartLine(std::optional<AudioDeviceId> device) const;
+    [[nodiscard]] std::optional<AudioDeviceId> currentDeviceId() const;
+    [[nodiscard]] std::optional<std::string> uidOf(std::optional<AudioDeviceId> device) const;
+    void retarget(AudioDeviceId target);
+    /// Throws the first failure, an `AudioOutputError`, when the output starts neither way.
+    void startWithOrWithoutTone();
+    void drainScheduling();
+    void performRecover();
+
+    /// Releases the replaced sets that nothing sounds from any more; comes back on the control queue
+    /// while one remains.
+    void releaseRetiredSets() KEYSONG_EXCLUDES(retiredMutex_);
+
+    AudioOutput& output_;
+    const Clock& clock_;
+    const std::function<void(std::chrono::nanoseconds)> sleep_;
+    RandomSource random_;
+    Mixer mixer_;
+
+    mutable Mutex mutex_;
+    EngineState state_ KEYSONG_GUARDED_BY(mutex_);
+
+    Mutex retiredMutex_;
+    std::vector<std::shared_ptr<LoadedSet>> retired_ KEYSONG_GUARDED_BY(retiredMutex_);
+    bool releasePending_ KEYSONG_GUARDED_BY(retiredMutex_) = false;
+
+    std::shared_ptr<ConfigurationListener> listener_;
+    /// Last, so that its tasks see a whole engine.
+    std::unique_ptr<TaskQueue> control_;
+};
+
+} // namespace keysong

@@ -1,0 +1,234 @@
+// The part of the engine that starts the output and keeps it on the right device. All of it runs on the
+// control queue, but for the requests that put it there.
+
+#include "Audio/OutputDevices.h"
+#include "Audio/SoundEngine.h"
+#include "Shared/Log.h"
+#include "Shared/NumberText.h"
+
+#include <cmath>
+
+namespace keysong {
+
+namespace {
+
+constexpr std::chrono::milliseconds drainLimit(20);
+constexpr std::chrono::microseconds drainInterval(50);
+constexpr std::chrono::milliseconds recoverDelay(300);
+
+std::string millisecondsText(std::uint64_t frames, double rate) {
+    return fixedText(static_cast<double>(frames) / rate * 1000.0, 2);
+}
+
+} // namespace
+
+SoundEngineError SoundEngineError::deviceUnavailable(const std::string& uid) {
+    return {Kind::deviceUnavailable, "output device " + uid + " is not attached"};
+}
+
+SoundEngineError SoundEngineError::deviceSwitchFailed(std::int32_t status) {
+    return {Kind::deviceSwitchFailed,
+            "could not switch output device (OSStatus " + std::to_string(status) + ")"};
+}
+
+SoundEngineError SoundEngineError::noOutputDevice() {
+    return {Kind::noOutputDevice, "no audio output device is available"};
+}
+
+void SoundEngine::start() {
+    control_->sync([this] {
+        if (snapshot().running) {
+            return;
+        }
+        applyBufferFrameSize();
+        startOutput();
+        finishStart(currentDeviceId());
+    });
+}
+
+void SoundEngine::startOutput() {
+    // A back end may have come to life by itself since the last stop; the mixer is prepared at rest.
+    output_.stop();
+    mixer_.prepare(output_.sampleRate());
+    output_.start();
+}
+
+void SoundEngine::startOutputIfPossible() {
+    try {
+        startOutput();
+    } catch (const AudioOutputError&) { // the caller has a failure of its own to report
+    }
+    const bool runs = output_.isRunning();
+    const MutexLock lock(mutex_);
+    state_.running = runs;
+}
+
+void SoundEngine::applyBufferFrameSize() {
+    const std::int32_t status = output_.requestBufferFrames(requestedBufferFrames);
+    if (status != 0) {
+        log.error("could not request a %{public}u frame IO buffer (OSStatus %{public}d)",
+                  requestedBufferFrames, status);
+    }
+}
+
+void SoundEngine::finishStart(std::optional<AudioDeviceId> device) {
+    // Asked before the lock is taken: hits wait for the lock, and the answer may take a while.
+    std::optional<std::string> uid = uidOf(device);
+    {
+        const MutexLock lock(mutex_);
+        state_.running = true;
+        state_.activeUid.swap(uid);
+    }
+    logStartLine(device);
+}
+
+void SoundEngine::logStartLine(std::optional<AudioDeviceId> device) const {
+    const AudioDevices& devices = output_.devices();
+    std::string name = "unknown";
+    double rate = renderFormat.sampleRate;
+    std::uint64_t latencyFrames = 0;
+    if (device) {
+        name = devices.name(*device).value_or(name);
+        const double nominal = devices.nominalSampleRate(*device).value_or(0);
+        if (std::isfinite(nominal) && nominal > 0) {
+            rate = nominal;
+        }
+        latencyFrames = std::uint64_t{devices.latencyFrames(*device).value_or(0)} +
+                        devices.safetyOffsetFrames(*device).value_or(0);
+    }
+    // Now that the output runs, this is the size that was granted.
+    const std::uint32_t granted = output_.bufferFrames().value_or(0);
+    log.notice("engine started output=%{public}s rate=%{public}ld buffer=%{public}u (%{public}s ms) "
+               "deviceLatency=%{public}s ms voices=%{public}ld",
+               name, static_cast<std::int64_t>(rate), granted, millisecondsText(granted, rate),
+               millisecondsText(latencyFrames, rate), static_cast<std::int64_t>(VoiceLanes::voiceCount));
+}
+
+bool SoundEngine::outputRuns() const {
+    return output_.isRunning() && snapshot().running;
+}
+
+std::optional<AudioDeviceId> SoundEngine::currentDeviceId() const {
+    const auto device = output_.currentDevice();
+    return device && *device != 0 ? device : OutputDevices::defaultDeviceId(output_.devices());
+}
+
+std::optional<std::string> SoundEngine::uidOf(std::optional<AudioDeviceId> device) const {
+    return device ? output_.devices().uid(*device) : std::nullopt;
+}
+
+std::optional<std::string> SoundEngine::currentOutputDeviceUid() {
+    std::optional<std::string> uid = snapshot().activeUid;
+    if (!uid) {
+        control_->sync([&] { uid = uidOf(currentDeviceId()); });
+    }
+    return uid;
+}
+
+void SoundEngine::setOutputDevice(const std::optional<std::string>& uid, bool rebuild) {
+    control_->sync([&] {
+        const AudioDevices& devices = output_.devices();
+        const auto target =
+            uid ? OutputDevices::deviceIdForUid(devices, *uid) : OutputDevices::defaultDeviceId(devices);
+        if (!target) {
+            throw uid ? SoundEngineError::deviceUnavailable(*uid) : SoundEngineError::noOutputDevice();
+        }
+        {
+            const MutexLock lock(mutex_);
+            state_.selectedUid = uid;
+        }
+        if (!rebuild && outputRuns() && currentDeviceId() == target) {
+            auto targetUid = uidOf(target);
+            const MutexLock lock(mutex_);
+            state_.activeUid.swap(targetUid);
+            return;
+        }
+        retarget(*target);
+    });
+}
+
+void SoundEngine::retarget(AudioDeviceId target) {
+    {
+        const MutexLock lock(mutex_);
+        state_.running = false;
+    }
+    drainScheduling();
+    output_.stop();
+    mixer_.discardAll();
+    const std::int32_t status = output_.setDevice(target);
+    if (status != 0) {
+        startOutputIfPossible();
+        throw SoundEngineError::deviceSwitchFailed(status);
+    }
+    mixer_.setToneConnected(true);
+    applyBufferFrameSize();
+    startWithOrWithoutTone();
+    finishStart(target);
+}
+
+void SoundEngine::startWithOrWithoutTone() {
+    try {
+        startOutput();
+        return;
+    } catch (const AudioOutputError& first) {
+        log.error("engine did not start with the tone EQ in the graph, dropping it");
+        mixer_.setToneConnected(false);
+        try {
+            startOutput();
+            return;
+        } catch (const AudioOutputError&) { // the first failure is the one to report
+        }
+        mixer_.setToneConnected(true);
+        startOutputIfPossible();
+        throw;
+    }
+}
+
+void SoundEngine::drainScheduling() {
+    const std::chrono::nanoseconds deadline = clock_.now() + drainLimit;
+    while (snapshot().scheduling > 0) {
+        if (clock_.now() > deadline) {
+            log.error("a hit was still scheduling after 20 ms, switching the device anyway");
+            return;
+        }
+        sleep_(drainInterval);
+    }
+}
+
+void SoundEngine::recover() {
+    std::uint64_t generation = 0;
+    {
+        const MutexLock lock(mutex_);
+        generation = ++state_.recoverGeneration;
+    }
+    control_->asyncAfter(recoverDelay, [this, generation] {
+        if (snapshot().recoverGeneration == generation) {
+            performRecover();
+        }
+    });
+}
+
+void SoundEngine::performRecover() {
+    const EngineState state = snapshot();
+    const AudioDevices& devices = output_.devices();
+    const auto selected =
+        state.selectedUid ? OutputDevices::deviceIdForUid(devices, *state.selectedUid) : std::nullopt;
+    const auto target = selected ? selected : OutputDevices::defaultDeviceId(devices);
+    if (!target) {
+        log.error("configuration change: no output device available");
+        return;
+    }
+    if (outputRuns() && uidOf(target) == state.activeUid) {
+        return;
+    }
+    if (state.selectedUid && !selected) {
+        log.notice("selected output device is gone, falling back to the system default");
+    }
+    try {
+        retarget(*target);
+    } catch (const std::runtime_error& error) {
+        log.error("recover failed: %{public}s", error.what());
+    }
+}
+
+} // namespace keysong
