@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Platform/InputSource.h"
+
+#include <memory>
+#include <vector>
+
+namespace keysong {
+
+/// A file descriptor that closes itself.
+class FileDescriptor {
+  public:
+    explicit FileDescriptor(int descriptor = -1) noexcept : descriptor_(descriptor) {}
+    ~FileDescriptor();
+    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+    [[nodiscard]] int get() const noexcept { return descriptor_; }
+    [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+
+  private:
+    int descriptor_;
+};
+
+/// A run loop over epoll: descriptors, timers, and a way to stop it from outside.
+class EpollRunLoop final : public RunLoop {
+  public:
+    /// Null when the machine refuses the descriptors.
+    [[nodiscard]] static std::unique_ptr<EpollRunLoop> make();
+
+    /// Calls `handler` on the serving thread while the descriptor, which the caller owns, is readable or
+    /// has failed. False when it cannot be watched.
+    bool watch(int descriptor, std::function<void()> handler);
+    /// Ends the watch; the descriptor is still open. Serving thread, or before `run`.
+    void unwatch(int descriptor);
+
+    bool addTimer(std::chrono::nanoseconds first, std::chrono::nanoseconds interval,
+                  std::function<void()> handler) override;
+    void run() override;
+    void stop() noexcept override;
+
+  private:
+    struct Watch {
+        int descriptor;
+        std::shared_ptr<const std::function<void()>> handler;
+    };
+
+    EpollRunLoop(FileDescriptor epoll, FileDescriptor wake) : epoll_(std::move(epoll)), wake_(std::move(wake)) {}
+
+    FileDescriptor epoll_;
+    FileDescriptor wake_;
+    std::vector<Watch> watches_;
+    std::vector<FileDescriptor> timers_;
+};
+
+} // namespace keysong

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+namespace keysong {
+
+/// What a Linux key stands for in the virtual key codes that the program speaks.
+struct KeyMeaning {
+    enum class Kind : std::uint8_t {
+        /// An ordinary key; `code` is its virtual key code.
+        key,
+        /// A key whose press and release change the flag word; `code` and `flags` are its own.
+        modifier,
+        /// Caps Lock, whose every press toggles its flag.
+        capsLock,
+        /// A media, brightness or keyboard-light key; `code` is its auxiliary key type.
+        media,
+    };
+
+    Kind kind = Kind::key;
+    std::uint16_t code = 0;
+    /// The general and the device-dependent bit that a modifier sets.
+    std::uint64_t flags = 0;
+};
+
+/// The meaning of a Linux key code (KEY_*). Total: a key with no counterpart gets a code between 128 and 255
+/// that no other meaning uses, so that it still sounds. Any thread; real-time safe.
+[[nodiscard]] KeyMeaning keyMeaningOf(std::uint16_t linuxCode) noexcept;
+
+} // namespace keysong
