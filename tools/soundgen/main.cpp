@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "soundgen/Description.h"
