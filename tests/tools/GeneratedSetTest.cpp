@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <sys/wait.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 #include <locale>
 #include <numeric>
 #include <set>
@@ -213,6 +216,27 @@ TEST(SoundRendererTest, RefusesALevelThatWouldClipAndASoundWithoutSound) {
 
 TEST(SetWriterTest, SaysWhichFolderCannotBeMade) {
     EXPECT_THROW(writeSet(parseDescription(smallSet), "/proc/keysong/set"), WriteError);
+}
+
+/// How the program ends with these arguments.
+int exitCodeOf(const std::string& arguments) {
+    const int status = std::system((KEYSONG_SOUNDGEN " " + arguments + " 2>/dev/null").c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(SoundgenProgramTest, EndsWithOneWhenItCannotMakeTheSet) {
+    const ScratchFolder folder;
+    const std::string description = (folder.path() / "a.set").string();
+    const std::string output = (folder.path() / "out").string();
+    std::ofstream(description) << smallSet;
+    EXPECT_EQ(exitCodeOf(description + " " + output), 0);
+    EXPECT_TRUE(std::filesystem::exists(folder.path() / "out" / "manifest.json"));
+    EXPECT_EQ(exitCodeOf(""), 1) << "no arguments";
+    EXPECT_EQ(exitCodeOf(description + ".missing " + output), 1);
+    EXPECT_EQ(exitCodeOf(folder.path().string() + " " + output), 1) << "a folder for a description";
+    EXPECT_EQ(exitCodeOf(description + " /proc/keysong/set"), 1);
+    std::ofstream(description) << "[set]\nid = A\n";
+    EXPECT_EQ(exitCodeOf(description + " " + output), 1);
 }
 
 } // namespace

@@ -45,7 +45,7 @@ void writeSound(const Signal& signal, const std::filesystem::path& path) {
     info.samplerate = static_cast<int>(sampleRate);
     info.channels = 1;
     info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
-    const std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
+    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
     if (!file) {
         throw WriteError(path.string() + ": " + sf_strerror(nullptr));
     }
@@ -58,6 +58,10 @@ void writeSound(const Signal& signal, const std::filesystem::path& path) {
     const auto count = static_cast<sf_count_t>(samples.size());
     if (sf_writef_int(file.get(), samples.data(), count) != count) {
         throw WriteError(path.string() + ": " + sf_strerror(file.get()));
+    }
+    // The encoder writes its last block only now.
+    if (const int error = sf_close(file.release()); error != 0) {
+        throw WriteError(path.string() + ": " + sf_error_number(error));
     }
 }
 
