@@ -1,4 +1,3 @@
-
 #include "soundgen/DescriptionKeys.h"
 
 #include <algorithm>
@@ -12,6 +11,10 @@ constexpr double audibleHz = 20000;
 /// What a key does to the part of the set that its section describes.
 template <typename Part>
 using KeyTable = std::map<std::string_view, void (*)(Part&, LineValues&, const SetDescription&)>;
+
+/// The keys of each kind of section.
+template <typename Part>
+const KeyTable<Part> keysOf;
 
 template <typename Part>
 std::size_t indexOf(const std::vector<Part>& parts, LineValues& values, std::string_view kind) {
@@ -51,7 +54,8 @@ void readIdentifier(SetDescription& set, LineValues& values) {
     }
 }
 
-const KeyTable<SetDescription> setKeys = {
+template <>
+const KeyTable<SetDescription> keysOf<SetDescription> = {
     {"id", [](auto& set, auto& v, auto&) { readIdentifier(set, v); }},
     {"name", [](auto& set, auto& v, auto&) { set.name = v.word(); }},
     {"seed",
@@ -61,12 +65,14 @@ const KeyTable<SetDescription> setKeys = {
     {"gain-variation", [](auto& set, auto& v, auto&) { set.gainVariationDb = v.number("dB", 0, 6); }},
 };
 
-const KeyTable<Damping> dampingKeys = {
+template <>
+const KeyTable<Damping> keysOf<Damping> = {
     {"sustain", [](auto& damping, auto& v, auto&) { damping.sustain = v.number("", 0.05, 10); }},
     {"foam", [](auto& damping, auto& v, auto&) { damping.foamHz = frequency(v); }},
 };
 
-const KeyTable<Room> roomKeys = {
+template <>
+const KeyTable<Room> keysOf<Room> = {
     {"level", [](auto& room, auto& v, auto&) { room.levelDb = level(v); }},
     {"reflections", [](auto& room, auto& v, auto&) { room.reflections = v.whole(0, 500); }},
     {"length", [](auto& room, auto& v, auto&) { room.lengthMs = v.number("ms", 1, 200); }},
@@ -104,7 +110,8 @@ void addSeries(Bank& bank, LineValues& v, const SetDescription&) {
     bank.series.push_back(series);
 }
 
-const KeyTable<Bank> bankKeys = {
+template <>
+const KeyTable<Bank> keysOf<Bank> = {
     {"mode", addMode},
     {"cloud", addCloud},
     {"series", addSeries},
@@ -134,7 +141,8 @@ void readRepeat(Strike& strike, LineValues& v, const SetDescription&) {
     strike.fallDb = v.number("dB", 0, 60);
 }
 
-const KeyTable<Strike> strikeKeys = {
+template <>
+const KeyTable<Strike> keysOf<Strike> = {
     {"contact", [](auto& strike, auto& v, auto&) { strike.contactMs = v.number("ms", 0.05, 10); }},
     {"roughness", [](auto& strike, auto& v, auto&) { strike.roughnessDb = level(v); }},
     {"drive", addDrive},
@@ -142,7 +150,8 @@ const KeyTable<Strike> strikeKeys = {
     {"repeat", readRepeat},
 };
 
-const KeyTable<Rub> rubKeys = {
+template <>
+const KeyTable<Rub> keysOf<Rub> = {
     {"level", [](auto& rub, auto& v, auto&) { rub.levelDb = level(v); }},
     {"band", [](auto& rub, auto& v, auto&) { readBand(v, rub.fromHz, rub.toHz); }},
     {"length", [](auto& rub, auto& v, auto&) { rub.lengthMs = v.number("ms", 0.5, 200); }},
@@ -168,7 +177,8 @@ void addAdjustment(Sound& sound, LineValues& v, const SetDescription& set) {
     sound.adjustments.push_back(adjustment);
 }
 
-const KeyTable<Sound> soundKeys = {
+template <>
+const KeyTable<Sound> keysOf<Sound> = {
     {"variants", [](auto& sound, auto& v, auto&) { sound.variants = v.whole(1, 16); }},
     {"level", [](auto& sound, auto& v, auto&) { sound.levelDb = v.number("dB", -80, 0); }},
     {"level-jitter", [](auto& sound, auto& v, auto&) { sound.levelJitterDb = v.number("dB", 0, 6); }},
@@ -180,44 +190,24 @@ const KeyTable<Sound> soundKeys = {
     {"tune", addAdjustment},
 };
 
+} // namespace
+
 template <typename Part>
-void readWith(const KeyTable<Part>& keys, Part& part, LineValues& values, const SetDescription& set) {
-    const auto found = keys.find(values.key());
-    if (found == keys.end()) {
+void readKey(Part& part, LineValues& values, const SetDescription& set) {
+    const auto found = keysOf<Part>.find(values.key());
+    if (found == keysOf<Part>.end()) {
         failAtLine(values.line(), "there is no key '" + std::string(values.key()) + "' in this section");
     }
     found->second(part, values, set);
     values.finish();
 }
 
-} // namespace
-
-void readKey(SetDescription& part, LineValues& values, const SetDescription& set) {
-    readWith(setKeys, part, values, set);
-}
-
-void readKey(Damping& part, LineValues& values, const SetDescription& set) {
-    readWith(dampingKeys, part, values, set);
-}
-
-void readKey(Room& part, LineValues& values, const SetDescription& set) {
-    readWith(roomKeys, part, values, set);
-}
-
-void readKey(Bank& part, LineValues& values, const SetDescription& set) {
-    readWith(bankKeys, part, values, set);
-}
-
-void readKey(Strike& part, LineValues& values, const SetDescription& set) {
-    readWith(strikeKeys, part, values, set);
-}
-
-void readKey(Rub& part, LineValues& values, const SetDescription& set) {
-    readWith(rubKeys, part, values, set);
-}
-
-void readKey(Sound& part, LineValues& values, const SetDescription& set) {
-    readWith(soundKeys, part, values, set);
-}
+template void readKey(SetDescription&, LineValues&, const SetDescription&);
+template void readKey(Damping&, LineValues&, const SetDescription&);
+template void readKey(Room&, LineValues&, const SetDescription&);
+template void readKey(Bank&, LineValues&, const SetDescription&);
+template void readKey(Strike&, LineValues&, const SetDescription&);
+template void readKey(Rub&, LineValues&, const SetDescription&);
+template void readKey(Sound&, LineValues&, const SetDescription&);
 
 } // namespace keysong::soundgen
