@@ -22,6 +22,8 @@ struct Mode {
     /// Time to fall by 60 dB.
     double decayMs;
     double levelDb;
+    /// 1 or -1: which way the part moves where it is struck, against where it is heard.
+    double polarity = 1;
 };
 
 /// Many resonances too dense to name, evenly strewn over the octaves from one frequency to another; decay and

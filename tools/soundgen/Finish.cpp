@@ -60,7 +60,7 @@ double peakOf(const Signal& signal) noexcept {
 }
 
 void trimTail(Signal& signal) {
-    const double quiet = peakOf(signal) * amplitudeFromDecibels(-66);
+    const double quiet = peakOf(signal) * amplitudeFromDecibels(-72);
     const auto fade = std::min(signal.size(), static_cast<std::size_t>(samplesIn(15)));
     const auto lastLoud = std::find_if(signal.rbegin(), signal.rend(),
                                        [quiet](double sample) { return std::abs(sample) > quiet; });

@@ -21,7 +21,7 @@ void removeRumble(Signal& signal);
 /// Greatest absolute value.
 [[nodiscard]] double peakOf(const Signal& signal) noexcept;
 
-/// Cuts a signal where it has fallen 66 dB below its peak for good, and fades the last 15 ms out to exactly
+/// Cuts a signal where it has fallen 72 dB below its peak for good, and fades the last 15 ms out to exactly
 /// 0.
 void trimTail(Signal& signal);
 

@@ -32,7 +32,7 @@ struct Resonator {
         const double w = 2 * pi * mode.frequencyHz / sampleRate;
         // -60 dB is a factor of e^-6.9078.
         const double radius = exactExponential(-6.907755278982137 / (mode.decayMs * sampleRate / 1000));
-        input = amplitudeFromDecibels(mode.levelDb) * exactSine(w);
+        input = mode.polarity * amplitudeFromDecibels(mode.levelDb) * exactSine(w);
         feedback1 = 2 * radius * exactCosine(w);
         feedback2 = -radius * radius;
     }
@@ -51,6 +51,10 @@ std::vector<Mode> drawModes(const Bank& bank, std::uint64_t seed) {
     for (const Series& series : bank.series) {
         drawSeries(series, random, modes);
     }
+    // Neighbouring resonances start either way; all the same way they would add up to one great first swing.
+    for (Mode& mode : modes) {
+        mode.polarity = random.even() < 0 ? -1 : 1;
+    }
     return modes;
 }
 
@@ -65,7 +69,8 @@ std::vector<Mode> modesOfHit(const std::vector<Mode>& modes, const Bank& bank, c
         hit.push_back({frequency,
                        mode.decayMs * adjustment.sustain * damping.sustain *
                            (1 + bank.decayJitter * random.stray()) / (1 + overFoam * overFoam),
-                       mode.levelDb + adjustment.levelDb + bank.levelJitterDb * random.stray()});
+                       mode.levelDb + adjustment.levelDb + bank.levelJitterDb * random.stray(),
+                       mode.polarity});
     }
     return hit;
 }

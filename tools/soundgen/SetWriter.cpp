@@ -44,19 +44,24 @@ void writeSound(const Signal& signal, const std::filesystem::path& path) {
     SF_INFO info{};
     info.samplerate = static_cast<int>(sampleRate);
     info.channels = 1;
-    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
-    const std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
+    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
+    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
     if (!file) {
         throw WriteError(path.string() + ": " + sf_strerror(nullptr));
     }
-    std::vector<short> samples;
+    std::vector<int> samples;
     samples.reserve(signal.size());
     for (const double sample : signal) {
-        samples.push_back(static_cast<short>(std::lround(sample * 32767)));
+        // The library takes the upper 24 bits.
+        samples.push_back(static_cast<int>(std::lround(sample * 8388607)) * 256);
     }
     const auto count = static_cast<sf_count_t>(samples.size());
-    if (sf_writef_short(file.get(), samples.data(), count) != count) {
+    if (sf_writef_int(file.get(), samples.data(), count) != count) {
         throw WriteError(path.string() + ": " + sf_strerror(file.get()));
+    }
+    // The encoder writes its last block only now.
+    if (const int error = sf_close(file.release()); error != 0) {
+        throw WriteError(path.string() + ": " + sf_error_number(error));
     }
 }
 

@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "soundgen/Description.h"
@@ -8,13 +7,13 @@
 
 namespace {
 
-/// The text of a file, one byte more than a description may have at most; none when it cannot be read.
+/// Reads a file as far as a description may reach and one byte more; false when it cannot be read.
 bool readDescription(const char* path, std::string& text) {
     std::ifstream file(path, std::ios::binary);
     text.resize((1U << 20U) + 1);
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
-    return file.is_open() && !file.bad() && file.eof();
+    return file.is_open() && !file.bad();
 }
 
 } // namespace
@@ -28,7 +27,7 @@ int main(int count, char** arguments) {
         return 1;
     }
     std::string text;
-    if (!readDescription(arguments[1], text) && text.empty()) {
+    if (!readDescription(arguments[1], text)) {
         std::fprintf(stderr, "%s: cannot be read\n", arguments[1]);
         return 1;
     }

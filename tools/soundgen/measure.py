@@ -138,7 +138,7 @@ def draw(folder, sounds, picture):
         time = (np.arange(len(shown)) - pad) / rate * 1000
         axes[0][column].plot(time, shown, linewidth=0.5)
         axes[0][column].set(title=f"{name} ({file})", xlim=(-8, 130), ylim=(-1, 1))
-        axes[1][column].specgram(shown + 1e-9, NFFT=192, noverlap=180, pad_to=2048, Fs=rate, vmin=-140, vmax=-50,
+        axes[1][column].specgram(shown + 1e-9, NFFT=256, noverlap=244, pad_to=2048, Fs=rate, vmin=-130, vmax=-45,
                                  xextent=(-10, 140), cmap="magma")
         axes[1][column].set(yscale="log", ylim=(100, 16000), xlim=(-8, 130), xlabel="ms")
         axes[1][column].set_yticks([125, 250, 500, 1000, 2000, 4000, 8000, 16000])

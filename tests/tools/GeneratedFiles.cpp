@@ -1,0 +1,88 @@
+#include "GeneratedFiles.h"
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+#include <stdlib.h>
+
+#include <cmath>
+#include <fstream>
+#include <numbers>
+#include <sstream>
+
+namespace keysong::soundgen {
+namespace {
+
+std::string bytesOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file.is_open()) << path;
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return std::move(bytes).str();
+}
+
+} // namespace
+
+ScratchFolder::ScratchFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "keysong-soundgen-XXXXXX").string();
+    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
+    path_ = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::map<std::string, std::string> bytesOfFolder(const std::filesystem::path& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        files[entry.path().filename().string()] = bytesOf(entry.path());
+    }
+    return files;
+}
+
+std::string builtInDescription(const std::string& id) {
+    return bytesOf(std::filesystem::path(KEYSONG_SOUND_DESCRIPTIONS) / (id + ".set"));
+}
+
+Signal readSound(const std::filesystem::path& path) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    EXPECT_NE(file, nullptr) << path;
+    EXPECT_EQ(info.samplerate, 48000) << path;
+    EXPECT_EQ(info.channels, 1) << path;
+    Signal signal(static_cast<std::size_t>(info.frames));
+    EXPECT_EQ(sf_readf_double(file, signal.data(), info.frames), info.frames) << path;
+    sf_close(file);
+    return signal;
+}
+
+double levelOf(const Signal& signal, std::size_t from, std::size_t to) {
+    double energy = 0;
+    for (std::size_t n = from; n < std::min(to, signal.size()); ++n) {
+        energy += signal[n] * signal[n];
+    }
+    return 10 * std::log10(std::max(energy / static_cast<double>(to - from), 1e-16));
+}
+
+double centroidOf(const Signal& signal) {
+    double weighted = 0;
+    double total = 0;
+    // Every 25 Hz: fine enough for a sum over a decaying sound (Goertzel's recursion for each line).
+    for (double frequency = 25; frequency < 20000; frequency += 25) {
+        const double feedback = 2 * std::cos(2 * std::numbers::pi * frequency / sampleRate);
+        double last = 0;
+        double beforeLast = 0;
+        for (const double sample : signal) {
+            const double now = sample + feedback * last - beforeLast;
+            beforeLast = last;
+            last = now;
+        }
+        const double power = last * last + beforeLast * beforeLast - feedback * last * beforeLast;
+        weighted += frequency * power;
+        total += power;
+    }
+    return weighted / total;
+}
+
+} // namespace keysong::soundgen

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "soundgen/Filter.h"
+
+namespace keysong::soundgen {
+
+/// A folder that is there while the object lives.
+class ScratchFolder {
+  public:
+    ScratchFolder();
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+/// The bytes of every file of a folder, by name.
+[[nodiscard]] std::map<std::string, std::string> bytesOfFolder(const std::filesystem::path& folder);
+
+/// The description of the built-in set of this identifier.
+[[nodiscard]] std::string builtInDescription(const std::string& id);
+
+/// The samples of a mono file at 48 kHz; fails the test for any other.
+[[nodiscard]] Signal readSound(const std::filesystem::path& path);
+
+/// Root mean square, as a level.
+[[nodiscard]] double levelOf(const Signal& signal, std::size_t from, std::size_t to);
+
+/// Mean frequency weighted with the energy.
+[[nodiscard]] double centroidOf(const Signal& signal);
+
+} // namespace keysong::soundgen

@@ -1,0 +1,213 @@
+#include "soundgen/DescriptionKeys.h"
+
+#include <algorithm>
+#include <map>
+
+namespace keysong::soundgen {
+namespace {
+
+constexpr double audibleHz = 20000;
+
+/// What a key does to the part of the set that its section describes.
+template <typename Part>
+using KeyTable = std::map<std::string_view, void (*)(Part&, LineValues&, const SetDescription&)>;
+
+/// The keys of each kind of section.
+template <typename Part>
+const KeyTable<Part> keysOf;
+
+template <typename Part>
+std::size_t indexOf(const std::vector<Part>& parts, LineValues& values, std::string_view kind) {
+    const std::string_view name = values.word();
+    const auto found =
+        std::find_if(parts.begin(), parts.end(), [&](const Part& part) { return part.name == name; });
+    if (found == parts.end()) {
+        values.fail("there is no " + std::string(kind) + " named '" + std::string(name) + "' above");
+    }
+    return static_cast<std::size_t>(found - parts.begin());
+}
+
+double frequency(LineValues& values) {
+    return values.number("Hz", 20, audibleHz);
+}
+
+double level(LineValues& values) {
+    return values.number("dB", -120, 24);
+}
+
+double decay(LineValues& values) {
+    return values.number("ms", 0.1, 1000);
+}
+
+void readBand(LineValues& values, double& from, double& to) {
+    from = frequency(values);
+    to = frequency(values);
+    if (to <= from) {
+        values.fail("the second frequency is not above the first");
+    }
+}
+
+void readIdentifier(SetDescription& set, LineValues& values) {
+    set.id = values.word();
+    if (set.id.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") != std::string::npos) {
+        values.fail("an identifier is made of small letters, digits and '-'");
+    }
+}
+
+template <>
+const KeyTable<SetDescription> keysOf<SetDescription> = {
+    {"id", [](auto& set, auto& v, auto&) { readIdentifier(set, v); }},
+    {"name", [](auto& set, auto& v, auto&) { set.name = v.word(); }},
+    {"seed",
+     [](auto& set, auto& v, auto&) { set.seed = static_cast<std::uint64_t>(v.whole(0, 2'000'000'000)); }},
+    {"gain", [](auto& set, auto& v, auto&) { set.gainDb = v.number("dB", -12, 6); }},
+    {"pitch-variation", [](auto& set, auto& v, auto&) { set.pitchVariation = v.number("%", 0, 15) / 100; }},
+    {"gain-variation", [](auto& set, auto& v, auto&) { set.gainVariationDb = v.number("dB", 0, 6); }},
+};
+
+template <>
+const KeyTable<Damping> keysOf<Damping> = {
+    {"sustain", [](auto& damping, auto& v, auto&) { damping.sustain = v.number("", 0.05, 10); }},
+    {"foam", [](auto& damping, auto& v, auto&) { damping.foamHz = frequency(v); }},
+};
+
+template <>
+const KeyTable<Room> keysOf<Room> = {
+    {"level", [](auto& room, auto& v, auto&) { room.levelDb = level(v); }},
+    {"reflections", [](auto& room, auto& v, auto&) { room.reflections = v.whole(0, 500); }},
+    {"length", [](auto& room, auto& v, auto&) { room.lengthMs = v.number("ms", 1, 200); }},
+    {"decay", [](auto& room, auto& v, auto&) { room.decayMs = decay(v); }},
+    {"low-pass", [](auto& room, auto& v, auto&) { room.lowPassHz = frequency(v); }},
+};
+
+void addMode(Bank& bank, LineValues& v, const SetDescription&) {
+    Mode mode{};
+    mode.frequencyHz = frequency(v);
+    mode.decayMs = decay(v);
+    mode.levelDb = level(v);
+    bank.modes.push_back(mode);
+}
+
+void addCloud(Bank& bank, LineValues& v, const SetDescription&) {
+    Cloud cloud{};
+    cloud.count = v.whole(1, 200);
+    readBand(v, cloud.fromHz, cloud.toHz);
+    cloud.decayFromMs = decay(v);
+    cloud.decayToMs = decay(v);
+    cloud.levelFromDb = level(v);
+    cloud.levelToDb = level(v);
+    bank.clouds.push_back(cloud);
+}
+
+void addSeries(Bank& bank, LineValues& v, const SetDescription&) {
+    Series series{};
+    series.count = v.whole(1, 64);
+    series.baseHz = frequency(v);
+    series.stretch = v.number("", 0.5, 3);
+    series.decayMs = decay(v);
+    series.levelDb = level(v);
+    series.fallDb = v.number("dB", 0, 60);
+    bank.series.push_back(series);
+}
+
+template <>
+const KeyTable<Bank> keysOf<Bank> = {
+    {"mode", addMode},
+    {"cloud", addCloud},
+    {"series", addSeries},
+    {"frequency-jitter",
+     [](auto& bank, auto& v, auto&) { bank.frequencyJitter = v.number("%", 0, 30) / 100; }},
+    {"decay-jitter", [](auto& bank, auto& v, auto&) { bank.decayJitter = v.number("%", 0, 50) / 100; }},
+    {"level-jitter", [](auto& bank, auto& v, auto&) { bank.levelJitterDb = v.number("dB", 0, 24); }},
+};
+
+void addDrive(Strike& strike, LineValues& v, const SetDescription& set) {
+    const std::size_t bank = indexOf(set.banks, v, "bank");
+    strike.drives.push_back({bank, level(v)});
+}
+
+void addBurst(Strike& strike, LineValues& v, const SetDescription&) {
+    Burst burst{};
+    burst.levelDb = level(v);
+    readBand(v, burst.fromHz, burst.toHz);
+    burst.attackMs = v.number("ms", 0.05, 20);
+    burst.decayMs = decay(v);
+    strike.bursts.push_back(burst);
+}
+
+void readRepeat(Strike& strike, LineValues& v, const SetDescription&) {
+    strike.repeats = v.whole(1, 64);
+    strike.spreadMs = v.number("ms", 0, 200);
+    strike.fallDb = v.number("dB", 0, 60);
+}
+
+template <>
+const KeyTable<Strike> keysOf<Strike> = {
+    {"contact", [](auto& strike, auto& v, auto&) { strike.contactMs = v.number("ms", 0.05, 10); }},
+    {"roughness", [](auto& strike, auto& v, auto&) { strike.roughnessDb = level(v); }},
+    {"drive", addDrive},
+    {"burst", addBurst},
+    {"repeat", readRepeat},
+};
+
+template <>
+const KeyTable<Rub> keysOf<Rub> = {
+    {"level", [](auto& rub, auto& v, auto&) { rub.levelDb = level(v); }},
+    {"band", [](auto& rub, auto& v, auto&) { readBand(v, rub.fromHz, rub.toHz); }},
+    {"length", [](auto& rub, auto& v, auto&) { rub.lengthMs = v.number("ms", 0.5, 200); }},
+    {"grain", [](auto& rub, auto& v, auto&) { rub.grain = v.number("", 0.1, 48); }},
+};
+
+/// What, when, how loud, and optionally how far both stray.
+Play readPlay(std::size_t which, LineValues& v) {
+    Play play{.which = which, .delayMs = v.number("ms", 0, 300), .levelDb = level(v)};
+    if (!v.atEnd()) {
+        play.delayJitterMs = v.number("ms", 0, 50);
+        play.levelJitterDb = v.number("dB", 0, 24);
+    }
+    return play;
+}
+
+void addAdjustment(Sound& sound, LineValues& v, const SetDescription& set) {
+    Adjustment adjustment{};
+    adjustment.bank = indexOf(set.banks, v, "bank");
+    adjustment.pitch = v.number("", 0.1, 10);
+    adjustment.sustain = v.number("", 0.05, 10);
+    adjustment.levelDb = level(v);
+    sound.adjustments.push_back(adjustment);
+}
+
+template <>
+const KeyTable<Sound> keysOf<Sound> = {
+    {"variants", [](auto& sound, auto& v, auto&) { sound.variants = v.whole(1, 16); }},
+    {"level", [](auto& sound, auto& v, auto&) { sound.levelDb = v.number("dB", -80, 0); }},
+    {"level-jitter", [](auto& sound, auto& v, auto&) { sound.levelJitterDb = v.number("dB", 0, 6); }},
+    {"length", [](auto& sound, auto& v, auto&) { sound.lengthMs = v.number("ms", 20, 350); }},
+    {"strike", [](auto& sound, auto& v,
+                  auto& set) { sound.strikes.push_back(readPlay(indexOf(set.strikes, v, "strike"), v)); }},
+    {"rub",
+     [](auto& sound, auto& v, auto& set) { sound.rubs.push_back(readPlay(indexOf(set.rubs, v, "rub"), v)); }},
+    {"tune", addAdjustment},
+};
+
+} // namespace
+
+template <typename Part>
+void readKey(Part& part, LineValues& values, const SetDescription& set) {
+    const auto found = keysOf<Part>.find(values.key());
+    if (found == keysOf<Part>.end()) {
+        failAtLine(values.line(), "there is no key '" + std::string(values.key()) + "' in this section");
+    }
+    found->second(part, values, set);
+    values.finish();
+}
+
+template void readKey(SetDescription&, LineValues&, const SetDescription&);
+template void readKey(Damping&, LineValues&, const SetDescription&);
+template void readKey(Room&, LineValues&, const SetDescription&);
+template void readKey(Bank&, LineValues&, const SetDescription&);
+template void readKey(Strike&, LineValues&, const SetDescription&);
+template void readKey(Rub&, LineValues&, const SetDescription&);
+template void readKey(Sound&, LineValues&, const SetDescription&);
+
+} // namespace keysong::soundgen
