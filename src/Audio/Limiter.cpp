@@ -38,15 +38,15 @@ float kneeGain(float peak) noexcept {
 } // namespace
 
 void Limiter::prepare(double sampleRate) noexcept {
-    releasePerFrame_ = static_cast<float>(1 - std::exp(-1 / (releaseSeconds * sampleRate)));
+    releasePerFrame_ = 1 - std::exp(-1 / (releaseSeconds * sampleRate));
     reset();
 }
 
 /// The gain a frame later, if nothing is loud.
-float Limiter::releasedGain(float gain) const noexcept {
+double Limiter::releasedGain(double gain) const noexcept {
     // An exponential never arrives: what is this close to 1 is 1, a step of 100 dB below the signal.
-    constexpr float closeEnough = 1 - 1e-5F;
-    const float released = gain + (1 - gain) * releasePerFrame_;
+    constexpr double closeEnough = 1 - 1e-5;
+    const double released = gain + (1 - gain) * releasePerFrame_;
     return released > closeEnough ? 1 : released;
 }
 
@@ -60,16 +60,17 @@ void Limiter::process(float* left, float* right, std::size_t count) noexcept {
     if (isRecovered() && !exceedsThreshold(left, right, count)) {
         return;
     }
-    float gain = gain_;
+    double gain = gain_;
     for (std::size_t index = 0; index < count; ++index) {
         gain = releasedGain(gain);
         const float peak = std::max(std::fabs(left[index]), std::fabs(right[index]));
         if (peak > threshold) {
-            gain = std::min(gain, kneeGain(peak));
+            gain = std::min(gain, static_cast<double>(kneeGain(peak)));
         }
         // The product can round past the ceiling by its last bit.
-        left[index] = std::clamp(left[index] * gain, -ceiling, ceiling);
-        right[index] = std::clamp(right[index] * gain, -ceiling, ceiling);
+        const auto factor = static_cast<float>(gain);
+        left[index] = std::clamp(left[index] * factor, -ceiling, ceiling);
+        right[index] = std::clamp(right[index] * factor, -ceiling, ceiling);
     }
     gain_ = gain;
 }

@@ -30,11 +30,12 @@ class Limiter {
     void reset() noexcept { gain_ = 1; }
 
   private:
-    [[nodiscard]] bool isRecovered() const noexcept { return gain_ == 1.0F; }
-    [[nodiscard]] float releasedGain(float gain) const noexcept;
+    [[nodiscard]] bool isRecovered() const noexcept { return gain_ == 1.0; }
+    [[nodiscard]] double releasedGain(double gain) const noexcept;
 
-    float gain_ = 1;
-    float releasePerFrame_ = 1;
+    // In single precision the last steps towards 1 would be too small to be taken.
+    double gain_ = 1;
+    double releasePerFrame_ = 1;
 };
 
 } // namespace keysong

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <numbers>
+#include <vector>
 
 namespace keysong {
 
@@ -47,13 +48,18 @@ double sinc(double x) {
     return std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
 }
 
+/// From a position in a phase to the frame under a tap, in frames.
+double distanceTo(std::size_t tap, std::size_t phase) {
+    return static_cast<double>(tap) - static_cast<double>(SincInterpolator::before) -
+           static_cast<double>(phase) / phases;
+}
+
 void fillFilter(float* filter, double cutoff, const std::vector<double>& windows) {
     for (std::size_t phase = 0; phase <= phases; ++phase) {
         std::array<double, taps> row;
         double sum = 0;
         for (std::size_t tap = 0; tap < taps; ++tap) {
-            const double distance = static_cast<double>(tap) - static_cast<double>(SincInterpolator::before) -
-                                    static_cast<double>(phase) / phases;
+            const double distance = distanceTo(tap, phase);
             row[tap] = sinc(distance * cutoff) * windows[phase * taps + tap];
             sum += row[tap];
         }
@@ -62,6 +68,19 @@ void fillFilter(float* filter, double cutoff, const std::vector<double>& windows
             filter[phase * taps + tap] = static_cast<float>(row[tap] / sum);
         }
     }
+}
+
+std::vector<float> computeFilters() {
+    std::vector<double> windows(filterLength);
+    for (std::size_t index = 0; index < filterLength; ++index) {
+        windows[index] = window(distanceTo(index % taps, index / taps));
+    }
+    std::vector<float> filters(filterLength * filterCount);
+    for (std::size_t index = 0; index < filterCount; ++index) {
+        const double cutoff = std::exp2(-static_cast<double>(index) / filtersPerOctave);
+        fillFilter(filters.data() + index * filterLength, cutoff, windows);
+    }
+    return filters;
 }
 
 // The kernel proper is written once, for vectors of `width` floats, and inlined into one function for each
@@ -161,17 +180,9 @@ void interpolatePortable(const float* source, const float* filter, std::uint64_t
 
 } // namespace
 
-SincInterpolator::SincInterpolator(Instructions instructions)
-    : filters_(filterLength * filterCount), kernel_(chooseKernel(instructions)) {
-    std::vector<double> windows(filterLength);
-    for (std::size_t index = 0; index < filterLength; ++index) {
-        windows[index] = window(static_cast<double>(index % taps) - static_cast<double>(before) -
-                                static_cast<double>(index / taps) / phases);
-    }
-    for (int index = 0; index < filterCount; ++index) {
-        const double cutoff = std::exp2(-static_cast<double>(index) / filtersPerOctave);
-        fillFilter(filters_.data() + static_cast<std::size_t>(index) * filterLength, cutoff, windows);
-    }
+SincInterpolator::SincInterpolator(Instructions instructions) : kernel_(chooseKernel(instructions)) {
+    static const std::vector<float> filters = computeFilters();
+    filters_ = filters.data();
 }
 
 SincInterpolator::Kernel SincInterpolator::chooseKernel(Instructions instructions) noexcept {
@@ -195,7 +206,7 @@ const float* SincInterpolator::filter(std::uint64_t step) const noexcept {
     // and rounding must not send rate 1 to the second filter.
     const double semitones = std::log2(static_cast<double>(step) * 0x1p-32) * filtersPerOctave;
     const int index = std::clamp(static_cast<int>(std::ceil(semitones - 1e-6)), 0, filterCount - 1);
-    return filters_.data() + static_cast<std::size_t>(index) * filterLength;
+    return filters_ + static_cast<std::size_t>(index) * filterLength;
 }
 
 void SincInterpolator::read(const float* source, const float* filter, std::uint64_t& position,

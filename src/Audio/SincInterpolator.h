@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace keysong {
 
@@ -13,8 +12,8 @@ namespace keysong {
 /// longer fits into the output's band from folding back; up to rate 1 it passes the whole band. At rate 1
 /// and whole positions the recording comes out bit for bit.
 ///
-/// Construction computes tables and allocates. Everything else is real-time safe and may be called by any
-/// number of threads.
+/// The first construction in a process computes the tables, some milliseconds, for all. Everything else is
+/// real-time safe and may be called by any number of threads.
 class SincInterpolator {
   public:
     static constexpr std::size_t taps = 32;
@@ -48,7 +47,7 @@ class SincInterpolator {
 
     static Kernel chooseKernel(Instructions instructions) noexcept;
 
-    std::vector<float> filters_;
+    const float* filters_;
     Kernel kernel_;
 };
 

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "Audio/Mixer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+#include <vector>
+
+namespace keysong::test {
+
+/// Frames of a sine, the first at phase 0.
+inline std::vector<float> sine(double frequency, double sampleRate, std::size_t length, float amplitude = 1) {
+    std::vector<float> frames(length);
+    for (std::size_t index = 0; index < length; ++index) {
+        const double phase = 2 * std::numbers::pi * frequency * static_cast<double>(index) / sampleRate;
+        frames[index] = amplitude * static_cast<float>(std::sin(phase));
+    }
+    return frames;
+}
+
+/// The greatest difference between neighbouring samples.
+inline float greatestJump(const std::vector<float>& samples) {
+    float greatest = 0;
+    for (std::size_t index = 1; index < samples.size(); ++index) {
+        greatest = std::max(greatest, std::fabs(samples[index] - samples[index - 1]));
+    }
+    return greatest;
+}
+
+/// A mixer on a timeline of its own, period after period, with everything it played.
+struct MixerHarness {
+    static constexpr std::uint32_t period = 128;
+
+    explicit MixerHarness(double sampleRate = 48000, std::array<float, Mixer::voiceCount> pans = {})
+        : mixer(pans), nanosecondsPerFrame(1e9 / sampleRate) {
+        mixer.prepare(sampleRate);
+    }
+
+    /// The time at which the next period begins.
+    [[nodiscard]] std::int64_t now() const {
+        return 1'000'000'000'000 + std::llround(static_cast<double>(left.size()) * nanosecondsPerFrame);
+    }
+
+    /// Plays on a voice, as asked for the given number of frames after the beginning of the next period.
+    bool play(const SampleBuffer& buffer, std::uint32_t voice = 0, double framesFromNow = 0, float rate = 1,
+              float volume = 1) {
+        ++inFlight;
+        const bool taken = mixer.schedule({now() + std::llround(framesFromNow * nanosecondsPerFrame), voice,
+                                           &buffer, rate, volume, &inFlight});
+        if (!taken) {
+            --inFlight;
+        }
+        return taken;
+    }
+
+    void render(std::uint32_t frames = period) {
+        const IoCycle cycle = {now(), nanosecondsPerFrame, frames};
+        // What the mixer finds there must not matter.
+        left.resize(left.size() + frames, 77.0F);
+        right.resize(right.size() + frames, 77.0F);
+        mixer.render(cycle, left.data() + left.size() - frames, right.data() + right.size() - frames);
+    }
+
+    void renderPeriods(std::size_t count) {
+        for (std::size_t index = 0; index < count; ++index) {
+            render();
+        }
+    }
+
+    Mixer mixer;
+    double nanosecondsPerFrame;
+    std::vector<float> left;
+    std::vector<float> right;
+    std::atomic<std::uint32_t> inFlight = 0;
+};
+
+} // namespace keysong::test

@@ -1,0 +1,356 @@
+#include "Audio/MixerHarness.h"
+#include "support/RealtimeGuard.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+
+namespace keysong::test {
+namespace {
+
+std::vector<float> noise(std::size_t length, float amplitude = 0.5F) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> sample(-amplitude, amplitude);
+    std::vector<float> frames(length);
+    std::generate(frames.begin(), frames.end(), [&] { return sample(random); });
+    return frames;
+}
+
+/// A single frame: wherever it comes out, there the hit began.
+const SampleBuffer& impulse() {
+    static const SampleBuffer buffer(std::vector<float>{0.5F});
+    return buffer;
+}
+
+std::vector<std::size_t> soundingFrames(const std::vector<float>& samples) {
+    std::vector<std::size_t> found;
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        if (samples[index] != 0) {
+            found.push_back(index);
+        }
+    }
+    return found;
+}
+
+TEST(MixerHits, aLoneHitComesOutBitForBitAPeriodLater) {
+    std::array<float, Mixer::voiceCount> pans = {};
+    pans[1] = -0.5775F;
+    pans[2] = 1;
+    const std::vector<float> frames = noise(1000);
+    const SampleBuffer buffer(frames);
+    for (const std::uint32_t voice : {0U, 1U, 2U}) {
+        SCOPED_TRACE(voice);
+        MixerHarness harness(48000, pans);
+        ASSERT_TRUE(harness.play(buffer, voice, 5, 1, 0.9F));
+        harness.renderPeriods(12);
+        const double angle = (static_cast<double>(pans[voice]) + 1) * std::numbers::pi / 4;
+        const float leftGain = 0.9F * static_cast<float>(std::cos(angle));
+        const float rightGain = 0.9F * static_cast<float>(std::sin(angle));
+        const std::size_t start = MixerHarness::period + 5;
+        for (std::size_t index = 0; index < harness.left.size(); ++index) {
+            const bool inside = index >= start && index < start + frames.size();
+            const float source = inside ? frames[index - start] : 0;
+            ASSERT_EQ(harness.left[index], source * leftGain) << index;
+            ASSERT_EQ(harness.right[index], source * rightGain) << index;
+        }
+        EXPECT_EQ(harness.inFlight, 0U);
+    }
+}
+
+struct Placement {
+    const char* name;
+    double sampleRate;
+    std::uint32_t smallest;
+    std::uint32_t largest;
+    /// How long before the cycle that first sees it a hit was asked for, in frames.
+    double earliest;
+    double latest;
+};
+
+void PrintTo(const Placement& placement, std::ostream* out) {
+    *out << placement.name;
+}
+
+class MixerPlacement : public testing::TestWithParam<Placement> {};
+
+// With periods of one length, a hit sounds exactly a period after it was asked for, whichever cycle sees
+// it; one that comes too late for that sounds at once.
+TEST_P(MixerPlacement, isExactToTheFrame) {
+    const Placement& placement = GetParam();
+    std::mt19937 random(11);
+    std::uniform_int_distribution<std::uint32_t> size(placement.smallest, placement.largest);
+    std::uniform_real_distribution<double> offset(placement.earliest, placement.latest);
+    for (int round = 0; round < 300; ++round) {
+        MixerHarness harness(placement.sampleRate);
+        const std::uint32_t frames = size(random);
+        harness.render(frames);
+        const double asked = offset(random) * frames;
+        const std::int64_t time = harness.now() + std::llround(asked * harness.nanosecondsPerFrame);
+        ASSERT_TRUE(harness.play(impulse(), 3, asked));
+        const double delayed =
+            static_cast<double>(time - harness.now()) + frames * harness.nanosecondsPerFrame;
+        const auto expected = static_cast<std::size_t>(
+            frames + std::max(0.0, std::round(delayed / harness.nanosecondsPerFrame)));
+        while (harness.left.size() < expected + 40) {
+            harness.render(frames);
+        }
+        const auto found = soundingFrames(harness.left);
+        ASSERT_FALSE(found.empty());
+        ASSERT_EQ(found.front(), expected) << "frames " << frames << ", asked " << asked;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Placements, MixerPlacement,
+                         testing::Values(Placement{"withinTheBlock", 48000, 1, 2048, -1, 0},
+                                         Placement{"onePeriod128", 48000, 128, 128, -1, 0},
+                                         Placement{"tooLate", 48000, 1, 700, -9, -1},
+                                         Placement{"forALaterCycle", 48000, 1, 700, 0, 5},
+                                         Placement{"hugeBlocks", 48000, 8192, 9000, -1, 1},
+                                         Placement{"anotherRate", 44100, 1, 700, -1, 2}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(MixerHits, waitInTheOrderOfTheirTimesAndAllArrive) {
+    MixerHarness harness;
+    std::vector<double> asked(HitQueue::capacity);
+    std::mt19937 random(5);
+    for (std::size_t index = 0; index < asked.size(); ++index) {
+        asked[index] = static_cast<double>(index * 3);
+    }
+    std::shuffle(asked.begin(), asked.end(), random);
+    for (const double frames : asked) {
+        ASSERT_TRUE(harness.play(impulse(), 0, frames));
+    }
+    EXPECT_FALSE(harness.play(impulse())) << "the queue takes no more than it holds";
+    harness.renderPeriods(10);
+    const auto found = soundingFrames(harness.left);
+    ASSERT_EQ(found.size(), asked.size());
+    for (std::size_t index = 0; index < found.size(); ++index) {
+        ASSERT_EQ(found[index], MixerHarness::period + index * 3);
+    }
+    EXPECT_EQ(harness.inFlight, 0U);
+}
+
+TEST(MixerHits, ofNoUseAreRefusedAndOfNoTimeArePlayedNow) {
+    MixerHarness harness;
+    const float infinity = std::numeric_limits<float>::infinity();
+    EXPECT_FALSE(harness.play(impulse(), Mixer::voiceCount));
+    EXPECT_FALSE(harness.play(impulse(), 0, 0, 0));
+    EXPECT_FALSE(harness.play(impulse(), 0, 0, -1));
+    EXPECT_FALSE(harness.play(impulse(), 0, 0, infinity));
+    EXPECT_FALSE(harness.play(impulse(), 0, 0, 1, std::numeric_limits<float>::quiet_NaN()));
+    EXPECT_FALSE(harness.mixer.schedule({}));
+    for (const std::int64_t time : {std::numeric_limits<std::int64_t>::min(), std::int64_t{0},
+                                    std::numeric_limits<std::int64_t>::max()}) {
+        ++harness.inFlight;
+        ASSERT_TRUE(harness.mixer.schedule({time, 0, &impulse(), 1, 1, &harness.inFlight}));
+        const std::size_t before = harness.left.size();
+        harness.renderPeriods(2);
+        EXPECT_EQ(soundingFrames(harness.left).back(), before + MixerHarness::period) << time;
+        EXPECT_EQ(harness.inFlight, 0U);
+    }
+}
+
+// What a voice plays when it is struck again ends within 2 ms, in one smooth movement.
+TEST(MixerHits, cutOffSoundsFadeWithoutAClick) {
+    const SampleBuffer tone(sine(150, 48000, 48000, 0.4F));
+    const SampleBuffer silence(std::vector<float>(100));
+    for (const float rate : {1.0F, 0.84F, 1.19F}) {
+        for (int delay = 0; delay < 320; delay += 29) {
+            SCOPED_TRACE(delay);
+            MixerHarness harness;
+            ASSERT_TRUE(harness.play(tone, 0, 0, rate));
+            harness.renderPeriods(7);
+            const std::size_t cut =
+                harness.left.size() + MixerHarness::period + static_cast<std::size_t>(delay);
+            ASSERT_TRUE(harness.play(silence, 0, delay));
+            harness.renderPeriods(6);
+            EXPECT_LE(soundingFrames(harness.left).back(), cut + 96);
+            EXPECT_GE(soundingFrames(harness.left).back(), cut + 80) << "it did not fade, it stopped";
+            // The fade itself moves by at most pi/2 of the amplitude in 96 frames, the tone by 0.02 of it.
+            EXPECT_LT(greatestJump(harness.left), 0.4F * 0.7072F * (0.0234F + 0.0165F));
+        }
+    }
+}
+
+TEST(MixerHits, theNewSoundStartsOnItsFrameWhileTheOldOneFades) {
+    const std::vector<float> first = noise(4000, 0.2F);
+    const std::vector<float> second = sine(700, 48000, 2000, 0.3F);
+    const SampleBuffer firstBuffer(first);
+    const SampleBuffer secondBuffer(second);
+    MixerHarness both;
+    MixerHarness alone;
+    ASSERT_TRUE(both.play(firstBuffer));
+    both.renderPeriods(4);
+    alone.renderPeriods(4);
+    ASSERT_TRUE(both.play(secondBuffer, 0, 50));
+    ASSERT_TRUE(alone.play(secondBuffer, 0, 50));
+    both.renderPeriods(20);
+    alone.renderPeriods(20);
+    const std::size_t cut = 5 * MixerHarness::period + 50;
+    const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
+    EXPECT_EQ(both.left[cut - 1], first[cut - 1 - MixerHarness::period] * gain);
+    for (std::size_t index = cut; index < both.left.size(); ++index) {
+        const float old = index < cut + 96 ? 0.2F * 0.7072F : 0;
+        ASSERT_NEAR(both.left[index], alone.left[index], old + 1e-7F) << index;
+    }
+    EXPECT_EQ(both.inFlight, 0U);
+}
+
+TEST(MixerHits, aStormOfStealsEndsInSilenceWithNothingInFlight) {
+    const SampleBuffer tone(sine(300, 48000, 30000, 0.02F));
+    std::mt19937 random(3);
+    std::uniform_int_distribution<std::uint32_t> voice(0, Mixer::voiceCount - 1);
+    std::uniform_real_distribution<double> place(-128, 128);
+    std::uniform_real_distribution<float> rate(0.7F, 1.4F);
+    MixerHarness harness;
+    std::size_t taken = 0;
+    for (int period = 0; period < 300; ++period) {
+        for (int hit = 0; hit < 100; ++hit) {
+            // Whole bursts fall on one frame of one voice.
+            const double asked = hit % 10 < 5 ? -40 : place(random);
+            taken += harness.play(tone, hit % 10 < 5 ? 4 : voice(random), asked, rate(random)) ? 1 : 0;
+        }
+        harness.render();
+    }
+    EXPECT_EQ(taken, 30000U);
+    EXPECT_LE(harness.inFlight, 16U + 48U + 100U);
+    harness.renderPeriods(400);
+    EXPECT_EQ(harness.inFlight, 0U);
+    EXPECT_EQ(harness.left.back(), 0.0F);
+    EXPECT_LE(*std::max_element(harness.left.begin(), harness.left.end()), 1.0F);
+}
+
+TEST(MixerHits, areNoLongerInFlightOnceDiscarded) {
+    const SampleBuffer tone(sine(300, 48000, 30000));
+    MixerHarness harness;
+    ASSERT_TRUE(harness.play(tone, 0));
+    ASSERT_TRUE(harness.play(tone, 1));
+    harness.renderPeriods(2);
+    ASSERT_TRUE(harness.play(tone, 0));         // fades what voice 0 played
+    ASSERT_TRUE(harness.play(tone, 2, 10'000)); // waits
+    harness.renderPeriods(1);
+    harness.render(8);
+    ASSERT_TRUE(harness.play(tone, 3)); // still queued
+    ASSERT_EQ(harness.inFlight, 5U);
+    harness.mixer.discardAll();
+    EXPECT_EQ(harness.inFlight, 0U);
+    const std::size_t before = harness.left.size();
+    harness.renderPeriods(200);
+    EXPECT_TRUE(
+        soundingFrames({harness.left.begin() + static_cast<std::ptrdiff_t>(before), harness.left.end()})
+            .empty());
+}
+
+TEST(MixerHits, playAtTheirPitchAndLengthAtEveryOutputRate) {
+    const SampleBuffer tone(sine(1000, 48000, 24000, 0.5F));
+    for (const double outputRate : {44100.0, 48000.0, 96000.0, 192000.0}) {
+        for (const float rate : {0.84F, 1.0F, 1.19F}) {
+            MixerHarness harness(outputRate);
+            ASSERT_TRUE(harness.play(tone, 0, -128, rate));
+            const double frequency = 1000 * static_cast<double>(rate);
+            harness.renderPeriods(static_cast<std::size_t>(outputRate) / 128);
+            const auto length = static_cast<std::size_t>(0.45 * outputRate / static_cast<double>(rate));
+            for (std::size_t index = 100; index < length; ++index) {
+                const double wanted =
+                    0.5 * std::numbers::sqrt2 / 2 *
+                    std::sin(2 * std::numbers::pi * frequency * static_cast<double>(index) / outputRate);
+                ASSERT_NEAR(static_cast<double>(harness.left[index]), wanted, 1e-5)
+                    << outputRate << ' ' << rate;
+            }
+            const auto end = static_cast<std::size_t>(0.5 * outputRate / static_cast<double>(rate));
+            EXPECT_NEAR(static_cast<double>(soundingFrames(harness.left).back()), static_cast<double>(end),
+                        80);
+        }
+    }
+}
+
+TEST(MixerSettings, changeWithoutAClick) {
+    const SampleBuffer tone(sine(150, 48000, 48000, 0.3F));
+    MixerHarness harness;
+    ASSERT_TRUE(harness.play(tone));
+    harness.renderPeriods(20);
+    const float calm = greatestJump(harness.left);
+    harness.mixer.setMasterVolume(0);
+    harness.renderPeriods(3);
+    harness.mixer.setMasterVolume(1);
+    harness.renderPeriods(10);
+    harness.mixer.setLowShelfGain(6);
+    harness.mixer.setHighShelfGain(-6);
+    harness.mixer.setMakeupGain(-3);
+    harness.renderPeriods(20);
+    harness.mixer.setToneConnected(false);
+    harness.renderPeriods(1);
+    harness.mixer.setToneConnected(true);
+    harness.renderPeriods(20);
+    // A step of only a thirtieth of the amplitude would show; +6 dB doubles the tone's own jumps.
+    EXPECT_LT(greatestJump(harness.left), 1.5F * calm);
+    EXPECT_EQ(harness.mixer.lowShelfGain(), 6.0F);
+    harness.mixer.setLowShelfGain(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_EQ(harness.mixer.lowShelfGain(), 6.0F);
+}
+
+TEST(MixerSettings, masterVolumeArrivesExactlyWithinTenMilliseconds) {
+    const std::vector<float> frames = noise(4000);
+    const SampleBuffer buffer(frames);
+    MixerHarness harness;
+    ASSERT_TRUE(harness.play(buffer));
+    harness.renderPeriods(2);
+    harness.mixer.setMasterVolume(0.25F);
+    harness.renderPeriods(10);
+    const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
+    for (std::size_t index = 256 + 480; index < harness.left.size(); ++index) {
+        ASSERT_EQ(harness.left[index], frames[index - 128] * gain * 0.25F);
+    }
+}
+
+TEST(MixerSettings, absurdSamplesStayWithinFullScaleAndLeaveNoTrace) {
+    const SampleBuffer absurd(std::vector<float>(500, std::numeric_limits<float>::max()));
+    const std::vector<float> frames = noise(1000, 0.2F);
+    const SampleBuffer sane(frames);
+    MixerHarness harness;
+    harness.mixer.setLowShelfGain(6);
+    for (std::uint32_t voice = 0; voice < Mixer::voiceCount; ++voice) {
+        ASSERT_TRUE(
+            harness.play(absurd, voice, 0, voice % 2 == 0 ? 1.0F : 1.1F, voice % 3 == 0 ? -4.0F : 4.0F));
+    }
+    harness.renderPeriods(10);
+    for (const float sample : harness.left) {
+        ASSERT_LE(std::fabs(sample), 1.0F);
+    }
+    harness.mixer.setLowShelfGain(0);
+    harness.renderPeriods(400);
+    const std::size_t start = harness.left.size() + MixerHarness::period;
+    ASSERT_TRUE(harness.play(sane));
+    harness.renderPeriods(9);
+    const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
+    for (std::size_t index = 0; index < frames.size(); ++index) {
+        ASSERT_EQ(harness.left[start + index], frames[index] * gain);
+    }
+}
+
+TEST(MixerRealtime, renderingTouchesNothingARenderThreadMustNot) {
+    const SampleBuffer tone(sine(300, 48000, 3000, 0.5F));
+    std::mt19937 random(9);
+    MixerHarness harness;
+    std::array<float, 8192> left;
+    std::array<float, 8192> right;
+    for (int round = 0; round < 400; ++round) {
+        const RealtimeGuard guard;
+        for (std::uint32_t hit = 0; hit < 20; ++hit) {
+            harness.play(tone, hit % 16, static_cast<double>(hit * 17),
+                         0.7F + 0.05F * static_cast<float>(hit), 2);
+        }
+        harness.mixer.setMasterVolume(static_cast<float>(round % 7) / 7);
+        harness.mixer.setLowShelfGain(static_cast<float>(round % 13) - 6);
+        harness.mixer.setToneConnected(round % 5 != 0);
+        harness.mixer.render({harness.now(), harness.nanosecondsPerFrame, 1 + random() % 8192}, left.data(),
+                             right.data());
+        ASSERT_EQ(guard.total(), 0U);
+    }
+    harness.mixer.discardAll();
+    EXPECT_EQ(harness.inFlight, 0U);
+}
+
+} // namespace
+} // namespace keysong::test

@@ -1,0 +1,93 @@
+#include "Audio/MixerHarness.h"
+
+#include <gtest/gtest.h>
+
+namespace keysong::test {
+namespace {
+
+using Instructions = SincInterpolator::Instructions;
+
+constexpr std::uint64_t start = 64 * SincInterpolator::oneFrame;
+
+/// The error against the sine itself, in dB below it.
+double residual(const SincInterpolator& interpolator, double frequency, double rate) {
+    const std::vector<float> source = sine(frequency, 48000, 8192);
+    const std::uint64_t step = SincInterpolator::step(rate);
+    std::uint64_t position = start;
+    std::vector<float> out(4000);
+    interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), out.size());
+    EXPECT_EQ(position, start + out.size() * step);
+    double error = 0;
+    for (std::size_t index = 0; index < out.size(); ++index) {
+        const double at = 64 + static_cast<double>(index) * static_cast<double>(step) * 0x1p-32;
+        const double wanted = std::sin(2 * std::numbers::pi * frequency / 48000 * at);
+        error += std::pow(static_cast<double>(out[index]) - wanted, 2);
+    }
+    return -10 * std::log10(2 * error / static_cast<double>(out.size()));
+}
+
+TEST(SincInterpolator, reproducesSinesToNinetyDecibels) {
+    for (const Instructions instructions : {Instructions::fastest, Instructions::portable}) {
+        const SincInterpolator interpolator(instructions);
+        for (const double frequency : {50.0, 1000.0, 5000.0, 10000.0}) {
+            for (const double rate : {0.5, 0.71, 0.84, 0.97, 1.0001, 1.03, 1.0884, 1.19, 1.26, 1.37}) {
+                EXPECT_GT(residual(interpolator, frequency, rate), 90) << frequency << " Hz at rate " << rate;
+            }
+        }
+    }
+}
+
+// What would fold back is taken out first.
+TEST(SincInterpolator, leavesOutWhatNoLongerFits) {
+    const SincInterpolator interpolator;
+    for (const auto& [rate, frequency] :
+         {std::pair{1.19, 23800.0}, {1.5, 21500.0}, {2.0, 17500.0}, {4.0, 11500.0}}) {
+        const std::vector<float> source = sine(frequency, 48000, 20000);
+        const std::uint64_t step = SincInterpolator::step(rate);
+        std::uint64_t position = start;
+        std::vector<float> out(4000);
+        interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), out.size());
+        EXPECT_LT(*std::max_element(out.begin(), out.end()), rate == 1.19 ? 0.005 : 3e-4) << rate;
+    }
+}
+
+TEST(SincInterpolator, isTransparentAtWholePositions) {
+    const std::vector<float> source = sine(997, 48000, 400, 0.7F);
+    for (const Instructions instructions : {Instructions::fastest, Instructions::portable}) {
+        const SincInterpolator interpolator(instructions);
+        // Rate 1/2 goes through the filters: every other frame must still be the recording's own.
+        const std::uint64_t step = SincInterpolator::step(0.5);
+        std::uint64_t position = start;
+        std::vector<float> out(401);
+        interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), out.size());
+        for (std::size_t index = 0; index < out.size(); index += 2) {
+            ASSERT_EQ(out[index], source[64 + index / 2]) << index;
+        }
+    }
+}
+
+// However a sound is cut into blocks, it is the same sound, and both sets of instructions agree.
+TEST(SincInterpolator, doesNotDependOnBlocksOrInstructions) {
+    const std::vector<float> source = sine(3000, 48000, 2000);
+    const SincInterpolator fastest;
+    const SincInterpolator portable(Instructions::portable);
+    const std::uint64_t step = SincInterpolator::step(1.1234567);
+    std::vector<float> whole(1000);
+    std::uint64_t position = start;
+    fastest.read(source.data(), fastest.filter(step), position, step, whole.data(), whole.size());
+    for (const SincInterpolator* interpolator : {&fastest, &portable}) {
+        std::vector<float> parts(1000);
+        position = start;
+        for (std::size_t done = 0, size = 1; done < parts.size(); done += size, size = size % 13 + 1) {
+            size = std::min(size, parts.size() - done);
+            interpolator->read(source.data(), interpolator->filter(step), position, step, parts.data() + done,
+                               size);
+        }
+        for (std::size_t index = 0; index < whole.size(); ++index) {
+            ASSERT_NEAR(parts[index], whole[index], interpolator == &fastest ? 0 : 1e-6) << index;
+        }
+    }
+}
+
+} // namespace
+} // namespace keysong::test
