@@ -108,7 +108,7 @@ class LogFormat {
 
   private:
     template <typename Argument>
-    static consteval bool accepts(const LogPlaceholder& placeholder) {
+    static constexpr bool accepts(const LogPlaceholder& placeholder) {
         using Plain = std::remove_cvref_t<Argument>;
         if (std::same_as<Plain, bool>) {
             return placeholder.isBool && placeholder.conversion == "d";
