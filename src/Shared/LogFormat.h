@@ -93,7 +93,7 @@ class LogFormat {
     consteval LogFormat(const char (&text)[Size]) : text_(text, Size - 1) {
         std::size_t at = 0;
         bool fits = true;
-        const auto check = [&]<typename Argument>(std::type_identity<Argument>) {
+        [[maybe_unused]] const auto check = [&]<typename Argument>(std::type_identity<Argument>) {
             const LogPlaceholder placeholder = LogPlaceholder::next(text_, at);
             at = placeholder.end;
             fits = fits && placeholder.found() && accepts<Argument>(placeholder);
