@@ -1,7 +1,7 @@
 #include "Platform/linux/IcuTextOrder.h"
 #include "Platform/linux/LinuxPlaces.h"
 #include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MakeLogSink.h"
+#include "Platform/linux/LogSinks.h"
 #include "Platform/linux/SndfileAudio.h"
 #include "Shared/Log.h"
 #include "Shared/NumberText.h"
@@ -71,7 +71,7 @@ int main(int count, char** words) {
         const auto sink = makeLogSink(places);
         Logger::setSink(sink.get());
         LinuxThreads threads;
-        const IcuTextOrder textOrder;
+        const IcuTextOrder textOrder(places);
         const SndfileAudio audioFiles;
         RenderCommand(threads, places, textOrder, audioFiles).run(options);
         return 0;

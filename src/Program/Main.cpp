@@ -8,13 +8,16 @@
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/LinuxPlaces.h"
 #include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MakeLogSink.h"
+#include "Platform/linux/LogSinks.h"
 #include "Platform/linux/MonotonicClock.h"
 #include "Platform/linux/SndfileAudio.h"
 #include "Platform/linux/TerminationSignals.h"
 #include "Shared/Log.h"
 
 #include <cstdio>
+#include <functional>
+#include <memory>
+#include <thread>
 #include <vector>
 
 namespace keysong {
@@ -25,19 +28,33 @@ struct Machine {
     LinuxPlaces places;
     LinuxThreads threads;
     MonotonicClock clock;
-    IcuTextOrder textOrder;
+    IcuTextOrder textOrder{places};
     SndfileAudio audioFiles;
 };
 
 int runApplication(Machine& machine) {
     TerminationSignals termination;
     const auto output = chooseAudioOutput(machine.places, machine.threads, machine.clock);
-    const auto input = makeInputSource(machine.places);
+    const auto input = makeInputSource();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
     BackgroundSession session({engine, *input, machine.threads, machine.places, machine.textOrder,
                                machine.audioFiles, termination});
     session.run();
     return 0;
+}
+
+int runAudioTest(Machine& machine, std::span<const std::string_view> arguments,
+                 const std::function<int(const AudioDevTest&)>& mode) {
+    // Made with the first engine: a mode that fails before it needs no sound output.
+    std::unique_ptr<AudioOutput> output;
+    const auto makeEngine = [&] {
+        output = chooseAudioOutput(machine.places, machine.threads, machine.clock);
+        return std::make_unique<SoundEngine>(*output, machine.clock, machine.threads, RandomSource());
+    };
+    return mode(AudioDevTest({makeEngine, machine.clock, machine.threads, machine.places, machine.textOrder,
+                              machine.audioFiles,
+                              [](std::chrono::nanoseconds time) { std::this_thread::sleep_for(time); }},
+                             arguments));
 }
 
 int notYet(const char* mode) {
@@ -51,22 +68,18 @@ int run(std::span<const std::string_view> arguments) {
     const auto sink = makeLogSink(machine.places);
     Logger::setSink(sink.get());
     const CommandLine commandLine = CommandLine::parse(arguments);
-    const auto audioTest = [&] {
-        return AudioDevTest(
-            {machine.places, machine.threads, machine.clock, machine.textOrder, machine.audioFiles},
-            arguments);
-    };
     switch (commandLine.mode) {
     case Mode::application:
         return runApplication(machine);
     case Mode::inputTest: {
-        const auto input = makeInputSource(machine.places);
+        const auto input = makeInputSource();
         return InputDevTest(*input, machine.threads).run(arguments);
     }
     case Mode::playTest:
-        return audioTest().playTest(commandLine.setID);
+        return runAudioTest(machine, arguments,
+                            [&](const AudioDevTest& test) { return test.playTest(commandLine.setID); });
     case Mode::listSets:
-        return audioTest().listSets();
+        return runAudioTest(machine, arguments, [](const AudioDevTest& test) { return test.listSets(); });
     case Mode::deviceTest:
         return notYet("--device-test");
     case Mode::migrateTest:

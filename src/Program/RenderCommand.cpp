@@ -172,7 +172,6 @@ void RenderCommand::run(const RenderOptions& options) const {
     // Waits for the settings, which the engine applies on its own queue: the result depends on no timing.
     static_cast<void>(engine.shelfGainsForTest());
 
-
     EventDecoder decoder;
     EvdevTranslator translator([&](const RawEvent& event) {
         if (const auto decoded = decoder.decode(event.type, event)) {

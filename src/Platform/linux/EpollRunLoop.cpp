@@ -28,17 +28,6 @@ bool addToEpoll(int epoll, int descriptor) {
 
 } // namespace
 
-FileDescriptor::~FileDescriptor() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-}
-
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-}
-
 std::unique_ptr<EpollRunLoop> EpollRunLoop::make() {
     FileDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
     FileDescriptor wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));

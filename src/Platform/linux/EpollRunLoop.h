@@ -1,28 +1,12 @@
 #pragma once
 
 #include "Platform/InputSource.h"
+#include "Platform/linux/FileDescriptor.h"
 
 #include <memory>
 #include <vector>
 
 namespace keysong {
-
-/// A file descriptor that closes itself.
-class FileDescriptor {
-  public:
-    explicit FileDescriptor(int descriptor = -1) noexcept : descriptor_(descriptor) {}
-    ~FileDescriptor();
-    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
-    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    [[nodiscard]] int get() const noexcept { return descriptor_; }
-    [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
-
-  private:
-    int descriptor_;
-};
 
 /// A run loop over epoll: descriptors, timers, and a way to stop it from outside.
 class EpollRunLoop final : public RunLoop {

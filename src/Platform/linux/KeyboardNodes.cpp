@@ -1,6 +1,6 @@
 #include "Platform/linux/KeyboardNodes.h"
 
-#include "Platform/linux/EpollRunLoop.h"
+#include "Platform/linux/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <linux/input.h>

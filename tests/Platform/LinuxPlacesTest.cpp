@@ -1,0 +1,70 @@
+#include "Platform/linux/LinuxPlaces.h"
+
+#include "fakes/FakePlaces.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace keysong {
+namespace {
+
+/// Sets an environment variable for a scope; null unsets it.
+class ScopedVariable {
+  public:
+    ScopedVariable(const char* name, const char* value) : name_(name) {
+        if (const char* old = std::getenv(name)) {
+            old_ = old;
+        }
+        set(value);
+    }
+    ~ScopedVariable() { set(old_ ? old_->c_str() : nullptr); }
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+  private:
+    void set(const char* value) const { value != nullptr ? setenv(name_, value, 1) : unsetenv(name_); }
+
+    const char* name_;
+    std::optional<std::string> old_;
+};
+
+TEST(LinuxPlaces, DataLiesWhereTheEnvironmentSaysOrInTheHomeFolder) {
+    const LinuxPlaces places;
+    const ScopedVariable home("HOME", "/home/someone");
+    EXPECT_EQ(places.home(), "/home/someone");
+    const std::vector<std::pair<const char*, const char*>> rows = {
+        {nullptr, "/home/someone/.local/share"},
+        {"", "/home/someone/.local/share"},
+        {"relative/data", "/home/someone/.local/share"},
+        {"/data", "/data"},
+    };
+    for (const auto& [value, folder] : rows) {
+        const ScopedVariable data("XDG_DATA_HOME", value);
+        EXPECT_EQ(places.userData(), folder) << (value == nullptr ? "unset" : value);
+    }
+}
+
+TEST(LinuxPlaces, WithoutAHomeVariableTheUserDatabaseIsAsked) {
+    const LinuxPlaces places;
+    for (const char* const value : {static_cast<const char*>(nullptr), "", "relative"}) {
+        const ScopedVariable home("HOME", value);
+        EXPECT_TRUE(places.home().empty() || places.home().is_absolute()) << places.home();
+    }
+    const test::FakePlaces homeless;
+    EXPECT_EQ(userBaseFolder(homeless, "XDG_STATE_HOME", ".local/state"), "");
+}
+
+TEST(LinuxPlaces, ResourcesLieBesideTheFolderOfTheExecutable) {
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe");
+    EXPECT_EQ(LinuxPlaces().resources(), executable.parent_path().parent_path() / "share/keysong");
+}
+
+TEST(LinuxPlaces, AnEmptyVariableIsAValue) {
+    const ScopedVariable empty("KEYSONG_TEST_VARIABLE", "");
+    EXPECT_EQ(LinuxPlaces().environment("KEYSONG_TEST_VARIABLE"), "");
+    EXPECT_EQ(LinuxPlaces().environment("KEYSONG_TEST_ABSENT"), std::nullopt);
+}
+
+} // namespace
+} // namespace keysong

@@ -1,0 +1,202 @@
+#include "Platform/linux/LogSinks.h"
+
+#include "Platform/linux/FileDescriptor.h"
+#include "Platform/linux/FileLogSink.h"
+#include "Platform/linux/JournalLogSink.h"
+#include "Shared/WholeFile.h"
+#include "fakes/FakePlaces.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+#include <cstring>
+#include <sstream>
+
+namespace keysong {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+constexpr std::size_t generous = std::size_t{10} << 20U;
+
+LogRecord record(LogLevel level, std::string_view message, std::string_view whole) {
+    return {"com.orlen.keysong", "app", level, message, whole};
+}
+
+std::vector<std::string> linesOf(const fs::path& file) {
+    std::istringstream text(readWholeFile(file, generous));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+unsigned modeOf(const fs::path& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
+}
+
+TEST(LogLine, IsOneLineWhateverTheMessage) {
+    const auto hostile = record(LogLevel::error, "a\nb\x1B[2J\x7F", "whole");
+    const std::string line = logLine(hostile, LogPrivacy::redacted);
+    EXPECT_THAT(line,
+                testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z "
+                                      "error com.orlen.keysong/app a\\\\nb\\\\x1b\\[2J\\\\x7f\n"));
+    EXPECT_THAT(logLine(hostile, LogPrivacy::whole), HasSubstr("/app whole\n"));
+    const std::string endless(1'000'000, 'x');
+    EXPECT_LT(logLine(record(LogLevel::info, endless, endless), LogPrivacy::whole).size(), 20'000U);
+}
+
+TEST(FileLogSink, KeepsTheLogToTheUserAndPrivateTextOut) {
+    const test::TempFolder folder;
+    const fs::path path = folder.path() / "state/keysong/keysong.log";
+    FileLogSink sink(path, LogPrivacy::redacted);
+    EXPECT_FALSE(fs::exists(folder.path() / "state")) << "nothing is made before the first message";
+    sink.write(record(LogLevel::notice, "frontmost <private>", "frontmost secret"));
+    sink.write(record(LogLevel::info, "second", "second"));
+    ASSERT_EQ(linesOf(path).size(), 2U);
+    EXPECT_THAT(linesOf(path)[0], HasSubstr("notice com.orlen.keysong/app frontmost <private>"));
+    EXPECT_EQ(modeOf(path), 0600U);
+    EXPECT_EQ(modeOf(path.parent_path()), 0700U);
+}
+
+TEST(FileLogSink, RotatesOnceFullAlsoUnderAnotherWriter) {
+    const test::TempFolder folder;
+    const fs::path path = folder.path() / "keysong.log";
+    constexpr std::int64_t limit = 4000;
+    FileLogSink first(path, LogPrivacy::redacted, limit);
+    FileLogSink second(path, LogPrivacy::redacted, limit);
+    for (int index = 0; index < 100; ++index) {
+        const std::string message = "message " + std::to_string(index);
+        (index % 2 == 0 ? first : second).write(record(LogLevel::info, message, message));
+    }
+    const fs::path previous = folder.path() / "keysong.log.1";
+    EXPECT_LE(fs::file_size(path), static_cast<std::uintmax_t>(limit));
+    EXPECT_LE(fs::file_size(previous), static_cast<std::uintmax_t>(limit));
+    // The two files together hold the newest messages, in order and without a gap.
+    auto lines = linesOf(previous);
+    const auto newest = linesOf(path);
+    lines.insert(lines.end(), newest.begin(), newest.end());
+    ASSERT_GT(lines.size(), 50U);
+    for (std::size_t back = 0; back < lines.size(); ++back) {
+        EXPECT_TRUE(lines[lines.size() - 1 - back].ends_with("message " + std::to_string(99 - back)));
+    }
+    fs::remove(path);
+    first.write(record(LogLevel::info, "after removal", "after removal"));
+    EXPECT_EQ(linesOf(path).size(), 1U);
+}
+
+TEST(FileLogSink, DropsMessagesWhereThereIsNoPlaceForThem) {
+    const test::TempFolder folder;
+    folder.write("file", "");
+    FileLogSink(folder.path() / "file/keysong/keysong.log", LogPrivacy::redacted)
+        .write(record(LogLevel::error, "lost", "lost"));
+    ASSERT_EQ(mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
+    FileLogSink(folder.path() / "pipe", LogPrivacy::redacted).write(record(LogLevel::error, "lost", "lost"));
+    fs::create_symlink(folder.path() / "victim", folder.path() / "link");
+    FileLogSink(folder.path() / "link", LogPrivacy::redacted).write(record(LogLevel::error, "lost", "lost"));
+    EXPECT_FALSE(fs::exists(folder.path() / "victim"));
+}
+
+TEST(LogSinks, StandardErrorOnlyWhenAskedFor) {
+    test::FakePlaces places;
+    places.variables = {{"KEYSONG_LOG_SINK", "stderr"}, {"KEYSONG_LOG_PRIVATE", "1"}};
+    testing::internal::CaptureStderr();
+    makeLogSink(places)->write(record(LogLevel::info, "hello <private>", "hello you"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::EndsWith("/app hello you\n"));
+    places.variables["KEYSONG_LOG_PRIVATE"] = "yes";
+    testing::internal::CaptureStderr();
+    makeLogSink(places)->write(record(LogLevel::info, "hello <private>", "hello you"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::EndsWith("/app hello <private>\n"));
+}
+
+/// Runs `body` in a child whose /run is empty, so that it can have a journal of its own or none. The
+/// child's result; none where this machine does not allow that.
+template <typename Body>
+std::optional<bool> inPrivateRun(Body body) {
+    constexpr int notAllowed = 77;
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool isolated = unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS) == 0 &&
+                              mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                              mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0;
+        _exit(!isolated ? notAllowed : body() ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+    return code == notAllowed ? std::nullopt : std::optional(code == 0);
+}
+
+/// Takes the journal's place and returns what `write` sends it.
+template <typename Write>
+std::string receivedByJournal(Write write) {
+    fs::create_directories("/run/systemd/journal");
+    const FileDescriptor journal(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, "/run/systemd/journal/socket");
+    if (bind(journal.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        return {};
+    }
+    write();
+    std::string datagram(65536, '\0');
+    const ssize_t size = recv(journal.get(), datagram.data(), datagram.size(), MSG_DONTWAIT);
+    datagram.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+    return datagram;
+}
+
+TEST(LogSinks, AJournalGetsEveryField) {
+    const auto isComplete = [](const char* privacy, bool showsPrivate) {
+        return inPrivateRun([=] {
+            const std::string datagram = receivedByJournal([=] {
+                test::FakePlaces places;
+                places.homeFolder = "/run";
+                places.variables["KEYSONG_LOG_PRIVATE"] = privacy;
+                makeLogSink(places)->write(record(LogLevel::error, "no <private>", "no secret"));
+            });
+            bool complete =
+                (datagram.find("\nMESSAGE_PRIVATE=no secret\n") != std::string::npos) == showsPrivate;
+            for (const char* const field :
+                 {"MESSAGE=no <private>\n", "PRIORITY=3\n", "SYSLOG_IDENTIFIER=keysong\n",
+                  "SUBSYSTEM=com.orlen.keysong\n", "CATEGORY=app\n", "LEVEL=error\n"}) {
+                complete = complete && datagram.find(field) != std::string::npos;
+            }
+            return complete && datagram.find("CODE_FILE") == std::string::npos && !fs::exists("/run/.local");
+        });
+    };
+    const auto redacted = isComplete("", false);
+    if (!redacted) {
+        GTEST_SKIP() << "this machine does not allow a mount namespace";
+    }
+    EXPECT_TRUE(*redacted);
+    EXPECT_TRUE(isComplete("1", true).value_or(false));
+}
+
+TEST(LogSinks, WithoutAJournalMessagesGoToAFileOrNowhere) {
+    const auto written = inPrivateRun([] {
+        test::FakePlaces places;
+        const bool nowhere = makeLogSink(places) == nullptr;
+        places.homeFolder = "/run/home";
+        makeLogSink(places)->write(record(LogLevel::info, "one", "one"));
+        places.variables["XDG_STATE_HOME"] = "/run/state";
+        makeLogSink(places)->write(record(LogLevel::info, "two", "two"));
+        return nowhere && linesOf("/run/home/.local/state/keysong/keysong.log").size() == 1 &&
+               linesOf("/run/state/keysong/keysong.log").size() == 1;
+    });
+    if (!written) {
+        GTEST_SKIP() << "this machine does not allow a mount namespace";
+    }
+    EXPECT_TRUE(*written);
+}
+
+} // namespace
+} // namespace keysong

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace keysong::test {
+
+/// A folder of a test's own, removed with all its content at the end.
+class TempFolder {
+  public:
+    TempFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "keysong-test-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        path_ = name;
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+    /// Writes a file below the folder, with the folders that it needs, and returns its path.
+    std::filesystem::path write(const std::filesystem::path& name, std::string_view bytes) const {
+        const auto file = path_ / name;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << bytes;
+        return file;
+    }
+
+    /// Makes a folder below the folder and returns its path.
+    [[nodiscard]] std::filesystem::path makeFolder(const std::filesystem::path& name) const {
+        std::filesystem::create_directories(path_ / name);
+        return path_ / name;
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace keysong::test
