@@ -92,7 +92,7 @@ class LogFormat {
     consteval LogFormat(const char (&text)[Size]) : text_(text, Size - 1) {
         std::size_t at = 0;
         bool fits = true;
-        const auto check = [&]<typename Argument>(std::type_identity<Argument>) {
+        [[maybe_unused]] const auto check = [&]<typename Argument>(std::type_identity<Argument>) {
             const LogPlaceholder placeholder = LogPlaceholder::next(text_, at);
             at = placeholder.end;
             fits = fits && placeholder.found() && accepts<Argument>(placeholder);
@@ -107,7 +107,7 @@ class LogFormat {
 
   private:
     template <typename Argument>
-    static consteval bool accepts(const LogPlaceholder& placeholder) {
+    static constexpr bool accepts(const LogPlaceholder& placeholder) {
         using Plain = std::remove_cvref_t<Argument>;
         if (std::same_as<Plain, bool>) {
             return placeholder.isBool && placeholder.conversion == "d";
