@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -59,7 +60,13 @@ struct SoundManifest {
 
     friend bool operator==(const SoundManifest&, const SoundManifest&) = default;
 
-    /// Reads a manifest from the bytes of its file. Throws `SoundManifestError`.
+    /// No manifest file is read beyond this size: a hundred times what naming a sound for every key takes.
+    static constexpr std::size_t largestFileBytes = std::size_t{4} << 20U;
+
+    /// Reads a manifest from the bytes of its file. A value of the wrong type anywhere under the known
+    /// keys refuses the whole file, under a group name or key name that means nothing too; other keys are
+    /// ignored. Null stands for absence under an optional key, but not among the entries of "groups",
+    /// "keys" or a list. Of a key given twice the last counts. Any thread. Throws `SoundManifestError`.
     [[nodiscard]] static SoundManifest decode(std::string_view bytes);
 
     /// The level offset of the whole set in decibels: 0 when absent, limited to -12...6.

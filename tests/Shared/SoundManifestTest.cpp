@@ -1,0 +1,186 @@
+#include "Shared/SoundManifest.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace keysong {
+namespace {
+
+constexpr const char* minimal = R"("schema":1,"id":"a","name":"A","defaults":{"down":["d.wav"]})";
+
+/// A manifest that is good but for `extra`, which is put first.
+std::string with(const std::string& extra) {
+    return "{" + extra + "," + minimal + "}";
+}
+
+struct Case {
+    const char* name;
+    std::string bytes;
+    /// Part of the error's text; empty when the manifest is good.
+    std::string error;
+};
+
+void PrintTo(const Case& row, std::ostream* stream) {
+    *stream << row.name;
+}
+
+class ManifestDecoding : public testing::TestWithParam<Case> {};
+
+TEST_P(ManifestDecoding, AcceptsOrRefusesTheWholeFile) {
+    const Case& row = GetParam();
+    try {
+        const auto manifest = SoundManifest::decode(row.bytes);
+        EXPECT_EQ(row.error, "") << "accepted";
+        EXPECT_EQ(manifest.id, "a");
+        EXPECT_EQ(manifest.schema, 1);
+    } catch (const SoundManifestError& error) {
+        EXPECT_FALSE(row.error.empty()) << error.what();
+        EXPECT_NE(std::string(error.what()).find(row.error), std::string::npos) << error.what();
+    }
+}
+
+std::string nested(int levels) {
+    const auto count = static_cast<std::size_t>(levels);
+    return R"("x":)" + std::string(count, '[') + std::string(count, ']');
+}
+
+const std::vector<Case> cases = {
+    {"Minimal", "{" + std::string(minimal) + "}", ""},
+    {"ByteOrderMark", "\xEF\xBB\xBF{" + std::string(minimal) + "}", ""},
+    {"UnknownKeysEverywhere",
+     R"({"schema":1,"id":"a","name":"A","author":{"x":[null]},"defaults":{"sideways":3},)"
+     R"("mouse":{"wheel":7},"groups":{"space":{"note":1}}})",
+     ""},
+    {"DefaultsWithoutLists", R"({"schema":1,"id":"a","name":"A","defaults":{}})", ""},
+    {"OptionalKeysNull",
+     R"({"schema":1,"id":"a","name":"A","defaults":{"down":null,"up":null},"gain":null,"pitchVariation":null,)"
+     R"("gainVariation":null,"groups":null,"keys":null,"mouse":{"left":null,"scroll":null}})",
+     ""},
+    {"IntegralSchemaWithFraction", R"({"schema":1.0,"id":"a","name":"A","defaults":{}})", ""},
+    {"IntegerGain", with(R"("gain":3)"), ""},
+    {"GainBeyondItsLimits", with(R"("gain":40)"), ""},
+    {"UnknownGroup", with(R"("groups":{"thumb":{"down":["x.wav"]}})"), ""},
+    {"KeyNameThatIsNoNumber", with(R"("keys":{"0x24":{"down":[]}})"), ""},
+    {"NestedAsDeepAsAllowed", with(nested(60)), ""},
+
+    {"Empty", "", "parse error"},
+    {"NotJson", "id = a", "parse error"},
+    {"Truncated", "{" + std::string(minimal), "parse error"},
+    {"TrailingText", "{" + std::string(minimal) + "} x", "parse error"},
+    {"TextBehindAZeroByte", "{" + std::string(minimal) + "}" + std::string("\0x", 2), "zero byte"},
+    {"IllFormedUtf8", with("\"x\":\"\xC3\x28\""), "UTF-8"},
+    {"TopLevelList", "[" + std::string("1]"), "top level"},
+    {"NoSchema", R"({"id":"a","name":"A","defaults":{}})", "\"schema\" is missing"},
+    {"NoId", R"({"schema":1,"name":"A","defaults":{}})", "\"id\" is missing"},
+    {"NoName", R"({"schema":1,"id":"a","defaults":{}})", "\"name\" is missing"},
+    {"NoDefaults", R"({"schema":1,"id":"a","name":"A"})", "\"defaults\" is missing"},
+    {"RequiredKeyNull", R"({"schema":1,"id":null,"name":"A","defaults":{}})", "\"id\" is missing"},
+    {"KeyInAnotherCase", R"({"Schema":1,"id":"a","name":"A","defaults":{}})", "\"schema\" is missing"},
+    {"SchemaText", R"({"schema":"1","id":"a","name":"A","defaults":{}})", "\"schema\" is not a number"},
+    {"SchemaBool", R"({"schema":true,"id":"a","name":"A","defaults":{}})", "\"schema\" is not a number"},
+    {"SchemaFraction", R"({"schema":1.5,"id":"a","name":"A","defaults":{}})", "\"schema\" is not an integer"},
+    {"SchemaTooLarge", R"({"schema":9223372036854775808,"id":"a","name":"A","defaults":{}})", "out of range"},
+    {"IdNumber", R"({"schema":1,"id":7,"name":"A","defaults":{}})", "\"id\" is not a string"},
+    {"GainText", with(R"("gain":"3")"), "\"gain\" is not a number"},
+    {"GainBool", with(R"("gain":false)"), "\"gain\" is not a number"},
+    {"PitchVariationBeyondFloat", with(R"("pitchVariation":1e39)"), "\"pitchVariation\" does not fit"},
+    {"NumberBeyondDouble", with(R"("gainVariation":1e999)"), "out_of_range"},
+    {"DefaultsList", R"({"schema":1,"id":"a","name":"A","defaults":[]})", "\"defaults\" is not an object"},
+    {"DownObject", R"({"schema":1,"id":"a","name":"A","defaults":{"down":{}}})",
+     "\"defaults.down\" is not a list"},
+    {"NullInList", R"({"schema":1,"id":"a","name":"A","defaults":{"up":["x",null]}})",
+     "\"defaults.up\" holds"},
+    {"NumberInListOfUnknownGroup", with(R"("groups":{"thumb":{"up":[1]}})"), "\"groups.thumb.up\" holds"},
+    {"NullGroup", with(R"("groups":{"space":null})"), "\"groups.space\" is not an object"},
+    {"GroupsList", with(R"("groups":[])"), "\"groups\" is not an object"},
+    {"TextUnderUselessKeyName", with(R"("keys":{"300":{"down":"x.wav"}})"),
+     "\"keys.300.down\" is not a list"},
+    {"MouseText", with(R"("mouse":"left")"), "\"mouse\" is not an object"},
+    {"ScrollText", with(R"("mouse":{"scroll":"notch.wav"})"), "\"mouse.scroll\" is not a list"},
+    {"ButtonList", with(R"("mouse":{"other":["x"]})"), "\"mouse.other\" is not an object"},
+    {"NestedTooDeep", with(nested(80)), "nested too deeply"},
+    {"NestedBeyondTheStack", with(nested(1'000'000)), "nested too deeply"},
+    {"TooLarge", std::string(SoundManifest::largestFileBytes + 1, ' '), "too large"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, ManifestDecoding, testing::ValuesIn(cases),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(SoundManifest, KeepsEveryFieldAsWritten) {
+    const auto manifest = SoundManifest::decode(R"({
+        "schema": -9223372036854775808, "id": "gateron-black-ink", "name": "Gateron \u00e9",
+        "gain": -2, "pitchVariation": 0.05, "gainVariation": 99.5,
+        "defaults": {"down": ["d1.wav", "d2.wav", "d1.wav"], "up": []},
+        "groups": {"space": {"down": ["s.wav"]}}, "keys": {"+36": {"up": ["e.wav"]}},
+        "mouse": {"left": {"down": ["c.wav"]}, "scroll": ["n.wav"]}})");
+    SoundManifest expected;
+    expected.schema = INT64_MIN;
+    expected.id = "gateron-black-ink";
+    expected.name = "Gateron é";
+    expected.gain = -2.0F;
+    expected.pitchVariation = 0.05F;
+    expected.gainVariation = 99.5F;
+    expected.defaults = {{{"d1.wav", "d2.wav", "d1.wav"}}, SoundManifest::FileNames{}};
+    expected.groups = {{"space", {{{"s.wav"}}, std::nullopt}}};
+    expected.keys = {{"+36", {std::nullopt, {{"e.wav"}}}}};
+    expected.mouse =
+        SoundManifest::Mouse{{{{{"c.wav"}}, std::nullopt}}, std::nullopt, std::nullopt, {{"n.wav"}}};
+    EXPECT_EQ(manifest, expected);
+}
+
+TEST(SoundManifest, LimitsLevelAndPitchWhenTheyAreUsed) {
+    struct Limits {
+        std::optional<float> written;
+        float gain, pitchVariation, gainVariation;
+    };
+    for (const Limits& row : std::vector<Limits>{{std::nullopt, 0.0F, 0.03F, 1.0F},
+                                                 {0.0F, 0.0F, 0.0F, 0.0F},
+                                                 {40.0F, 6.0F, 0.15F, 6.0F},
+                                                 {-0.5F, -0.5F, 0.0F, 0.0F},
+                                                 {-12.5F, -12.0F, 0.0F, 0.0F},
+                                                 {0.1F, 0.1F, 0.1F, 0.1F}}) {
+        SoundManifest manifest;
+        manifest.gain = manifest.pitchVariation = manifest.gainVariation = row.written;
+        EXPECT_EQ(manifest.effectiveGain(), row.gain);
+        EXPECT_EQ(manifest.effectivePitchVariation(), row.pitchVariation);
+        EXPECT_EQ(manifest.effectiveGainVariation(), row.gainVariation);
+    }
+}
+
+TEST(SoundManifest, ReadsOnlyTheHeadForAList) {
+    const auto head = SoundManifestHead::decode(R"({"id":"a","name":"A","schema":"wrong","defaults":7})");
+    EXPECT_EQ(head.id, "a");
+    EXPECT_EQ(head.name, "A");
+    for (const char* const bytes : {R"({"id":"a"})", R"({"id":"a","name":3})", R"([])", "{"}) {
+        EXPECT_THROW((void)SoundManifestHead::decode(bytes), SoundManifestError) << bytes;
+    }
+}
+
+TEST(SoundManifest, KeyEntriesAreNamedByDecimalCodes) {
+    const std::vector<std::pair<const char*, std::optional<std::uint8_t>>> rows = {
+        {"36", 36},
+        {"+36", 36},
+        {"036", 36},
+        {"-0", 0},
+        {"0", 0},
+        {"255", 255},
+        {"256", std::nullopt},
+        {"-1", std::nullopt},
+        {"3.0", std::nullopt},
+        {"0x24", std::nullopt},
+        {" 36", std::nullopt},
+        {"36 ", std::nullopt},
+        {"", std::nullopt},
+        {"+", std::nullopt},
+        {"+-3", std::nullopt},
+        {"99999999999999999999", std::nullopt},
+    };
+    for (const auto& [name, code] : rows) {
+        EXPECT_EQ(keyCodeFromEntryName(name), code) << '"' << name << '"';
+    }
+}
+
+} // namespace
+} // namespace keysong
