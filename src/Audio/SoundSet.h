@@ -46,7 +46,7 @@ class SoundSet {
     /// Reads the manifest in `directory` and decodes every file it names, once each, into `format`, which
     /// must have one channel. Blocks on files and conversion: never on the main, event-tap or render thread.
     ///
-    /// Throws `AudioFileError` when the manifest cannot be read, `SoundManifestError` when it cannot be
+    /// Throws `FileReadError` when the manifest cannot be read, `SoundManifestError` when it cannot be
     /// used, `SoundSetError` when no default down sample is playable. Any other bad file or entry is
     /// logged once and left out.
     [[nodiscard]] static std::shared_ptr<const SoundSet>

@@ -60,6 +60,8 @@ struct SoundManifest {
 
     friend bool operator==(const SoundManifest&, const SoundManifest&) = default;
 
+    /// The manifest's name in the set's folder.
+    static constexpr const char* fileName = "manifest.json";
     /// No manifest file is read beyond this size: a hundred times what naming a sound for every key takes.
     static constexpr std::size_t largestFileBytes = std::size_t{4} << 20U;
 

@@ -1,5 +1,6 @@
 #include "Audio/AudioDevTest.h"
 
+#include "Audio/SoundLibrary.h"
 #include "support/EngineFixture.h"
 
 #include <condition_variable>
@@ -98,6 +99,9 @@ class AudioDevTestTest : public testing::Test {
         changed.wait_for(lock, std::chrono::seconds(20), [&] { return played > before + 1 || played > 3; });
     }
 
+    /// The folder that the sets come from.
+    [[nodiscard]] std::filesystem::path sounds() const { return SoundLibrary::directory(places); }
+
     ScratchFolder folder;
     TestPlaces places;
     PlainOrder order;
@@ -122,15 +126,15 @@ TEST_F(AudioDevTestTest, ListsTheSetsOrSaysThereAreNone) {
     Outcome none = run(list);
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.out, "");
-    EXPECT_EQ(none.err, "no sets in " + (folder.path() / "sounds").string() + "\n");
-    writeSet(folder.path() / "sounds", "one");
+    EXPECT_EQ(none.err, "no sets in " + sounds().string() + "\n");
+    writeSet(sounds(), "one");
     const Outcome one = run(list);
     EXPECT_EQ(one.status, 0);
     EXPECT_EQ(one.out, "one\tName\n");
 }
 
 TEST_F(AudioDevTestTest, PlaysItsWholeScriptAndPrintsItsLines) {
-    writeSet(folder.path() / "sounds", "one");
+    writeSet(sounds(), "one");
     places.variables = {{"KEYSONG_TONE", "-0.7"}, {"KEYSONG_BODY", "7"}, {"KEYSONG_SILENT", "1"}};
     const Outcome outcome = play(std::nullopt, {"keysong", "--play-test", "one", "0", "300", "x", "1"});
     EXPECT_EQ(outcome.status, 0);
@@ -141,7 +145,7 @@ TEST_F(AudioDevTestTest, PlaysItsWholeScriptAndPrintsItsLines) {
 }
 
 TEST_F(AudioDevTestTest, KeyCodesStandFourthAndLater) {
-    writeSet(folder.path() / "sounds", "one");
+    writeSet(sounds(), "one");
     struct Row {
         std::vector<std::string_view> arguments;
         const char* keys;
@@ -158,14 +162,14 @@ TEST_F(AudioDevTestTest, KeyCodesStandFourthAndLater) {
 }
 
 TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
-    const std::string sounds = (folder.path() / "sounds").string();
-    EXPECT_EQ(play(std::nullopt).err, "play-test failed: no set \"\" in " + sounds + "\n");
-    writeSet(folder.path() / "sounds", "one");
+    const std::string place = sounds().string();
+    EXPECT_EQ(play(std::nullopt).err, "play-test failed: no set \"\" in " + place + "\n");
+    writeSet(sounds(), "one");
     for (const char* id : {"two", ""}) {
         const Outcome outcome = play(id);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, "play-test failed: no set \"" + std::string(id) + "\" in " + sounds + "\n");
+        EXPECT_EQ(outcome.err, "play-test failed: no set \"" + std::string(id) + "\" in " + place + "\n");
     }
     output.startFailures = {"no server"};
     const Outcome outcome = play("one");
@@ -175,7 +179,7 @@ TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
 }
 
 TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
-    writeSet(folder.path() / "sounds", "one");
+    writeSet(sounds(), "one");
     output.current.reset();
     output.deviceList.defaultDevice.reset();
     const Outcome outcome = play("one");
@@ -186,7 +190,7 @@ TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
 }
 
 TEST_F(AudioDevTestTest, OnlyACountOfAtLeastOneMakesItTheSwapTest) {
-    writeSet(folder.path() / "sounds", "one");
+    writeSet(sounds(), "one");
     for (const char* count : {"0", "-3", "letters", "", "9223372036854775808"}) {
         places.variables["KEYSONG_SWAP_TEST"] = count;
         played = 4; // waits return at once

@@ -1,0 +1,84 @@
+#include "Audio/SampleDecoder.h"
+
+#include "Audio/SoundSet.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+namespace keysong {
+
+namespace {
+
+/// Room in the converter's output beyond the computed length, for what its filters add.
+constexpr std::size_t converterHeadroom = 4096;
+
+/// The last path component, as `SoundSetError` names a file.
+std::string lastComponent(const std::filesystem::path& path) {
+    return path.has_filename() ? path.filename().string() : path.parent_path().filename().string();
+}
+
+/// Reads at most `length` frames. The length is only what the file claims, so memory grows with what is
+/// really there.
+std::vector<float> readFrames(AudioFileReader& reader, std::size_t length, std::size_t channels) {
+    constexpr std::size_t framesAtOnce = std::size_t{1} << 14U;
+    std::vector<float> values;
+    for (std::size_t done = 0; done < length;) {
+        const std::size_t wanted = std::min(framesAtOnce, length - done);
+        values.resize((done + wanted) * channels);
+        const std::size_t got = reader.read(std::span(values).subspan(done * channels));
+        done += got;
+        if (got < wanted) {
+            values.resize(done * channels);
+            break;
+        }
+    }
+    return values;
+}
+
+} // namespace
+
+SampleDecoder::SampleDecoder(const AudioFormat& target, const AudioFiles& files)
+    : target_(target), files_(files) {
+    if (target.channels != 1 || !(target.sampleRate > 0)) {
+        throw std::invalid_argument("samples are decoded to one channel at a positive rate");
+    }
+}
+
+SampleRef SampleDecoder::decode(const std::filesystem::path& path) {
+    const auto reader = files_.open(path);
+    const std::vector<float> frames = framesOf(*reader);
+    if (frames.empty() || frames.size() > framesLeft_) {
+        throw SoundSetError(SoundSetError::Kind::undecodable, lastComponent(path));
+    }
+    framesLeft_ -= frames.size();
+    return std::make_shared<const SampleBuffer>(frames);
+}
+
+std::vector<float> SampleDecoder::framesOf(AudioFileReader& reader) const {
+    const AudioFormat source = reader.format();
+    const std::int64_t length = reader.lengthFrames();
+    if (length <= 0 || source.channels == 0 || source.channels > mostChannels || !(source.sampleRate > 0) ||
+        static_cast<std::uint64_t>(length) > mostSourceValues / source.channels) {
+        return {};
+    }
+    const double ratio = target_.sampleRate / source.sampleRate;
+    if (static_cast<double>(length) * ratio > longestSoundSeconds * target_.sampleRate) {
+        return {};
+    }
+    if (source != target_ && !files_.canConvert(source, target_)) {
+        return {};
+    }
+    std::vector<float> values = readFrames(reader, static_cast<std::size_t>(length), source.channels);
+    if (source == target_ || values.empty()) {
+        return values;
+    }
+    // One value that is no number would spread over the whole length of the converter's filter.
+    std::replace_if(
+        values.begin(), values.end(), [](float value) { return !std::isfinite(value); }, 0.0F);
+    const double frameCount = static_cast<double>(values.size() / source.channels);
+    const auto capacity = static_cast<std::size_t>(std::trunc(ratio * frameCount)) + converterHeadroom;
+    return files_.convert(values, source, target_, capacity);
+}
+
+} // namespace keysong
