@@ -12,12 +12,12 @@ namespace keysong::test {
 
 struct FakeAudioDevice {
     AudioDeviceId id = 0;
-    std::optional<std::string> uid;
-    std::optional<std::string> name;
+    std::optional<std::string> uid = {};
+    std::optional<std::string> name = {};
     std::uint32_t channels = 2;
     std::optional<double> rate = 48000;
-    std::optional<std::uint32_t> latency;
-    std::optional<std::uint32_t> safetyOffset;
+    std::optional<std::uint32_t> latency = {};
+    std::optional<std::uint32_t> safetyOffset = {};
 };
 
 /// A list of devices that the test edits.

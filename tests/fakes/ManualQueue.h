@@ -24,9 +24,11 @@ class ManualQueue final : public TaskQueue {
     void advance(std::chrono::nanoseconds duration) {
         const auto end = now_ + duration;
         while (!tasks_.empty() && tasks_.begin()->first <= end) {
-            auto first = tasks_.extract(tasks_.begin());
-            now_ = std::max(now_, first.key());
-            first.mapped()();
+            const auto first = tasks_.begin();
+            now_ = std::max(now_, first->first);
+            const Task task = std::move(first->second);
+            tasks_.erase(first);
+            task();
         }
         now_ = end;
     }

@@ -1,0 +1,210 @@
+#include "Audio/AudioDevTest.h"
+
+#include "Audio/SoundLibrary.h"
+#include "support/EngineFixture.h"
+
+#include <condition_variable>
+#include <map>
+
+namespace keysong::test {
+namespace {
+
+class TestPlaces final : public Places {
+  public:
+    std::map<std::string, std::string> variables;
+    std::filesystem::path root;
+
+    [[nodiscard]] std::optional<std::string> environment(const std::string& name) const override {
+        const auto at = variables.find(name);
+        return at != variables.end() ? std::optional(at->second) : std::nullopt;
+    }
+    [[nodiscard]] std::filesystem::path home() const override { return root; }
+    [[nodiscard]] std::filesystem::path userData() const override { return root / "data"; }
+    [[nodiscard]] std::filesystem::path resources() const override { return root; }
+};
+
+class PlainOrder final : public TextOrder {
+  public:
+    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
+};
+
+class PlainThreads final : public Threads {
+  public:
+    [[nodiscard]] std::thread start(ThreadAttributes, std::function<void()> body) override {
+        return std::thread(std::move(body));
+    }
+};
+
+struct Outcome {
+    int status = 0;
+    std::string out;
+    std::string err;
+};
+
+class AudioDevTestTest : public testing::Test {
+  public:
+    AudioDevTestTest() {
+        places.root = folder.path();
+        output.deviceList.list = {{1, "uid-a", "Speakers A"}};
+        output.deviceList.defaultDevice = 1;
+        output.current = 1;
+    }
+
+    template <typename Mode>
+    Outcome run(Mode mode, std::vector<std::string_view> arguments = {}) {
+        const AudioDevTestServices services{
+            [this] {
+                auto control = std::make_unique<ManualQueue>();
+                queue = control.get();
+                return std::make_unique<SoundEngine>(
+                    output, SoundEngineServices{clock, std::move(control), [](std::chrono::nanoseconds) {}},
+                    RandomSource(1));
+            },
+            clock,
+            threads,
+            places,
+            order,
+            files,
+            [this](std::chrono::nanoseconds time) { wait(time); }};
+        const AudioDevTest diagnostics(services, arguments);
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        Outcome outcome;
+        outcome.status = mode(diagnostics);
+        outcome.out = testing::internal::GetCapturedStdout();
+        outcome.err = testing::internal::GetCapturedStderr();
+        return outcome;
+    }
+
+    Outcome play(const std::optional<std::string>& id, std::vector<std::string_view> arguments = {}) {
+        return run([&](const AudioDevTest& test) { return test.playTest(id); }, std::move(arguments));
+    }
+
+    /// A wait of the main thread moves the time on; in the swap test it also lets the player play once.
+    void wait(std::chrono::nanoseconds time) {
+        std::unique_lock lock(mutex);
+        if (time == std::chrono::milliseconds(1)) {
+            ++played;
+            changed.notify_all();
+            changed.wait_for(lock, std::chrono::milliseconds(1));
+            return;
+        }
+        waited += time;
+        if (!places.variables.contains("KEYSONG_SWAP_TEST")) {
+            clock.advance(time);
+            queue->advance(time);
+            return;
+        }
+        const int before = played;
+        changed.wait_for(lock, std::chrono::seconds(20), [&] { return played > before + 1 || played > 3; });
+    }
+
+    /// The folder that the sets come from.
+    [[nodiscard]] std::filesystem::path sounds() const { return SoundLibrary::directory(places); }
+
+    ScratchFolder folder;
+    TestPlaces places;
+    PlainOrder order;
+    PlainThreads threads;
+    ConstantAudioFiles files;
+    ManualClock clock;
+    FakeAudioOutput output;
+    ManualQueue* queue = nullptr;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int played = 0;
+    std::chrono::nanoseconds waited{0};
+};
+
+const std::string toneLines =
+    "tone ok  neutral rate=1.0 low=-0.0dB high=0.0dB makeup=-0.0dB\n"
+    "tone ok  thock low=6.0dB high=-6.0dB makeup=2.0dB | clack low=-6.0dB high=6.0dB makeup=-2.0dB\n"
+    "tone ok  body rate -1=0.8408964 +1=1.1892071 clamped body 9=1.1892071 clamped tone -9 low=6.0dB\n";
+
+TEST_F(AudioDevTestTest, ListsTheSetsOrSaysThereAreNone) {
+    const auto list = [](const AudioDevTest& test) { return test.listSets(); };
+    Outcome none = run(list);
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.out, "");
+    EXPECT_EQ(none.err, "no sets in " + sounds().string() + "\n");
+    writeSet(sounds(), "one");
+    const Outcome one = run(list);
+    EXPECT_EQ(one.status, 0);
+    EXPECT_EQ(one.out, "one\tName\n");
+}
+
+TEST_F(AudioDevTestTest, PlaysItsWholeScriptAndPrintsItsLines) {
+    writeSet(sounds(), "one");
+    places.variables = {{"KEYSONG_TONE", "-0.7"}, {"KEYSONG_BODY", "7"}, {"KEYSONG_SILENT", "1"}};
+    const Outcome outcome = play(std::nullopt, {"keysong", "--play-test", "one", "0", "300", "x", "1"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, "key-pan ok  Q=-0.506 space=-0.054560002 P=0.286\n" + toneLines +
+                               "tone set  tone=-0.7 body=1.0\nplay-test one keys=0 burst=10x0\ndone\n");
+    EXPECT_EQ(waited, std::chrono::milliseconds(300 + 300 + 200 + 600 + 240 + 600 + 400));
+}
+
+TEST_F(AudioDevTestTest, KeyCodesStandFourthAndLater) {
+    writeSet(sounds(), "one");
+    struct Row {
+        std::vector<std::string_view> arguments;
+        const char* keys;
+    };
+    const char* const defaults = "keys=53,48,0,1,2,3,49,36,51,124 burst=10x53\n";
+    for (const Row& row :
+         {Row{{"keysong", "--play-test", "one"}, defaults},
+          Row{{"keysong", "--play-test", "one", "x", "1"}, defaults},
+          Row{{"keysong", "--play-test", "one", "-1"}, defaults},
+          Row{{"keysong", "--play-test", "one", "65536", "1"}, defaults},
+          Row{{"keysong", "--play-test", "one", "+7", "255", "256", "", "3"}, "keys=7,255 burst=10x7\n"}}) {
+        EXPECT_THAT(play("one", row.arguments).out, testing::HasSubstr(row.keys));
+    }
+}
+
+TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
+    const std::string place = sounds().string();
+    EXPECT_EQ(play(std::nullopt).err, "play-test failed: no set \"\" in " + place + "\n");
+    writeSet(sounds(), "one");
+    for (const char* id : {"two", ""}) {
+        const Outcome outcome = play(id);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, "play-test failed: no set \"" + std::string(id) + "\" in " + place + "\n");
+    }
+    output.startFailures = {"no server"};
+    const Outcome outcome = play("one");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "play-test failed: no server\n");
+}
+
+TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
+    writeSet(sounds(), "one");
+    output.current.reset();
+    output.deviceList.defaultDevice.reset();
+    const Outcome outcome = play("one");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "setOutputDevice: no audio output device is available\n");
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                testing::ElementsAre("configuration change: no output device available"));
+}
+
+TEST_F(AudioDevTestTest, OnlyACountOfAtLeastOneMakesItTheSwapTest) {
+    writeSet(sounds(), "one");
+    for (const char* count : {"0", "-3", "letters", "", "9223372036854775808"}) {
+        places.variables["KEYSONG_SWAP_TEST"] = count;
+        played = 4; // waits return at once
+        EXPECT_THAT(play("one").out, testing::HasSubstr("done\n")) << count;
+    }
+    played = 0;
+    places.variables["KEYSONG_SWAP_TEST"] = "3";
+    const Outcome outcome = play("one");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, testing::StartsWith(toneLines + "tone set  tone=0.0 body=0.0\n" +
+                                                 "swap-test one swaps=3\nplay() n="));
+    EXPECT_THAT(outcome.out, testing::EndsWith(" median=0.0 p99=0.0 max=0.0 microseconds\n"));
+    EXPECT_EQ(EngineFixture::notices("engine loaded set one").size(), 5U + 4U);
+}
+
+} // namespace
+} // namespace keysong::test

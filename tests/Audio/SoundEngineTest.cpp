@@ -1,0 +1,213 @@
+#include "Audio/ToneControl.h"
+#include "support/EngineFixture.h"
+
+#include <cmath>
+#include <limits>
+#include <thread>
+
+namespace keysong::test {
+namespace {
+
+using std::chrono::milliseconds;
+using SoundEngineTest = EngineFixture;
+
+bool audible(const FakeAudioOutput& output) {
+    const auto loud = [](float frame) { return std::abs(frame) > 0.01F; };
+    return std::any_of(output.left.begin(), output.left.end(), loud);
+}
+
+TEST_F(SoundEngineTest, StartsOnceAndSaysOnWhat) {
+    output.deviceList.list[0].latency = 100;
+    output.deviceList.list[0].safetyOffset = 92;
+    engine->start();
+    engine->start();
+    EXPECT_THAT(notices("engine started"),
+                testing::ElementsAre("engine started output=Speakers A rate=48000 buffer=128 (2.67 ms) "
+                                     "deviceLatency=4.00 ms voices=16"));
+    EXPECT_EQ(engine->snapshot().activeUid, "uid-a");
+    EXPECT_THAT(output.operations, testing::ElementsAre("start"));
+}
+
+TEST_F(SoundEngineTest, StartsWithoutADeviceOrAPeriodLength) {
+    output.current.reset();
+    output.deviceList.defaultDevice.reset();
+    output.granted.reset();
+    output.bufferStatus = -5;
+    engine->start();
+    EXPECT_THAT(notices("engine started"),
+                testing::ElementsAre("engine started output=unknown rate=48000 buffer=0 (0.00 ms) "
+                                     "deviceLatency=0.00 ms voices=16"));
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                testing::ElementsAre("could not request a 128 frame IO buffer (OSStatus -5)"));
+    EXPECT_TRUE(engine->snapshot().running);
+    EXPECT_EQ(engine->currentOutputDeviceUid(), std::nullopt);
+}
+
+TEST_F(SoundEngineTest, AFailedStartReachesTheCallerAndCanBeTriedAgain) {
+    output.startFailures = {"no server"};
+    EXPECT_THROW(engine->start(), AudioOutputError);
+    EXPECT_FALSE(engine->snapshot().running);
+    engine->start();
+    EXPECT_TRUE(engine->snapshot().running);
+}
+
+TEST_F(SoundEngineTest, AHitIsHeardAndMutedOrStoppedItIsNot) {
+    engine->load(makeSet("one"));
+    engine->play(SoundEvent::keyDown(0));
+    engine->start();
+    render(4);
+    EXPECT_FALSE(audible(output)) << "played before the start";
+    engine->setMuted(true);
+    engine->play(SoundEvent::keyDown(0));
+    render(4);
+    EXPECT_FALSE(audible(output)) << "played while muted";
+    engine->setMuted(false);
+    engine->play(SoundEvent::keyDown(0));
+    EXPECT_EQ(engine->snapshot().scheduling, 0);
+    render(3);
+    EXPECT_TRUE(audible(output));
+}
+
+TEST_F(SoundEngineTest, DrawsAreMadeForEveryEvent) {
+    engine->load(makeSet("one"));
+    engine->start();
+    engine->setMuted(true);
+    engine->play(SoundEvent::keyDown(0));
+    engine->setMuted(false);
+    // With the numbers of the second event: its sound is as loud as its draw says, in a lane's left share.
+    RandomSource expected(7);
+    static_cast<void>(expected.next());
+    const float decibels = expected.next().gain;
+    engine->play(SoundEvent::keyDown(0));
+    render(3);
+    float loudest = 0;
+    for (std::size_t i = 0; i < output.left.size(); ++i) {
+        loudest = std::max(loudest, std::hypot(output.left[i], output.right[i]));
+    }
+    EXPECT_NEAR(loudest, 0.5F * std::pow(10.0F, decibels / 20), 0.02F);
+}
+
+TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThread) {
+    auto first = makeSet("one");
+    const std::weak_ptr<const SoundSet> old = first;
+    engine->load(std::move(first));
+    engine->start();
+    engine->play(SoundEvent::keyDown(0));
+    engine->load(makeSet("two"));
+    EXPECT_EQ(engine->set()->manifest().id, "two");
+    queue->advance(milliseconds(250));
+    EXPECT_FALSE(old.expired()) << "its hit has not been rendered";
+    render(12); // the recording lasts 480 frames, less than four periods
+    EXPECT_FALSE(old.expired()) << "the render thread released it";
+    queue->advance(milliseconds(250));
+    EXPECT_TRUE(old.expired());
+    EXPECT_TRUE(queue->empty()) << "nothing is left to come back for";
+}
+
+TEST_F(SoundEngineTest, ASetNobodyPlaysIsReleasedWhenReplaced) {
+    auto first = makeSet("one");
+    const std::weak_ptr<const SoundSet> old = first;
+    engine->load(std::move(first));
+    engine->load(makeSet("two"));
+    EXPECT_TRUE(old.expired());
+    EXPECT_THAT(notices("engine loaded"),
+                testing::ElementsAre("engine loaded set one", "engine loaded set two"));
+}
+
+TEST_F(SoundEngineTest, DestructionGivesBackWhatStillSounds) {
+    auto set = makeSet("one");
+    const std::weak_ptr<const SoundSet> held = set;
+    engine->load(std::move(set));
+    engine->start();
+    engine->play(SoundEvent::keyDown(0));
+    const auto late = output.configurationChanged;
+    engine.reset();
+    EXPECT_TRUE(held.expired());
+    EXPECT_FALSE(output.running);
+    EXPECT_EQ(output.renderer, nullptr);
+    late(); // a notification under way meets no engine
+}
+
+TEST_F(SoundEngineTest, RefusedHitsAreCountedDownAtOnce) {
+    auto first = makeSet("one");
+    const std::weak_ptr<const SoundSet> old = first;
+    engine->load(std::move(first));
+    engine->start();
+    for (int i = 0; i < 100'000; ++i) { // far more than any queue takes without a render
+        engine->play(SoundEvent::keyDown(0));
+    }
+    engine->load(makeSet("two"));
+    render(50);
+    queue->advance(milliseconds(250));
+    EXPECT_TRUE(old.expired());
+}
+
+TEST_F(SoundEngineTest, VolumeToneAndBodyAreLimitedAndReachTheMixer) {
+    const Mixer& mixer = SoundEngineTestPeer::mixer(*engine);
+    engine->setTone(5);
+    EXPECT_EQ(engine->tone(), 1);
+    EXPECT_EQ(mixer.lowShelfGain(), 0) << "applied on the caller's thread";
+    EXPECT_FLOAT_EQ(engine->shelfGainsForTest().low, -6);
+    EXPECT_FLOAT_EQ(mixer.makeupGain(), -2);
+    engine->setTone(-0.7F);
+    const ShelfReading reading = engine->shelfGainsForTest();
+    EXPECT_NEAR(reading.low, 4.2F, 0.01F);
+    EXPECT_NEAR(reading.high, -4.2F, 0.01F);
+    EXPECT_FALSE(reading.bypassed);
+    engine->setBody(-9);
+    EXPECT_EQ(engine->body(), -1);
+    EXPECT_FLOAT_EQ(engine->snapshot().rateBias, 0.8408964F);
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (const auto& [set, kept] : {std::pair{1.5F, 1.0F}, {-1.0F, 0.0F}, {0.25F, 0.25F}, {nan, 0.0F}}) {
+        engine->setVolume(set);
+        EXPECT_EQ(engine->volume(), kept);
+    }
+    engine->setTone(nan);
+    EXPECT_EQ(engine->tone(), 0);
+}
+
+TEST(ToneControl, SelfCheckHoldsAndZeroKeepsItsSigns) {
+    EXPECT_EQ(ToneControl::selfCheck(), std::vector<std::string>());
+    EXPECT_TRUE(std::signbit(ToneControl::shelves(0).low));
+    EXPECT_FALSE(std::signbit(ToneControl::shelves(0).high));
+    EXPECT_TRUE(std::signbit(ToneControl::shelves(0).makeup));
+}
+
+TEST_F(SoundEngineTest, ManyThreadsPlayWhileSetsAreSwappedAndTheOutputRenders) {
+    engine->load(makeSet("one"));
+    engine->start();
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&, code = static_cast<std::uint16_t>(i * 12)] {
+            for (int hits = 0; hits < 2000; ++hits) {
+                engine->play(SoundEvent::keyDown(code));
+            }
+        });
+    }
+    std::thread renderer([&] {
+        while (!stop) {
+            render(1);
+        }
+    });
+    std::vector<std::weak_ptr<const SoundSet>> replaced;
+    for (int i = 0; i < 20; ++i) {
+        auto set = makeSet("swap");
+        replaced.push_back(set);
+        engine->load(std::move(set));
+        queue->advance(milliseconds(250));
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    stop = true;
+    renderer.join();
+    replaced.pop_back(); // the current one
+    render(200);
+    queue->advance(milliseconds(250));
+    EXPECT_TRUE(std::all_of(replaced.begin(), replaced.end(), [](const auto& set) { return set.expired(); }));
+    EXPECT_EQ(engine->snapshot().scheduling, 0);
+}
+
+} // namespace
+} // namespace keysong::test
