@@ -99,7 +99,7 @@ TEST_P(RealtimeGuardCatches, whatARenderThreadMustNotDo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Offences, RealtimeGuardCatches, testing::ValuesIn(offences),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         testing::PrintToStringParamName());
 
 TEST(RealtimeGuard, countsOnlyItsOwnThread) {
     std::atomic<bool> go = false;
