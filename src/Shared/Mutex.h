@@ -4,13 +4,13 @@
 
 // Clang's thread-safety analysis, checked by script/check; nothing elsewhere.
 #if defined(__clang__)
-#define KEYSONG_THREAD_ANNOTATION(x) __attribute__((x))
+#define KEYSONG_THREAD_ANNOTATION(...) __attribute__((__VA_ARGS__))
 #else
-#define KEYSONG_THREAD_ANNOTATION(x)
+#define KEYSONG_THREAD_ANNOTATION(...)
 #endif
 #define KEYSONG_GUARDED_BY(mutex) KEYSONG_THREAD_ANNOTATION(guarded_by(mutex))
-#define KEYSONG_REQUIRES(mutex) KEYSONG_THREAD_ANNOTATION(requires_capability(mutex))
-#define KEYSONG_EXCLUDES(mutex) KEYSONG_THREAD_ANNOTATION(locks_excluded(mutex))
+#define KEYSONG_REQUIRES(...) KEYSONG_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+#define KEYSONG_EXCLUDES(...) KEYSONG_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 
 namespace keysong {
 

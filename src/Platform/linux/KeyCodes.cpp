@@ -51,7 +51,7 @@ constexpr Row ordinaryKeys[] = {
     {KEY_SEARCH, 177}, {KEY_DICTATE, 176}, {KEY_VOICECOMMAND, 176}, {KEY_MICMUTE, 176}, {keyDoNotDisturb, 178}};
 
 constexpr Row mediaKeys[] = {{KEY_VOLUMEUP, 0}, {KEY_VOLUMEDOWN, 1}, {KEY_BRIGHTNESSUP, 2}, {KEY_BRIGHTNESSDOWN, 3},
-                             {KEY_MUTE, 7}, {KEY_MIN_INTERESTING, 7}, {KEY_PLAYPAUSE, 16}, {KEY_PLAY, 16},
+                             {KEY_MUTE, 7}, {KEY_PLAYPAUSE, 16}, {KEY_PLAY, 16},
                              {KEY_PLAYCD, 16}, {KEY_PAUSECD, 16}, {KEY_NEXTSONG, 17}, {KEY_PREVIOUSSONG, 18},
                              {KEY_FASTFORWARD, 19}, {KEY_REWIND, 20}, {KEY_KBDILLUMUP, 21},
                              {KEY_KBDILLUMDOWN, 22}};
@@ -74,11 +74,11 @@ constexpr std::uint16_t freeCode(std::uint16_t linuxCode) {
     constexpr std::uint16_t first = 128;
     constexpr std::uint16_t taken[] = {131, 160, 176, 177, 178};
     constexpr std::uint16_t count = 256 - first - static_cast<std::uint16_t>(std::size(taken));
-    std::uint16_t code = first + linuxCode % count;
+    unsigned code = first + linuxCode % count;
     for (const std::uint16_t skipped : taken) {
         code += code >= skipped ? 1 : 0;
     }
-    return code;
+    return static_cast<std::uint16_t>(code);
 }
 
 constexpr std::size_t tableSize = KEY_CNT;

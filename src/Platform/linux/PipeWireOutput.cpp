@@ -22,6 +22,9 @@ constexpr std::uint32_t channels = 2;
 
 } // namespace
 
+// The callbacks that are left out are null, as the library wants it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 const pw_stream_events PipeWireOutput::streamEvents = {
     .version = PW_VERSION_STREAM_EVENTS,
     .state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char* error) noexcept {
@@ -33,6 +36,8 @@ const pw_stream_events PipeWireOutput::streamEvents = {
         }
     },
     .process = [](void* self) noexcept { static_cast<PipeWireOutput*>(self)->process(); }};
+
+#pragma GCC diagnostic pop
 
 PipeWireOutput::PipeWireOutput() {
     session_ = std::make_unique<PipeWireSession>([this](PipeWireSession::Change change) { onSessionChange(change); });

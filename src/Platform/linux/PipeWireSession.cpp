@@ -47,6 +47,9 @@ std::string nameInJson(const char* value) {
 
 } // namespace
 
+// The callbacks that are left out are null, as the library wants it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 const pw_core_events PipeWireSession::coreEvents = {
     .version = PW_VERSION_CORE_EVENTS,
     .done = [](void* self, std::uint32_t,
@@ -74,6 +77,8 @@ const pw_metadata_events PipeWireSession::metadataEvents = {
     .property = [](void* self, std::uint32_t subject, const char* key, const char*, const char* value) noexcept {
         return static_cast<PipeWireSession*>(self)->onMetadata(subject, key, value);
     }};
+
+#pragma GCC diagnostic pop
 
 PipeWireSession::PipeWireSession(ChangeHandler onChange) : onChange_(std::move(onChange)) {
     pw_init(nullptr, nullptr);

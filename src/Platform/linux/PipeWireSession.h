@@ -5,6 +5,7 @@
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
