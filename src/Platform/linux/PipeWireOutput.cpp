@@ -4,6 +4,7 @@
 
 #include <sched.h>
 #include <spa/param/audio/format-utils.h>
+#include <spa/utils/result.h>
 
 #include <algorithm>
 #include <array>
