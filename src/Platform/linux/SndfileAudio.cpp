@@ -116,6 +116,8 @@ void check(soxr_error_t error) {
     }
 }
 
+constexpr std::size_t framesAtOnce = 512;
+
 /// Interleaved frames at another rate, the tail of the filter included.
 std::vector<float> resampled(const std::vector<float>& frames, std::size_t channels, double fromRate,
                              double toRate, std::size_t capacityFrames) {
@@ -128,19 +130,23 @@ std::vector<float> resampled(const std::vector<float>& frames, std::size_t chann
     check(error);
 
     std::vector<float> result(capacityFrames * channels);
-    std::size_t taken = 0;
+    const std::size_t count = frames.size() / channels;
+    std::size_t given = 0;
     std::size_t done = 0;
-    check(soxr_process(converter.get(), frames.data(), frames.size() / channels, &taken, result.data(),
-                       capacityFrames, &done));
     while (done < capacityFrames) {
-        std::size_t more = 0;
-        // No input means the end of it: the converter hands out what it still holds.
-        check(soxr_process(converter.get(), nullptr, 0, nullptr, result.data() + done * channels,
-                           capacityFrames - done, &more));
-        if (more == 0) {
+        // Small steps keep the converter's own buffers small. No input means the end of it: then the
+        // converter hands out what it still holds.
+        const std::size_t step = std::min(framesAtOnce, count - given);
+        const float* input = step > 0 ? frames.data() + given * channels : nullptr;
+        std::size_t taken = 0;
+        std::size_t made = 0;
+        check(soxr_process(converter.get(), input, step, &taken, result.data() + done * channels,
+                           capacityFrames - done, &made));
+        given += taken;
+        done += made;
+        if (step == 0 && made == 0) {
             break;
         }
-        done += more;
     }
     result.resize(done * channels);
     return result;
