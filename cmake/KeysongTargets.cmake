@@ -6,7 +6,7 @@ find_package(PkgConfig REQUIRED)
 add_library(keysong_options INTERFACE)
 target_compile_options(keysong_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wcast-align -Wnull-dereference -Wno-psabi
+  -Woverloaded-virtual -Wcast-align -Wno-psabi
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_link_libraries(keysong_options INTERFACE Threads::Threads)
 # lld links each of the many test programs in a fraction of the time.
@@ -16,7 +16,7 @@ if(KEYSONG_LLD)
 endif()
 if(KEYSONG_SANITIZE)
   target_compile_options(keysong_options INTERFACE -fsanitize=${KEYSONG_SANITIZE} -fno-omit-frame-pointer
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference -Wno-tsan -Wno-maybe-uninitialized>)
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan -Wno-maybe-uninitialized>)
   target_link_options(keysong_options INTERFACE -fsanitize=${KEYSONG_SANITIZE})
 endif()
 

@@ -20,10 +20,11 @@ using testing::IsEmpty;
 
 TEST(KeyCodes, EveryGroupAndEverySpecialKeyIsReached) {
     const std::vector<std::pair<int, int>> rows = {
-        {KEY_A, 0}, {KEY_Z, 6}, {KEY_M, 46}, {KEY_0, 29}, {KEY_GRAVE, 50}, {KEY_102ND, 10}, {KEY_YEN, 93},
-        {KEY_RO, 94}, {KEY_ENTER, 36}, {KEY_KPENTER, 76}, {KEY_NUMLOCK, 71}, {KEY_INSERT, 114}, {KEY_DELETE, 117},
-        {KEY_F1, 122}, {KEY_F12, 111}, {KEY_F20, 90}, {KEY_SYSRQ, 105}, {KEY_SCROLLLOCK, 107}, {KEY_PAUSE, 113},
-        {KEY_UP, 126}, {KEY_COMPOSE, 110}, {KEY_SCALE, 160}, {KEY_SEARCH, 177}, {KEY_DICTATE, 176}};
+        {KEY_A, 0},         {KEY_Z, 6},        {KEY_M, 46},           {KEY_0, 29},       {KEY_GRAVE, 50},
+        {KEY_102ND, 10},    {KEY_YEN, 93},     {KEY_RO, 94},          {KEY_ENTER, 36},   {KEY_KPENTER, 76},
+        {KEY_NUMLOCK, 71},  {KEY_INSERT, 114}, {KEY_DELETE, 117},     {KEY_F1, 122},     {KEY_F12, 111},
+        {KEY_F20, 90},      {KEY_SYSRQ, 105},  {KEY_SCROLLLOCK, 107}, {KEY_PAUSE, 113},  {KEY_UP, 126},
+        {KEY_COMPOSE, 110}, {KEY_SCALE, 160},  {KEY_SEARCH, 177},     {KEY_DICTATE, 176}};
     for (const auto& [linuxCode, code] : rows) {
         EXPECT_EQ(keyMeaningOf(static_cast<std::uint16_t>(linuxCode)).code, code) << linuxCode;
     }
@@ -76,8 +77,8 @@ TEST_F(InputTranslatorTest, ModifiersAreToldApartAcrossSidesAndDevices) {
     EXPECT_EQ(raw.back().flags, nonCoalescedFlag | shiftFlag | leftShiftFlag | rightShiftFlag);
     translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 0);
     translator.key(usb, hardwareSourceState, KEY_RIGHTSHIFT, 0);
-    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 56 [modifier]", "keyDown 60 [modifier]", "keyUp 56 [modifier]",
-                                          "keyUp 60 [modifier]"));
+    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 56 [modifier]", "keyDown 60 [modifier]",
+                                          "keyUp 56 [modifier]", "keyUp 60 [modifier]"));
     EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
 }
 
@@ -161,7 +162,8 @@ TEST_F(InputTranslatorTest, RecordedReportsBecomeTheSameEvents) {
     report({{EV_KEY, KEY_A, 0}, {EV_KEY, BTN_SIDE, 1}});
     report({{EV_KEY, BTN_TOUCH, 1}, {EV_REL, REL_X, 4}, {EV_REL, REL_HWHEEL, 1}});
     report({{EV_REL, REL_WHEEL, -1}}); // a wheel without fine steps
-    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 0 [main]", "keyUp 0 [main]", "mouseDown other", "scrollTick"));
+    EXPECT_THAT(takeSounds(),
+                ElementsAre("keyDown 0 [main]", "keyUp 0 [main]", "mouseDown other", "scrollTick"));
     report({{EV_REL, REL_WHEEL, 1}, {EV_REL, REL_WHEEL_HI_RES, 120}}); // both mean one notch
     report({{EV_REL, REL_WHEEL_HI_RES, 60}});
     report({{EV_REL, REL_WHEEL, 1}, {EV_REL, REL_WHEEL_HI_RES, 60}});
@@ -178,7 +180,8 @@ TEST(KeyboardNodes, OnlyThePathInSysfsTellsSoftware) {
     EXPECT_EQ(originOfDevice("/sys/devices/virtual/input/input7/event5"), DeviceOrigin::software);
     EXPECT_EQ(originOfDevice("/sys/devices/virtual/misc/uhid/0005:0001:0002.0003/input/input9/event8"),
               DeviceOrigin::hardware);
-    EXPECT_EQ(originOfDevice("/sys/devices/platform/i8042/serio0/input/input0/event0"), DeviceOrigin::hardware);
+    EXPECT_EQ(originOfDevice("/sys/devices/platform/i8042/serio0/input/input0/event0"),
+              DeviceOrigin::hardware);
 }
 
 } // namespace

@@ -31,7 +31,8 @@ class EpollRunLoop final : public RunLoop {
         std::shared_ptr<const std::function<void()>> handler;
     };
 
-    EpollRunLoop(FileDescriptor epoll, FileDescriptor wake) : epoll_(std::move(epoll)), wake_(std::move(wake)) {}
+    EpollRunLoop(FileDescriptor epoll, FileDescriptor wake)
+        : epoll_(std::move(epoll)), wake_(std::move(wake)) {}
 
     FileDescriptor epoll_;
     FileDescriptor wake_;

@@ -42,7 +42,8 @@ std::uint64_t InputTranslator::flags(std::int64_t sourceState) const {
     return word;
 }
 
-void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t linuxCode, std::int32_t value) {
+void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t linuxCode,
+                          std::int32_t value) {
     const KeyMeaning meaning = keyMeaningOf(linuxCode);
     const bool repeats = value == 2;
     const bool pressed = value != 0;

@@ -27,7 +27,8 @@ constexpr std::chrono::seconds grabCheckInterval{2};
 class LibinputTap final : public InputTap {
   public:
     LibinputTap(EventMask mask, RawEventHandler handler)
-        : mask_(mask), handler_(std::move(handler)), translator_([this](const RawEvent& event) { emit(event); }) {}
+        : mask_(mask), handler_(std::move(handler)),
+          translator_([this](const RawEvent& event) { emit(event); }) {}
 
     ~LibinputTap() override {
         if (libinput_ != nullptr) {
@@ -125,16 +126,18 @@ class LibinputTap final : public InputTap {
         switch (libinput_event_get_type(event)) {
         case LIBINPUT_EVENT_KEYBOARD_KEY: {
             auto* keyboard = libinput_event_get_keyboard_event(event);
-            translator_.key(key, keyboardSourceState(device),
-                            static_cast<std::uint16_t>(libinput_event_keyboard_get_key(keyboard)),
-                            libinput_event_keyboard_get_key_state(keyboard) == LIBINPUT_KEY_STATE_PRESSED ? 1 : 0);
+            translator_.key(
+                key, keyboardSourceState(device),
+                static_cast<std::uint16_t>(libinput_event_keyboard_get_key(keyboard)),
+                libinput_event_keyboard_get_key_state(keyboard) == LIBINPUT_KEY_STATE_PRESSED ? 1 : 0);
             break;
         }
         case LIBINPUT_EVENT_POINTER_BUTTON: {
             auto* pointer = libinput_event_get_pointer_event(event);
             translator_.button(sourceStateOf(originOf(device)),
                                static_cast<std::uint16_t>(libinput_event_pointer_get_button(pointer)),
-                               libinput_event_pointer_get_button_state(pointer) == LIBINPUT_BUTTON_STATE_PRESSED);
+                               libinput_event_pointer_get_button_state(pointer) ==
+                                   LIBINPUT_BUTTON_STATE_PRESSED);
             break;
         }
         case LIBINPUT_EVENT_POINTER_SCROLL_WHEEL: {

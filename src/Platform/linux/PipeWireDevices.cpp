@@ -66,7 +66,8 @@ std::optional<AudioDeviceId> PipeWireOutput::defaultOutputDevice() const {
     return std::nullopt;
 }
 
-std::int32_t PipeWireOutput::addListener(DeviceListProperty property, std::shared_ptr<const ChangeHandler> handler) {
+std::int32_t PipeWireOutput::addListener(DeviceListProperty property,
+                                         std::shared_ptr<const ChangeHandler> handler) {
     if (handler == nullptr || !*handler) {
         return EINVAL;
     }

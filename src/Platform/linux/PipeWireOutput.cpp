@@ -28,20 +28,23 @@ constexpr std::uint32_t channels = 2;
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 const pw_stream_events PipeWireOutput::streamEvents = {
     .version = PW_VERSION_STREAM_EVENTS,
-    .state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char* error) noexcept {
-        static_cast<PipeWireOutput*>(self)->onStreamState(state, error);
-    },
-    .io_changed = [](void* self, std::uint32_t id, void* area, std::uint32_t) noexcept {
-        if (id == SPA_IO_Position) {
-            static_cast<PipeWireOutput*>(self)->position_ = static_cast<spa_io_position*>(area);
-        }
-    },
+    .state_changed =
+        [](void* self, pw_stream_state, pw_stream_state state, const char* error) noexcept {
+            static_cast<PipeWireOutput*>(self)->onStreamState(state, error);
+        },
+    .io_changed =
+        [](void* self, std::uint32_t id, void* area, std::uint32_t) noexcept {
+            if (id == SPA_IO_Position) {
+                static_cast<PipeWireOutput*>(self)->position_ = static_cast<spa_io_position*>(area);
+            }
+        },
     .process = [](void* self) noexcept { static_cast<PipeWireOutput*>(self)->process(); }};
 
 #pragma GCC diagnostic pop
 
 PipeWireOutput::PipeWireOutput() {
-    session_ = std::make_unique<PipeWireSession>([this](PipeWireSession::Change change) { onSessionChange(change); });
+    session_ = std::make_unique<PipeWireSession>(
+        [this](PipeWireSession::Change change) { onSessionChange(change); });
 }
 
 PipeWireOutput::~PipeWireOutput() {
@@ -93,11 +96,12 @@ void PipeWireOutput::start() {
 
 void PipeWireOutput::createStream() {
     const std::string latency = std::to_string(requestedFrames_) + "/48000";
-    stream_ = pw_stream_new(session_->core(), "Keysong",
-                            pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback",
-                                              PW_KEY_NODE_NAME, "keysong", PW_KEY_NODE_DESCRIPTION, "Keysong",
-                                              PW_KEY_APP_NAME, "Keysong", PW_KEY_APP_ID, "com.orlen.keysong",
-                                              PW_KEY_NODE_LATENCY, latency.c_str(), nullptr));
+    stream_ = pw_stream_new(
+        session_->core(), "Keysong",
+        pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
+                          "keysong", PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME, "Keysong",
+                          PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency.c_str(),
+                          pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT, pinned_.c_str(), nullptr));
     if (stream_ == nullptr) {
         throw AudioOutputError("the sound server refused a stream");
     }
@@ -310,7 +314,8 @@ void PipeWireOutput::process() noexcept {
         grantedFrames_.store(static_cast<std::uint32_t>(clock.duration), std::memory_order_relaxed);
         graphRate_.store(clock.rate.denom, std::memory_order_relaxed);
         // The device's own pace, where the graph runs at our rate and the figure makes sense.
-        const double pace = static_cast<double>(clock.next_nsec - clock.nsec) / static_cast<double>(clock.duration);
+        const double pace =
+            static_cast<double>(clock.next_nsec - clock.nsec) / static_cast<double>(clock.duration);
         const double nominal = cycle.nanosecondsPerFrame;
         if (clock.rate.denom == static_cast<std::uint32_t>(streamRate) && pace > nominal * 0.9 &&
             pace < nominal * 1.1) {

@@ -52,7 +52,8 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override;
-    std::int32_t addListener(DeviceListProperty property, std::shared_ptr<const ChangeHandler> handler) override;
+    std::int32_t addListener(DeviceListProperty property,
+                             std::shared_ptr<const ChangeHandler> handler) override;
     void removeListener(DeviceListProperty property,
                         const std::shared_ptr<const ChangeHandler>& handler) override;
 

@@ -35,7 +35,8 @@ std::string nameInJson(const char* value) {
     }
     while (spa_json_get_string(&json[1], key.data(), key.size()) > 0) {
         if (std::string_view(key.data()) == "name") {
-            return spa_json_get_string(&json[1], name.data(), name.size()) > 0 ? std::string(name.data()) : "";
+            return spa_json_get_string(&json[1], name.data(), name.size()) > 0 ? std::string(name.data())
+                                                                               : "";
         }
         const char* ignored = nullptr;
         if (spa_json_next(&json[1], &ignored) <= 0) {
@@ -54,27 +55,32 @@ const pw_core_events PipeWireSession::coreEvents = {
     .version = PW_VERSION_CORE_EVENTS,
     .done = [](void* self, std::uint32_t,
                int sequence) noexcept { static_cast<PipeWireSession*>(self)->onDone(sequence); },
-    .error = [](void* self, std::uint32_t id, int, int result, const char*) noexcept {
-        if (id == PW_ID_CORE && result == -EPIPE) {
-            // The connection is taken down outside its own callback.
-            auto* session = static_cast<PipeWireSession*>(self);
-            session->lost_ = true;
-            session->retryIn(std::chrono::milliseconds(1));
-        }
-    }};
+    .error =
+        [](void* self, std::uint32_t id, int, int result, const char*) noexcept {
+            if (id == PW_ID_CORE && result == -EPIPE) {
+                // The connection is taken down outside its own callback.
+                auto* session = static_cast<PipeWireSession*>(self);
+                session->lost_ = true;
+                session->retryIn(std::chrono::milliseconds(1));
+            }
+        }};
 
 const pw_registry_events PipeWireSession::registryEvents = {
     .version = PW_VERSION_REGISTRY_EVENTS,
-    .global = [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
-                 const spa_dict* properties) noexcept {
-        static_cast<PipeWireSession*>(self)->onGlobal(id, type, properties);
-    },
-    .global_remove = [](void* self,
-                        std::uint32_t id) noexcept { static_cast<PipeWireSession*>(self)->onGlobalRemoved(id); }};
+    .global =
+        [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
+           const spa_dict* properties) noexcept {
+            static_cast<PipeWireSession*>(self)->onGlobal(id, type, properties);
+        },
+    .global_remove =
+        [](void* self, std::uint32_t id) noexcept {
+            static_cast<PipeWireSession*>(self)->onGlobalRemoved(id);
+        }};
 
 const pw_metadata_events PipeWireSession::metadataEvents = {
     .version = PW_VERSION_METADATA_EVENTS,
-    .property = [](void* self, std::uint32_t subject, const char* key, const char*, const char* value) noexcept {
+    .property = [](void* self, std::uint32_t subject, const char* key, const char*,
+                   const char* value) noexcept {
         return static_cast<PipeWireSession*>(self)->onMetadata(subject, key, value);
     }};
 
@@ -198,7 +204,8 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
             onChange_(Change::devices);
         }
     } else if (kind == PW_TYPE_INTERFACE_Link) {
-        links_[id] = {number(properties, PW_KEY_LINK_OUTPUT_NODE), number(properties, PW_KEY_LINK_INPUT_NODE)};
+        links_[id] = {number(properties, PW_KEY_LINK_OUTPUT_NODE),
+                      number(properties, PW_KEY_LINK_INPUT_NODE)};
         onChange_(Change::links);
     } else if (kind == PW_TYPE_INTERFACE_Metadata && metadata_ == nullptr &&
                text(properties, PW_KEY_METADATA_NAME) == "default") {

@@ -48,7 +48,9 @@ class PipeWireSession {
         std::string mediaClass;
         AudioDeviceId serial = 0;
 
-        [[nodiscard]] bool isSink() const { return mediaClass == "Audio/Sink" || mediaClass == "Audio/Duplex"; }
+        [[nodiscard]] bool isSink() const {
+            return mediaClass == "Audio/Sink" || mediaClass == "Audio/Duplex";
+        }
         [[nodiscard]] bool isDevice() const { return isSink() || mediaClass == "Audio/Source"; }
     };
     struct Link {

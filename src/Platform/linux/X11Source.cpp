@@ -33,7 +33,8 @@ DisplayRef openDisplay(int& extension) {
     int error = 0;
     int major = 2;
     int minor = 2;
-    if (display == nullptr || !XQueryExtension(display.get(), "XInputExtension", &extension, &event, &error) ||
+    if (display == nullptr ||
+        !XQueryExtension(display.get(), "XInputExtension", &extension, &event, &error) ||
         XIQueryVersion(display.get(), &major, &minor) != Success) {
         return nullptr;
     }
@@ -61,7 +62,8 @@ class X11Tap final : public InputTap {
         XSetIOErrorHandler([](Display*) { return 0; });
         XSetIOErrorExitHandler(
             display_.get(), [](Display*, void* self) { static_cast<X11Tap*>(self)->lost_ = true; }, this);
-        select(XIAllMasterDevices, {XI_RawKeyPress, XI_RawKeyRelease, XI_RawButtonPress, XI_RawButtonRelease});
+        select(XIAllMasterDevices,
+               {XI_RawKeyPress, XI_RawKeyRelease, XI_RawButtonPress, XI_RawButtonRelease});
         select(XIAllDevices, {XI_HierarchyChanged});
         findInjectors();
         XFlush(display_.get());
@@ -104,15 +106,16 @@ class X11Tap final : public InputTap {
         injectors_.clear();
         const Atom property = XInternAtom(display_.get(), "XTEST Device", True);
         int count = 0;
-        XIDeviceInfo* devices = property == None ? nullptr : XIQueryDevice(display_.get(), XIAllDevices, &count);
+        XIDeviceInfo* devices =
+            property == None ? nullptr : XIQueryDevice(display_.get(), XIAllDevices, &count);
         for (int i = 0; i < count; ++i) {
             Atom type = None;
             int format = 0;
             unsigned long items = 0;
             unsigned long left = 0;
             unsigned char* value = nullptr;
-            if (XIGetProperty(display_.get(), devices[i].deviceid, property, 0, 1, False, AnyPropertyType, &type,
-                              &format, &items, &left, &value) == Success) {
+            if (XIGetProperty(display_.get(), devices[i].deviceid, property, 0, 1, False, AnyPropertyType,
+                              &type, &format, &items, &left, &value) == Success) {
                 if (items > 0 && value != nullptr && *value != 0) {
                     injectors_.insert(devices[i].deviceid);
                 }
@@ -153,7 +156,8 @@ class X11Tap final : public InputTap {
         }
         const auto& raw = *static_cast<const XIRawEvent*>(cookie.data);
         const auto device = static_cast<InputTranslator::Device>(raw.sourceid);
-        const std::int64_t state = injectors_.contains(raw.sourceid) ? softwareSourceState : hardwareSourceState;
+        const std::int64_t state =
+            injectors_.contains(raw.sourceid) ? softwareSourceState : hardwareSourceState;
         known_.insert(device);
         switch (cookie.evtype) {
         case XI_RawKeyPress:

@@ -1,0 +1,103 @@
+#include "Program/RenderCommand.h"
+
+#include "Platform/linux/SndfileAudio.h"
+#include "fakes/FakePlaces.h"
+#include "support/PlainThreads.h"
+#include "support/TempFolder.h"
+#include "support/WaveFile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+
+namespace keysong {
+namespace {
+
+class BytewiseOrder final : public TextOrder {
+  public:
+    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
+};
+
+class RenderCommandTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        std::vector<float> click(8, 0.0F);
+        click[0] = 0.9F;
+        folder.write("sets/click/click.wav", test::waveBytes(click, {}));
+        folder.write("sets/click/manifest.json",
+                     R"({"schema":1,"id":"click","name":"Click","pitchVariation":0,"gainVariation":3,)"
+                     R"("defaults":{"down":["click.wav"]},"mouse":{"left":{"down":["click.wav"]},)"
+                     R"("scroll":["click.wav"]}})");
+        places.variables["KEYSONG_SOUNDS_DIR"] = (folder.path() / "sets").string();
+        options.output = folder.path() / "out.wav";
+    }
+
+    void render(const std::string& recording) {
+        options.recording = folder.write("typing.evemu", recording);
+        RenderCommand(threads, places, order, files).run(options);
+    }
+
+    std::string bytes() const {
+        std::ifstream file(options.output, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    std::vector<std::int64_t> clicks() const {
+        const auto reader = files.open(options.output);
+        std::vector<float> frames(static_cast<std::size_t>(reader->lengthFrames()) * 2);
+        frames.resize(reader->read(frames) * 2);
+        std::vector<std::int64_t> positions;
+        for (std::size_t i = 0; i < frames.size() / 2; ++i) {
+            if (std::abs(frames[2 * i]) > 0.1F) {
+                positions.push_back(static_cast<std::int64_t>(i));
+            }
+        }
+        return positions;
+    }
+
+    test::TempFolder folder;
+    test::FakePlaces places;
+    test::PlainThreads threads;
+    BytewiseOrder order;
+    SndfileAudio files;
+    RenderOptions options;
+};
+
+TEST_F(RenderCommandTest, AHitStartsOnePeriodAfterItsEventOnItsSample) {
+    render("E: 0.000000 0001 001e 0001\n"
+           "E: 0.002666 0001 001e 0000\n" // no release sound
+           "E: 0.002667 0001 001e 0001\n" // the second period begins
+           "E: 0.100000 0001 0110 0001\n"
+           "E: 0.100010 0001 001e 0002\n" // autorepeat
+           "E: 1.234567 0002 0008 -001\nE: 1.234567 0000 0000 0000\n");
+    EXPECT_THAT(clicks(), testing::ElementsAre(128, 256, 4928, 59'387));
+}
+
+TEST_F(RenderCommandTest, TheSameSeedGivesTheSameBytes) {
+    const std::string recording = "E: 0.010000 0001 001e 0001\nE: 0.020000 0001 0020 0001\n";
+    options.tone = -0.5F;
+    options.volume = 0.5F;
+    render(recording);
+    const std::string first = bytes();
+    render(recording);
+    EXPECT_EQ(bytes(), first);
+    options.seed = 2;
+    render(recording);
+    EXPECT_NE(bytes(), first);
+}
+
+TEST_F(RenderCommandTest, ARecordingThatIsNoneLeavesNoFile) {
+    EXPECT_THROW(render("E: nonsense"), std::runtime_error);
+    options.set = "absent";
+    EXPECT_THROW(render("E: 0.010000 0001 001e 0001\n"), std::runtime_error);
+    options.set = (folder.path() / "sets/click").string(); // a folder will do
+    EXPECT_FALSE(std::filesystem::exists(options.output));
+    render("");
+    EXPECT_TRUE(clicks().empty());
+}
+
+} // namespace
+} // namespace keysong
