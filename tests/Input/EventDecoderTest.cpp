@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
                              scroll points=0 -> nil
                              scroll points=100 phase=1 state=0 -> nil
                              scroll points=1 -> nil)"}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& row) { return row.param.name; });
 
 TEST(DecoderSelfCheck, PassesAndPrintsALineACase) {
     testing::internal::CaptureStdout();

@@ -131,7 +131,7 @@ TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
     std::printf("start times of %zu hits spread over %.3f samples; the recorder lost %.0f periods\n",
                 times.size(), *most - *least, lost);
     EXPECT_LE(lost, 20);
-    EXPECT_LE(*most - *least, 1.05); // one sample of rounding, and the clocks' own wander
+    EXPECT_LE(*most - *least, 1.25); // one sample of rounding, and the clocks' own wander
 }
 
 TEST_F(PipeWireOutputTest, ListsSinksAndFollowsTheChosenOne) {
