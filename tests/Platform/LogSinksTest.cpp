@@ -17,6 +17,7 @@
 
 #include <cstring>
 #include <sstream>
+#include <thread>
 
 namespace keysong {
 namespace {
@@ -92,6 +93,33 @@ TEST(FileLogSink, RotatesOnceFullAlsoUnderAnotherWriter) {
     fs::remove(path);
     first.write(record(LogLevel::info, "after removal", "after removal"));
     EXPECT_EQ(linesOf(path).size(), 1U);
+}
+
+TEST(FileLogSink, SeveralWritersRotateAFullFileOnlyOnce) {
+    constexpr int writers = 4;
+    constexpr int messages = 300;
+    const std::string text(100, 'x');
+    const auto line =
+        static_cast<std::int64_t>(logLine(record(LogLevel::info, text, text), LogPrivacy::redacted).size());
+    for (int round = 0; round < 20; ++round) {
+        const test::TempFolder folder;
+        const fs::path path = folder.path() / "keysong.log";
+        std::vector<std::thread> threads;
+        for (int writer = 0; writer < writers; ++writer) {
+            threads.emplace_back([&] {
+                // Room for two thirds of all messages: one rotation is due, a second would lose some.
+                FileLogSink sink(path, LogPrivacy::redacted, line * writers * messages * 2 / 3);
+                for (int index = 0; index < messages; ++index) {
+                    sink.write(record(LogLevel::info, text, text));
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        const std::size_t kept = linesOf(path).size() + linesOf(folder.path() / "keysong.log.1").size();
+        ASSERT_EQ(kept, static_cast<std::size_t>(writers * messages));
+    }
 }
 
 TEST(FileLogSink, DropsMessagesWhereThereIsNoPlaceForThem) {
