@@ -102,7 +102,7 @@ class AudioDevTestTest : public testing::Test {
     /// The folder that the sets come from.
     [[nodiscard]] std::filesystem::path sounds() const { return SoundLibrary::directory(places); }
 
-    ScratchFolder folder;
+    TempFolder folder;
     TestPlaces places;
     PlainOrder order;
     PlainThreads threads;

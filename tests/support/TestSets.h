@@ -2,6 +2,7 @@
 
 #include "Audio/SoundSet.h"
 #include "Platform/AudioFile.h"
+#include "support/TempFolder.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,29 +13,6 @@
 #include <string>
 
 namespace keysong::test {
-
-/// A folder that is removed with everything in it.
-class ScratchFolder {
-  public:
-    ScratchFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "keysong-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no scratch folder");
-        }
-        path_ = name;
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 /// Every file is a mono recording at 48 kHz that holds 0.5 throughout, whatever is on the disk.
 class ConstantAudioFiles final : public AudioFiles {
@@ -92,7 +70,7 @@ inline std::filesystem::path writeSet(const std::filesystem::path& parent, const
 /// A set as `writeSet` writes it, loaded.
 inline std::shared_ptr<const SoundSet> makeSet(const std::string& id, const std::string& extra = {},
                                                std::size_t frames = 480) {
-    const ScratchFolder folder;
+    const TempFolder folder;
     return SoundSet::load(writeSet(folder.path(), id, extra), {48000, 1}, ConstantAudioFiles(frames));
 }
 

@@ -22,13 +22,13 @@ std::string bytesOf(const std::filesystem::path& path) {
 
 } // namespace
 
-ScratchFolder::ScratchFolder() {
+TempFolder::TempFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "keysong-soundgen-XXXXXX").string();
     EXPECT_NE(mkdtemp(pattern.data()), nullptr);
     path_ = pattern;
 }
 
-ScratchFolder::~ScratchFolder() {
+TempFolder::~TempFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
 }

@@ -11,12 +11,12 @@
 namespace keysong::soundgen {
 
 /// A folder that is there while the object lives.
-class ScratchFolder {
+class TempFolder {
   public:
-    ScratchFolder();
-    ~ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    TempFolder();
+    ~TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
 

@@ -27,7 +27,7 @@ constexpr const char* firstSet = "gateron-black-ink";
 class GeneratedSetTest : public testing::Test {
   protected:
     static void SetUpTestSuite() {
-        folder_ = std::make_unique<ScratchFolder>();
+        folder_ = std::make_unique<TempFolder>();
         writeSet(parseDescription(builtInDescription(firstSet)), folder_->path());
         manifest_ = nlohmann::json::parse(bytesOfFolder(folder_->path()).at("manifest.json"));
     }
@@ -64,7 +64,7 @@ class GeneratedSetTest : public testing::Test {
         return mean(list, [](const Signal& signal) { return levelOf(signal, 0, 2400); });
     }
 
-    inline static std::unique_ptr<ScratchFolder> folder_;
+    inline static std::unique_ptr<TempFolder> folder_;
     inline static nlohmann::json manifest_;
 };
 
@@ -177,7 +177,7 @@ class CommaNumbers : public std::numpunct<char> {
 
 TEST_F(GeneratedSetTest, ComesOutTheSameByteForByteInAnyLocale) {
     const std::locale before = std::locale::global(std::locale(std::locale::classic(), new CommaNumbers));
-    const ScratchFolder again;
+    const TempFolder again;
     writeSet(parseDescription(builtInDescription(firstSet)), again.path());
     std::locale::global(before);
     EXPECT_TRUE(bytesOfFolder(again.path()) == bytesOfFolder(folder_->path()));
@@ -225,7 +225,7 @@ int exitCodeOf(const std::string& arguments) {
 }
 
 TEST(SoundgenProgramTest, EndsWithOneWhenItCannotMakeTheSet) {
-    const ScratchFolder folder;
+    const TempFolder folder;
     const std::string description = (folder.path() / "a.set").string();
     const std::string output = (folder.path() / "out").string();
     std::ofstream(description) << smallSet;

@@ -42,9 +42,10 @@ const pw_stream_events PipeWireOutput::streamEvents = {
 
 #pragma GCC diagnostic pop
 
-PipeWireOutput::PipeWireOutput() {
-    session_ = std::make_unique<PipeWireSession>(
-        [this](PipeWireSession::Change change) { onSessionChange(change); });
+PipeWireOutput::PipeWireOutput()
+    : session_(std::make_unique<PipeWireSession>(
+          [this](PipeWireSession::Change change) { onSessionChange(change); })) {
+    session_->start();
 }
 
 PipeWireOutput::~PipeWireOutput() {
@@ -53,7 +54,6 @@ PipeWireOutput::~PipeWireOutput() {
         configurationChanged_ = nullptr;
         destroyStream();
     }
-    session_.reset();
 }
 
 bool PipeWireOutput::serverAnswers(std::chrono::milliseconds limit) {
@@ -232,9 +232,6 @@ void PipeWireOutput::setConfigurationChangeHandler(std::function<void()> handler
 
 void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
     using Change = PipeWireSession::Change;
-    if (session_ == nullptr) {
-        return; // still being made
-    }
     switch (change) {
     case Change::disconnected:
         destroyStream();

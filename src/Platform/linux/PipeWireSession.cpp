@@ -101,7 +101,12 @@ PipeWireSession::PipeWireSession(ChangeHandler onChange) : onChange_(std::move(o
     if (context_ == nullptr || timer_ == nullptr) {
         throw AudioOutputError("the sound server's client could not be made");
     }
-    pw_thread_loop_start(loop());
+}
+
+void PipeWireSession::start() {
+    if (pw_thread_loop_start(loop()) < 0) {
+        throw AudioOutputError("the sound server's thread could not be started");
+    }
     const PipeWireLock lock(loop());
     if (!tryConnect()) {
         retryIn(retryInterval);

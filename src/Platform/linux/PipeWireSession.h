@@ -61,12 +61,15 @@ class PipeWireSession {
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
 
-    /// Starts the loop and tries to reach a server once; further tries follow every 100 ms until one
-    /// answers, and again whenever it is lost.
+    /// Makes the loop, not yet running. Throws `AudioOutputError` when the client library fails.
     explicit PipeWireSession(ChangeHandler onChange);
     ~PipeWireSession();
     PipeWireSession(const PipeWireSession&) = delete;
     PipeWireSession& operator=(const PipeWireSession&) = delete;
+
+    /// Starts the loop and tries to reach a server once; further tries follow every 100 ms until one
+    /// answers, and again whenever it is lost. Call once, without the lock.
+    void start();
 
     [[nodiscard]] pw_thread_loop* loop() const { return loop_.get(); }
     /// Null while no server answers.
