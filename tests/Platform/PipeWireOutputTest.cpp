@@ -118,7 +118,7 @@ TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
         test::PrivatePipeWire::stop(recorder);
         positions = clicksIn(file);
     }
-    ASSERT_EQ(positions.size(), times.size());
+    ASSERT_EQ(positions.size(), times.size()) << "the recorder starved";
     std::vector<double> delays;
     for (std::size_t i = 0; i < times.size(); ++i) {
         delays.push_back(static_cast<double>(positions[i]) -
