@@ -82,6 +82,15 @@ TEST_F(InputTranslatorTest, ModifiersAreToldApartAcrossSidesAndDevices) {
     EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
 }
 
+TEST_F(InputTranslatorTest, TheSameModifierOnTwoKeyboardsIsReleasedTwice) {
+    translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 1);
+    translator.key(usb, hardwareSourceState, KEY_LEFTSHIFT, 1);
+    translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 0);
+    translator.key(usb, hardwareSourceState, KEY_LEFTSHIFT, 0);
+    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 56 [modifier]", "keyDown 56 [modifier]",
+                                          "keyUp 56 [modifier]", "keyUp 56 [modifier]"));
+}
+
 TEST_F(InputTranslatorTest, AnUnpluggedDeviceLetsGoOfItsModifiers) {
     translator.key(usb, hardwareSourceState, KEY_LEFTCTRL, 1);
     translator.key(laptop, hardwareSourceState, KEY_LEFTALT, 1);

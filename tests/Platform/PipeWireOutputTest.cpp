@@ -184,6 +184,15 @@ TEST_F(PipeWireOutputTest, TheServersDeathIsNoticedAndItsReturnToo) {
     static_cast<void>(test::LogCapture::shared().takeErrors()); // the recovery tells what it met on the way
 }
 
+TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
+    PipeWireOutput output;
+    SoundEngine engine(output, clock, threads, RandomSource(1));
+    engine.start();
+    ASSERT_EQ(std::system("pw-cli destroy keysong >/dev/null 2>&1"), 0);
+    EXPECT_TRUE(eventually([&] { return !output.isRunning(); }));
+    EXPECT_TRUE(eventually([&] { return output.isRunning(); }));
+}
+
 TEST_F(PipeWireOutputTest, TheEnvironmentForcesAnOutput) {
     const auto chosen = [&](const char* wish) {
         test::FakePlaces places;

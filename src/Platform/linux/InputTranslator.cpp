@@ -13,6 +13,14 @@ constexpr double stepsPerNotch = 120;
 constexpr std::int64_t scrollPhaseChanged = 2;
 constexpr std::int64_t scrollPhaseEnded = 4;
 
+/// A bit of our own that is set while two keyboards hold the same modifier: without it the flag word would
+/// not change when one lets go, and a release could not be told from a press.
+std::uint64_t sharedBit(const KeyMeaning& modifier) {
+    constexpr unsigned first = 40;
+    constexpr unsigned lowestModifier = 54;
+    return std::uint64_t{1} << (first + modifier.code - lowestModifier);
+}
+
 bool isMouseButton(std::uint16_t code) {
     return code >= BTN_MOUSE && code < BTN_JOYSTICK;
 }
@@ -35,7 +43,11 @@ std::uint64_t InputTranslator::flags(std::int64_t sourceState) const {
     for (const auto& [device, state] : devices_) {
         if (state.sourceState == sourceState) {
             for (const std::uint16_t code : state.modifiers) {
-                word |= keyMeaningOf(code).flags;
+                const KeyMeaning meaning = keyMeaningOf(code);
+                if ((word & meaning.flags) == meaning.flags) {
+                    word |= sharedBit(meaning);
+                }
+                word |= meaning.flags;
             }
         }
     }

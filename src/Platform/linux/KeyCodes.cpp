@@ -118,7 +118,7 @@ constexpr Row ordinaryKeys[] = {
     {KEY_KP7, 89},
     {KEY_KP8, 91},
     {KEY_KP9, 92},
-    {KEY_KPCOMMA, 65},
+    {KEY_KPCOMMA, 95},
     // The function row, and the three keys beside it on the places of F13 to F15.
     {KEY_F1, 122},
     {KEY_F2, 120},

@@ -72,7 +72,7 @@ std::int32_t PipeWireOutput::requestBufferFrames(std::uint32_t frames) {
 
 std::optional<std::uint32_t> PipeWireOutput::bufferFrames() const {
     const std::uint32_t granted = grantedFrames_;
-    return granted != 0 ? granted : requestedFrames_;
+    return granted != 0 ? granted : requestedFrames_.load();
 }
 
 void PipeWireOutput::start() {
@@ -95,7 +95,7 @@ void PipeWireOutput::start() {
 }
 
 void PipeWireOutput::createStream() {
-    const std::string latency = std::to_string(requestedFrames_) + "/48000";
+    const std::string latency = std::to_string(requestedFrames_.load()) + "/48000";
     stream_ = pw_stream_new(
         session_->core(), "Keysong",
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
@@ -134,8 +134,7 @@ void PipeWireOutput::createStream() {
 void PipeWireOutput::waitForStream() {
     timespec deadline{};
     pw_thread_loop_get_time(session_->loop(), &deadline, std::chrono::nanoseconds(startLimit).count());
-    while (stream_ != nullptr && streamState_ != PW_STREAM_STATE_STREAMING &&
-           streamState_ != PW_STREAM_STATE_ERROR) {
+    while (stream_ != nullptr && streamState_ != PW_STREAM_STATE_STREAMING && streamError_.empty()) {
         if (pw_thread_loop_timed_wait_full(session_->loop(), &deadline) < 0) {
             streamError_ = "it did not start in time";
             break;
@@ -152,8 +151,9 @@ void PipeWireOutput::waitForStream() {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         pw_thread_loop_lock(session_->loop());
     }
-    if (stream_ == nullptr) {
-        throw AudioOutputError("the sound server went while the stream started");
+    if (stream_ == nullptr || streamState_ != PW_STREAM_STATE_STREAMING) {
+        destroyStream();
+        throw AudioOutputError("the stream was lost while it started");
     }
 }
 
@@ -267,8 +267,9 @@ void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
     if (state == PW_STREAM_STATE_PAUSED && !pinned_.empty()) {
         session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
     }
-    if (state == PW_STREAM_STATE_ERROR) {
-        streamError_ = error == nullptr ? "unknown error" : error;
+    if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) {
+        // Unconnected without our doing: somebody took the node out of the graph.
+        streamError_ = error == nullptr ? "the stream was taken away" : error;
         if (running_.exchange(false)) {
             reportChange();
         }
@@ -298,8 +299,12 @@ void PipeWireOutput::process() noexcept {
     }
     spa_data* data = buffer->buffer->datas;
     const auto capacity = data[0].maxsize / sizeof(float);
-    const auto wanted = buffer->requested != 0 ? buffer->requested : requestedFrames_;
+    const auto wanted = buffer->requested != 0 ? buffer->requested : requestedFrames_.load();
     const auto frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(wanted, capacity));
+    if (buffer->buffer->n_datas < channels || data[0].data == nullptr || data[1].data == nullptr) {
+        pw_stream_queue_buffer(stream_, buffer);
+        return;
+    }
     auto* left = static_cast<float*>(data[0].data);
     auto* right = static_cast<float*>(data[1].data);
 

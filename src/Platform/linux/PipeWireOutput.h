@@ -79,7 +79,7 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     };
     std::vector<Listener> listeners_;
 
-    std::uint32_t requestedFrames_ = 128;
+    std::atomic<std::uint32_t> requestedFrames_ = 128;
     /// Node name of the pinned device; empty follows the default.
     std::string pinned_;
     pw_stream* stream_ = nullptr;

@@ -138,12 +138,18 @@ bool PipeWireSession::tryConnect() {
     return true;
 }
 
-void PipeWireSession::disconnect() {
+void PipeWireSession::releaseMetadata() {
     if (metadata_ != nullptr) {
         spa_hook_remove(&metadataListener_);
         pw_proxy_destroy(reinterpret_cast<pw_proxy*>(metadata_));
         metadata_ = nullptr;
     }
+    metadataId_ = PW_ID_ANY;
+    defaultSink_.clear();
+}
+
+void PipeWireSession::disconnect() {
+    releaseMetadata();
     if (registry_ != nullptr) {
         spa_hook_remove(&registryListener_);
         pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
@@ -156,7 +162,6 @@ void PipeWireSession::disconnect() {
     ready_ = false;
     nodes_.clear();
     links_.clear();
-    defaultSink_.clear();
 }
 
 void PipeWireSession::retryIn(std::chrono::milliseconds delay) {
@@ -216,13 +221,16 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
                text(properties, PW_KEY_METADATA_NAME) == "default") {
         metadata_ = static_cast<pw_metadata*>(
             pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
+        metadataId_ = id;
         metadataListener_ = {};
         pw_metadata_add_listener(metadata_, &metadataListener_, &metadataEvents, this);
     }
 }
 
 void PipeWireSession::onGlobalRemoved(std::uint32_t id) {
-    if (nodes_.erase(id) > 0) {
+    if (id == metadataId_) {
+        releaseMetadata(); // a session manager that starts anew brings its own
+    } else if (nodes_.erase(id) > 0) {
         onChange_(Change::devices);
     } else if (links_.erase(id) > 0) {
         onChange_(Change::links);

@@ -92,6 +92,7 @@ class PipeWireSession {
 
     bool tryConnect();
     void disconnect();
+    void releaseMetadata();
     void retryIn(std::chrono::milliseconds delay);
     void onTimer();
     void onDone(int sequence);
@@ -106,6 +107,8 @@ class PipeWireSession {
     spa_source* timer_ = nullptr;
     pw_registry* registry_ = nullptr;
     pw_metadata* metadata_ = nullptr;
+    /// The metadata's registry id, to see it go with its session manager.
+    std::uint32_t metadataId_ = PW_ID_ANY;
     spa_hook coreListener_{};
     spa_hook registryListener_{};
     spa_hook metadataListener_{};

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <set>
+#include <string_view>
 
 namespace keysong {
 
@@ -24,6 +25,20 @@ using DisplayRef = std::unique_ptr<Display, CloseDisplay>;
 /// X key codes are the kernel's, moved by eight.
 constexpr int keycodeOffset = 8;
 
+/// An X server inside a Wayland session hears only what goes to its own windows: it is no source.
+bool isXwayland(Display* display) {
+    int count = 0;
+    XIDeviceInfo* devices = XIQueryDevice(display, XIAllDevices, &count);
+    bool found = false;
+    for (int i = 0; i < count; ++i) {
+        found = found || std::string_view(devices[i].name).starts_with("xwayland-");
+    }
+    if (devices != nullptr) {
+        XIFreeDeviceInfo(devices);
+    }
+    return found;
+}
+
 DisplayRef openDisplay(int& extension) {
     if (std::getenv("DISPLAY") == nullptr) {
         return nullptr;
@@ -35,7 +50,7 @@ DisplayRef openDisplay(int& extension) {
     int minor = 2;
     if (display == nullptr ||
         !XQueryExtension(display.get(), "XInputExtension", &extension, &event, &error) ||
-        XIQueryVersion(display.get(), &major, &minor) != Success) {
+        XIQueryVersion(display.get(), &major, &minor) != Success || isXwayland(display.get())) {
         return nullptr;
     }
     return display;
