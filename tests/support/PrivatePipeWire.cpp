@@ -94,6 +94,12 @@ void PrivatePipeWire::kill() {
             *process = -1;
         }
     }
+    // A killed server leaves its socket behind, and the next start must not take it for its own.
+    for (const char* name :
+         {"pipewire-0", "pipewire-0.lock", "pipewire-0-manager", "pipewire-0-manager.lock"}) {
+        std::error_code ignored;
+        std::filesystem::remove(folder_.path() / "run" / name, ignored);
+    }
 }
 
 pid_t PrivatePipeWire::record(const std::string& sink, const std::string& file) const {

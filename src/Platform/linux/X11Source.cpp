@@ -110,7 +110,8 @@ class X11Tap final : public InputTap {
     void select(int devices, std::initializer_list<int> events) {
         std::array<unsigned char, XIMaskLen(XI_LASTEVENT)> bits{};
         for (const int event : events) {
-            XISetMask(bits.data(), event);
+            const auto bit = static_cast<unsigned>(event);
+            bits.at(bit / 8) = static_cast<unsigned char>(bits.at(bit / 8) | 1U << bit % 8);
         }
         XIEventMask mask{devices, static_cast<int>(bits.size()), bits.data()};
         XISelectEvents(display_.get(), DefaultRootWindow(display_.get()), &mask, 1);
