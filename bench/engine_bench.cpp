@@ -20,8 +20,6 @@ int main(int argc, char** argv) {
     MonotonicClock clock;
     LinuxThreads threads;
     test::FakeAudioOutput output;
-    output.deviceList.list = {{1, "uid", "Bench"}};
-    output.current = 1;
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.start();
     engine.load(test::makeSet("bench", {}, 24000));

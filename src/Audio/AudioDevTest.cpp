@@ -90,7 +90,11 @@ AudioDevTest::Bench AudioDevTest::setUp(const std::optional<std::string>& setId)
         fail("no set \"" + setId.value_or("") + "\" in " +
              SoundLibrary::directory(services_.places).string());
     }
-    Bench bench{services_.makeEngine(), chosen->directory, chosen->id};
+    return setUp(*chosen);
+}
+
+AudioDevTest::Bench AudioDevTest::setUp(const SoundSetInfo& set) const {
+    Bench bench{services_.makeEngine(), set.directory, set.id};
     try {
         bench.engine->start();
         bench.engine->load(SoundSet::load(bench.directory, SoundEngine::renderFormat, services_.files));

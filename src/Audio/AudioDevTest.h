@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Audio/SoundEngine.h"
+#include "Audio/SoundLibrary.h"
 #include "Audio/SoundSet.h"
 #include "Platform/AudioFile.h"
 #include "Platform/Clock.h"
@@ -55,6 +56,10 @@ class AudioDevTest {
     /// Measures how long `play` keeps its caller while sets are swapped this many times.
     [[nodiscard]] int swapTest(const std::optional<std::string>& setId, std::int64_t swaps) const;
 
+    /// Rebuilds the output on its device this many times, at least once, and checks after each that hits are
+    /// heard and the tone is kept.
+    [[nodiscard]] int deviceTest(std::int64_t rounds) const;
+
   private:
     /// A check that failed; ends the mode.
     class Failure : public std::runtime_error {
@@ -76,7 +81,12 @@ class AudioDevTest {
     void runPlayTest(const std::optional<std::string>& setId) const;
     void runSwapTest(const std::optional<std::string>& setId, std::int64_t swaps) const;
 
+    void runDeviceTest(std::int64_t rounds) const;
+    void rebuild(SoundEngine& engine, std::int64_t round) const;
+
     [[nodiscard]] Bench setUp(const std::optional<std::string>& setId) const;
+    /// An engine that plays the set.
+    [[nodiscard]] Bench setUp(const SoundSetInfo& set) const;
     [[nodiscard]] std::vector<std::uint16_t> keyCodes() const;
     static void checkKeyPan();
     static void checkTone();

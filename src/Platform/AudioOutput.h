@@ -40,10 +40,11 @@ class AudioRenderer {
 /// A device's number, valid only while the program runs; 0 is no device.
 using AudioDeviceId = std::uint32_t;
 
-/// What a device listener can be told about.
+/// What a device listener can be told about. The numbers stand in the log: four characters each, "dOut" and
+/// "dev#".
 enum class DeviceListProperty : std::uint32_t {
-    defaultOutputDevice,
-    devices,
+    defaultOutputDevice = 0x644F7574,
+    devices = 0x64657623,
 };
 
 /// The machine's sound devices, asked afresh on every call: nothing is cached by the caller's leave.
@@ -92,6 +93,16 @@ class AudioOutputError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// How far a sound system is.
+enum class Readiness {
+    /// Nobody answers.
+    absent,
+    /// It answers, and has nothing to play on yet.
+    preparing,
+    /// It has a device to play on.
+    ready,
+};
+
 /// One sound output back end: it can be started, stopped and pointed at another device, and it asks its
 /// renderer for every period.
 ///
@@ -123,6 +134,10 @@ class AudioOutput {
 
     /// Stops; on return the renderer is not being called and will not be. Does nothing when stopped.
     virtual void stop() noexcept = 0;
+
+    /// How far the sound system behind the back end is. A change is a configuration change. Any thread but
+    /// the render thread.
+    [[nodiscard]] virtual Readiness readiness() const = 0;
 
     /// Whether the back end really runs, by its own account: false again once the server died or the
     /// device went. Any thread.

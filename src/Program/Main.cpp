@@ -1,9 +1,10 @@
 #include "App/BackgroundSession.h"
 #include "App/CommandLine.h"
 #include "Audio/AudioDevTest.h"
+#include "Audio/FallbackOutput.h"
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
-#include "Platform/linux/ChooseAudioOutput.h"
+#include "Platform/linux/AudioOutputFactories.h"
 #include "Platform/linux/IcuTextOrder.h"
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/LinuxPlaces.h"
@@ -13,8 +14,10 @@
 #include "Platform/linux/SndfileAudio.h"
 #include "Platform/linux/TerminationSignals.h"
 #include "Shared/Log.h"
+#include "Shared/SerialQueue.h"
 
 #include <cstdio>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -32,9 +35,16 @@ struct Machine {
     SndfileAudio audioFiles;
 };
 
+std::unique_ptr<AudioOutput> makeOutput(Machine& machine) {
+    return std::make_unique<FallbackOutput>(
+        audioOutputFactories(machine.places, machine.threads, machine.clock),
+        std::make_unique<SerialQueue>(machine.threads,
+                                      ThreadAttributes{"com.orlen.keysong.output", "output"}));
+}
+
 int runApplication(Machine& machine) {
     TerminationSignals termination;
-    const auto output = chooseAudioOutput(machine.places, machine.threads, machine.clock);
+    const auto output = makeOutput(machine);
     const auto input = makeInputSource();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
     BackgroundSession session({engine, *input, machine.threads, machine.places, machine.textOrder,
@@ -48,7 +58,7 @@ int runAudioTest(Machine& machine, std::span<const std::string_view> arguments,
     // Made with the first engine: a mode that fails before it needs no sound output.
     std::unique_ptr<AudioOutput> output;
     const auto makeEngine = [&] {
-        output = chooseAudioOutput(machine.places, machine.threads, machine.clock);
+        output = makeOutput(machine);
         return std::make_unique<SoundEngine>(*output, machine.clock, machine.threads, RandomSource());
     };
     return mode(AudioDevTest({makeEngine, machine.clock, machine.threads, machine.places, machine.textOrder,
@@ -81,7 +91,8 @@ int run(std::span<const std::string_view> arguments) {
     case Mode::listSets:
         return runAudioTest(machine, arguments, [](const AudioDevTest& test) { return test.listSets(); });
     case Mode::deviceTest:
-        return notYet("--device-test");
+        return runAudioTest(machine, arguments,
+                            [&](const AudioDevTest& test) { return test.deviceTest(commandLine.rounds); });
     case Mode::migrateTest:
         return notYet("--migrate-test");
     }
@@ -93,7 +104,12 @@ int run(std::span<const std::string_view> arguments) {
 
 int main(int count, char** words) {
     const std::vector<std::string_view> arguments(words, words + count);
-    const int status = keysong::run(arguments);
+    int status = 1;
+    try {
+        status = keysong::run(arguments);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "keysong: %s\n", error.what());
+    }
     std::fflush(nullptr);
     return status;
 }

@@ -43,12 +43,7 @@ struct Outcome {
 
 class AudioDevTestTest : public testing::Test {
   public:
-    AudioDevTestTest() {
-        places.root = folder.path();
-        output.deviceList.list = {{1, "uid-a", "Speakers A"}};
-        output.deviceList.defaultDevice = 1;
-        output.current = 1;
-    }
+    AudioDevTestTest() { places.root = folder.path(); }
 
     template <typename Mode>
     Outcome run(Mode mode, std::vector<std::string_view> arguments = {}) {
@@ -171,7 +166,7 @@ TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err, "play-test failed: no set \"" + std::string(id) + "\" in " + place + "\n");
     }
-    output.startFailures = {"no server"};
+    output.failures.starts = {"no server"};
     const Outcome outcome = play("one");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
@@ -180,8 +175,8 @@ TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
 
 TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
     writeSet(sounds(), "one");
-    output.current.reset();
-    output.deviceList.defaultDevice.reset();
+    output.knowsCurrent = false;
+    output.devices().setDefault(std::nullopt);
     const Outcome outcome = play("one");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "setOutputDevice: no audio output device is available\n");
@@ -204,6 +199,30 @@ TEST_F(AudioDevTestTest, OnlyACountOfAtLeastOneMakesItTheSwapTest) {
                                                  "swap-test one swaps=3\nplay() n="));
     EXPECT_THAT(outcome.out, testing::EndsWith(" median=0.0 p99=0.0 max=0.0 microseconds\n"));
     EXPECT_EQ(EngineFixture::notices("engine loaded set one").size(), 5U + 4U);
+}
+
+TEST_F(AudioDevTestTest, TheDeviceTestRebuildsAsOftenAsAskedAndAtLeastOnce) {
+    const auto devices = [&](std::int64_t rounds) {
+        output.operations.clear();
+        return run([&](const AudioDevTest& test) { return test.deviceTest(rounds); });
+    };
+    EXPECT_EQ(devices(1).err, "play-test failed: no sets in " + sounds().string() + "\n");
+    writeSet(sounds(), "one");
+    for (const auto& [rounds, count] : {std::pair{3, 3}, {0, 1}, {-2, 1}}) {
+        const Outcome outcome = devices(rounds);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "");
+        EXPECT_EQ(outcome.out,
+                  "device ok  " + std::to_string(count) +
+                      " graph rebuilds, engine audible, shelves held at low=4.2dB high=-4.2dB\n");
+        EXPECT_EQ(std::count(output.operations.begin(), output.operations.end(), "start"), count + 1);
+    }
+    output.failures.starts = {std::nullopt, std::nullopt, "E1", "E2"};
+    const Outcome outcome = devices(8);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "play-test failed: rebuild 2 failed: E1\n");
+    EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
 }
 
 } // namespace

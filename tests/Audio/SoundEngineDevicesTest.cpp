@@ -62,7 +62,7 @@ TEST(EngineDevices, SwitchTable) {
          true,
          {}},
         {"without a default there is nothing to follow",
-         [](EngineDevicesTest& test) { test.output.deviceList.defaultDevice = 0; },
+         [](EngineDevicesTest& test) { test.output.devices().setDefault(0); },
          std::nullopt,
          false,
          "no audio output device is available",
@@ -95,7 +95,7 @@ TEST(EngineDevices, SwitchTable) {
          true,
          {}},
         {"a dead output is restarted",
-         [](EngineDevicesTest& test) { test.output.running = false; },
+         [](EngineDevicesTest& test) { test.output.die(); },
          "uid-a",
          false,
          "",
@@ -117,7 +117,7 @@ TEST(EngineDevices, SwitchTable) {
          true,
          {}},
         {"a refused device leaves the output where it was",
-         [](EngineDevicesTest& test) { test.output.setDeviceStatus = -7; },
+         [](EngineDevicesTest& test) { test.output.failures.device = -7; },
          "uid-b",
          false,
          "could not switch output device (OSStatus -7)",
@@ -129,8 +129,8 @@ TEST(EngineDevices, SwitchTable) {
          {}},
         {"a refused device and no way back",
          [](EngineDevicesTest& test) {
-             test.output.setDeviceStatus = -7;
-             test.output.startFailures = {"E1"};
+             test.output.failures.device = -7;
+             test.output.failures.starts = {"E1"};
          },
          "uid-b",
          false,
@@ -142,7 +142,7 @@ TEST(EngineDevices, SwitchTable) {
          true,
          {}},
         {"the tone stage is dropped when the output does not start",
-         [](EngineDevicesTest& test) { test.output.startFailures = {"E1"}; },
+         [](EngineDevicesTest& test) { test.output.failures.starts = {"E1"}; },
          "uid-b",
          false,
          "",
@@ -154,7 +154,7 @@ TEST(EngineDevices, SwitchTable) {
          {toneDropped}},
         {"the third attempt runs, and the first failure is reported",
          [](EngineDevicesTest& test) {
-             test.output.startFailures = {"E1", "E2"};
+             test.output.failures.starts = {"E1", "E2"};
          },
          "uid-b",
          false,
@@ -167,7 +167,7 @@ TEST(EngineDevices, SwitchTable) {
          {toneDropped}},
         {"no attempt runs",
          [](EngineDevicesTest& test) {
-             test.output.startFailures = {"E1", "E2", "E3"};
+             test.output.failures.starts = {"E1", "E2", "E3"};
          },
          "uid-b",
          false,
@@ -198,7 +198,7 @@ TEST(EngineDevices, SwitchTable) {
 }
 
 TEST_F(EngineDevicesTest, TheNextSwitchPutsTheToneStageBack) {
-    output.startFailures = {"E1"};
+    output.failures.starts = {"E1"};
     switchTo("uid-b");
     EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre(toneDropped));
     EXPECT_EQ(switchTo("uid-a"), "");
@@ -210,7 +210,7 @@ TEST_F(EngineDevicesTest, ASwitchWaitsForAHitThatIsBeingScheduled) {
     int sleeps = 0;
     onSleep = [&] {
         EXPECT_FALSE(engine->snapshot().running);
-        EXPECT_TRUE(output.running) << "stopped under a hit";
+        EXPECT_TRUE(output.isRunning()) << "stopped under a hit";
         if (++sleeps == 3) {
             SoundEngineTestPeer::addScheduling(*engine, -1);
         }
@@ -229,10 +229,10 @@ TEST_F(EngineDevicesTest, AStuckHitHoldsASwitchUpForTwentyMilliseconds) {
 }
 
 TEST_F(EngineDevicesTest, ABurstOfChangesRecoversOnceAfterTheLast) {
-    output.running = false;
-    output.configurationChanged();
+    output.die();
+    output.reportChange();
     queue->advance(milliseconds(200));
-    output.configurationChanged();
+    output.reportChange();
     queue->advance(milliseconds(200));
     engine->recover();
     queue->advance(milliseconds(299));
@@ -251,48 +251,30 @@ TEST_F(EngineDevicesTest, RecoveryLeavesAnOutputThatIsWhereItShouldBe) {
 
 TEST_F(EngineDevicesTest, AnUnpluggedDeviceIsLeftAndReturnedTo) {
     switchTo("uid-b");
-    const FakeAudioDevice unplugged = output.deviceList.list.back();
-    output.deviceList.list.pop_back();
-    engine->recover();
+    const auto unplugged = output.unplug(2);
+    ASSERT_TRUE(unplugged);
     queue->advance(milliseconds(300));
     EXPECT_EQ(engine->snapshot().activeUid, "uid-a");
     EXPECT_EQ(engine->snapshot().selectedUid, "uid-b");
     EXPECT_EQ(notices("selected output device is gone, falling back to the system default").size(), 1U);
-    output.deviceList.list.push_back(unplugged);
-    engine->recover();
+    output.plug(*unplugged);
     queue->advance(milliseconds(300));
     EXPECT_EQ(engine->snapshot().activeUid, "uid-b");
     expectToneKept();
 }
 
 TEST_F(EngineDevicesTest, AFailedRecoveryIsLogged) {
-    output.deviceList.defaultDevice.reset();
+    output.devices().setDefault(std::nullopt);
     engine->recover();
     queue->advance(milliseconds(300));
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("configuration change: no output device available"));
-    output.deviceList.defaultDevice = 2;
-    output.setDeviceStatus = 4;
+    output.devices().setDefault(2);
+    output.failures.device = 4;
     engine->recover();
     queue->advance(milliseconds(300));
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("recover failed: could not switch output device (OSStatus 4)"));
-}
-
-TEST(OutputDevices, ListsOnlyWhatCanPlay) {
-    FakeAudioDevices devices;
-    EXPECT_TRUE(OutputDevices::all(devices).empty());
-    devices.list = {{1, "mic", "Microphone", 0},
-                    {2, "Nameless", std::nullopt},
-                    {3, std::nullopt, "No UID"},
-                    {4, "uid", "First"},
-                    {5, "uid", "Second"}};
-    EXPECT_EQ(OutputDevices::all(devices),
-              (std::vector<AudioOutputDevice>{{4, "uid", "First"}, {5, "uid", "Second"}}));
-    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "mic"), std::nullopt);
-    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "Nameless"), 2U);
-    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "uid"), 4U);
-    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "UID"), std::nullopt);
 }
 
 } // namespace

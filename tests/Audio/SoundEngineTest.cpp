@@ -17,8 +17,7 @@ bool audible(const FakeAudioOutput& output) {
 }
 
 TEST_F(SoundEngineTest, StartsOnceAndSaysOnWhat) {
-    output.deviceList.list[0].latency = 100;
-    output.deviceList.list[0].safetyOffset = 92;
+    output.devices().replace({{1, "uid-a", "Speakers A", 2, 48000, 100, 92}}, 1);
     engine->start();
     engine->start();
     EXPECT_THAT(notices("engine started"),
@@ -29,10 +28,10 @@ TEST_F(SoundEngineTest, StartsOnceAndSaysOnWhat) {
 }
 
 TEST_F(SoundEngineTest, StartsWithoutADeviceOrAPeriodLength) {
-    output.current.reset();
-    output.deviceList.defaultDevice.reset();
+    output.knowsCurrent = false;
+    output.devices().setDefault(std::nullopt);
     output.granted.reset();
-    output.bufferStatus = -5;
+    output.failures.buffer = -5;
     engine->start();
     EXPECT_THAT(notices("engine started"),
                 testing::ElementsAre("engine started output=unknown rate=48000 buffer=0 (0.00 ms) "
@@ -44,7 +43,7 @@ TEST_F(SoundEngineTest, StartsWithoutADeviceOrAPeriodLength) {
 }
 
 TEST_F(SoundEngineTest, AFailedStartReachesTheCallerAndCanBeTriedAgain) {
-    output.startFailures = {"no server"};
+    output.failures.starts = {"no server"};
     EXPECT_THROW(engine->start(), AudioOutputError);
     EXPECT_FALSE(engine->snapshot().running);
     engine->start();
@@ -123,8 +122,8 @@ TEST_F(SoundEngineTest, DestructionGivesBackWhatStillSounds) {
     const auto late = output.configurationChanged;
     engine.reset();
     EXPECT_TRUE(held.expired());
-    EXPECT_FALSE(output.running);
-    EXPECT_EQ(output.renderer, nullptr);
+    EXPECT_FALSE(output.isRunning());
+    EXPECT_EQ(output.renderer(), nullptr);
     late(); // a notification under way meets no engine
 }
 

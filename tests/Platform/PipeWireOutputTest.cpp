@@ -1,85 +1,18 @@
-#include "Platform/linux/PipeWireOutput.h"
-
 #include "Audio/OutputDevices.h"
-#include "Audio/SoundEngine.h"
-#include "Platform/linux/ChooseAudioOutput.h"
-#include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MonotonicClock.h"
-#include "Platform/linux/SndfileAudio.h"
-#include "fakes/FakePlaces.h"
-#include "support/LogCapture.h"
-#include "support/PrivatePipeWire.h"
-#include "support/WaveFile.h"
-
-#include <gtest/gtest.h>
+#include "support/PipeWireFixture.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <fstream>
 #include <random>
 #include <thread>
 
-namespace keysong {
+namespace keysong::test {
 namespace {
 
 using std::chrono::milliseconds;
 
-/// The machine's clock, remembering what it answered last: the time that a hit carries.
-class RememberingClock final : public Clock {
-  public:
-    [[nodiscard]] std::chrono::nanoseconds now() const noexcept override {
-        const auto time = clock_.now();
-        last_ = time.count();
-        return time;
-    }
-    [[nodiscard]] std::int64_t last() const { return last_; }
-
-  private:
-    MonotonicClock clock_;
-    mutable std::atomic<std::int64_t> last_ = 0;
-};
-
-bool eventually(const std::function<bool()>& condition, milliseconds limit = milliseconds(10'000)) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(milliseconds(10));
-    }
-    return true;
-}
-
-/// The positions of single clicks in a recording.
-std::vector<std::int64_t> clicksIn(const std::filesystem::path& file) {
-    const auto reader = SndfileAudio().open(file);
-    std::vector<float> frames(static_cast<std::size_t>(reader->lengthFrames()) * reader->format().channels);
-    frames.resize(reader->read(frames) * reader->format().channels);
-    std::vector<std::int64_t> positions;
-    for (std::size_t i = 0; i < frames.size() / 2; ++i) {
-        if (std::abs(frames[2 * i]) > 0.1F) {
-            positions.push_back(static_cast<std::int64_t>(i));
-        }
-    }
-    return positions;
-}
-
-class PipeWireOutputTest : public testing::Test {
+class PipeWireOutputTest : public PipeWireFixture {
   protected:
-    void SetUp() override { ASSERT_TRUE(server.start()) << "no private PipeWire server"; }
-
-    /// A set whose every sound is one click, without variation.
-    std::shared_ptr<const SoundSet> clickSet() {
-        std::vector<float> click(8, 0.0F);
-        click[0] = 0.9F;
-        folder.write("click/click.wav", test::waveBytes(click, {}));
-        folder.write("click/manifest.json",
-                     R"({"schema":1,"id":"click","name":"Click","pitchVariation":0,"gainVariation":0,)"
-                     R"("defaults":{"down":["click.wav"]}})");
-        return SoundSet::load(folder.path() / "click", SoundEngine::renderFormat, SndfileAudio());
-    }
-
     /// Plays 300 hits at random distances and notes the time that each carried.
     void playAtRandom(SoundEngine& engine, std::vector<std::int64_t>& times) {
         std::mt19937 random(7);
@@ -90,11 +23,6 @@ class PipeWireOutputTest : public testing::Test {
         }
         std::this_thread::sleep_for(milliseconds(300));
     }
-
-    test::TempFolder folder;
-    test::PrivatePipeWire server;
-    LinuxThreads threads;
-    RememberingClock clock;
 };
 
 TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
@@ -110,13 +38,11 @@ TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
     std::vector<std::int64_t> positions;
     for (int attempt = 0; attempt < 4 && (times.empty() || positions.size() != times.size()); ++attempt) {
         times.clear();
-        const auto file = (folder.path() / ("monitor" + std::to_string(attempt) + ".wav")).string();
-        const pid_t recorder = server.record("test.sink.a", file);
-        ASSERT_TRUE(eventually(
-            [&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 20'000; }));
+        const std::string name = "monitor" + std::to_string(attempt) + ".wav";
+        const pid_t recorder = startRecording("test.sink.a", name);
         playAtRandom(engine, times);
-        test::PrivatePipeWire::stop(recorder);
-        positions = clicksIn(file);
+        PrivatePipeWire::stop(recorder);
+        positions = clicksIn(folder.path() / name);
     }
     ASSERT_EQ(positions.size(), times.size()) << "the recorder starved";
     std::vector<double> delays;
@@ -158,30 +84,13 @@ TEST_F(PipeWireOutputTest, ListsSinksAndFollowsTheChosenOne) {
     EXPECT_EQ(devices[0].uid, "test.sink.a");
     EXPECT_EQ(devices[0].name, "Test Speakers A");
     EXPECT_EQ(output.devices().defaultOutputDevice(), devices[0].id);
+    EXPECT_TRUE(output.devices().latencyFrames(devices[0].id));
+    EXPECT_FALSE(output.devices().latencyFrames(devices[1].id)) << "nobody plays there";
+    EXPECT_EQ(heardOn("test.sink.a", engine), 3);
 
     engine.setOutputDevice("test.sink.b", false);
     EXPECT_TRUE(eventually([&] { return output.currentDevice() == devices[1].id; }));
-    const auto file = (folder.path() / "b.wav").string();
-    const pid_t recorder = server.record("test.sink.b", file);
-    ASSERT_TRUE(eventually(
-        [&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 20'000; }));
-    engine.play(SoundEvent::keyDown(0));
-    std::this_thread::sleep_for(milliseconds(300));
-    test::PrivatePipeWire::stop(recorder);
-    EXPECT_EQ(clicksIn(file).size(), 1U);
-}
-
-TEST_F(PipeWireOutputTest, TheServersDeathIsNoticedAndItsReturnToo) {
-    PipeWireOutput output;
-    SoundEngine engine(output, clock, threads, RandomSource(1));
-    engine.load(clickSet());
-    engine.start();
-    server.kill();
-    EXPECT_TRUE(eventually([&] { return !output.isRunning(); }));
-    engine.play(SoundEvent::keyDown(0)); // harmless
-    ASSERT_TRUE(server.start());
-    EXPECT_TRUE(eventually([&] { return output.isRunning(); }));
-    static_cast<void>(test::LogCapture::shared().takeErrors()); // the recovery tells what it met on the way
+    EXPECT_EQ(heardOn("test.sink.b", engine), 3);
 }
 
 TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
@@ -193,22 +102,5 @@ TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
     EXPECT_TRUE(eventually([&] { return output.isRunning(); }));
 }
 
-TEST_F(PipeWireOutputTest, TheEnvironmentForcesAnOutput) {
-    const auto chosen = [&](const char* wish) {
-        test::FakePlaces places;
-        if (wish != nullptr) {
-            places.variables["KEYSONG_OUTPUT"] = wish;
-        }
-        return std::string(chooseAudioOutput(places, threads, clock)->backendName());
-    };
-    EXPECT_EQ(chosen(nullptr), "pipewire");
-    EXPECT_EQ(chosen("virtual"), "virtual");
-    EXPECT_EQ(chosen("speaker"), "pipewire");
-    EXPECT_EQ(test::LogCapture::shared().takeErrors().size(), 1U);
-    server.kill();
-    EXPECT_EQ(chosen(nullptr), "virtual");
-    EXPECT_EQ(chosen("pipewire"), "pipewire");
-}
-
 } // namespace
-} // namespace keysong
+} // namespace keysong::test

@@ -30,9 +30,6 @@ namespace keysong::test {
 class EngineFixture : public testing::Test {
   public:
     EngineFixture() {
-        output.deviceList.list = {{1, "uid-a", "Speakers A"}, {2, "uid-b", "Speakers B"}};
-        output.deviceList.defaultDevice = 1;
-        output.current = 1;
         auto control = std::make_unique<ManualQueue>();
         queue = control.get();
         engine = std::make_unique<SoundEngine>(output,

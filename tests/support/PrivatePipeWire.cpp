@@ -1,6 +1,7 @@
 #include "support/PrivatePipeWire.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,15 +61,22 @@ PrivatePipeWire::PrivatePipeWire() {
     std::filesystem::create_directories(folder_.path() / "run");
     std::filesystem::create_directories(folder_.path() / "state");
     std::filesystem::permissions(folder_.path() / "run", std::filesystem::perms::owner_all);
-    setenv("XDG_RUNTIME_DIR", (folder_.path() / "run").c_str(), 1);
-    setenv("XDG_CONFIG_HOME", (folder_.path() / "config").c_str(), 1);
-    setenv("XDG_STATE_HOME", (folder_.path() / "state").c_str(), 1);
+    for (const auto& [variable, place] :
+         {std::pair{"XDG_RUNTIME_DIR", "run"}, {"XDG_CONFIG_HOME", "config"}, {"XDG_STATE_HOME", "state"}}) {
+        const char* value = std::getenv(variable);
+        before_[variable] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+        setenv(variable, (folder_.path() / place).c_str(), 1);
+    }
 }
 
 PrivatePipeWire::~PrivatePipeWire() {
     kill();
-    for (const char* variable : {"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
-        unsetenv(variable);
+    for (const auto& [variable, value] : before_) {
+        if (value) {
+            setenv(variable.c_str(), value->c_str(), 1);
+        } else {
+            unsetenv(variable.c_str());
+        }
     }
 }
 
@@ -78,10 +86,12 @@ bool PrivatePipeWire::start() {
         return false;
     }
     manager_ = run({"wireplumber"});
-    return waitUntil([&] { return answers(); });
+    const bool ready = waitUntil([&] { return answers(); });
+    defaultSeen_ = std::chrono::steady_clock::now();
+    return ready;
 }
 
-bool PrivatePipeWire::answers() const {
+bool PrivatePipeWire::answers() {
     return std::system("pw-metadata -n default 2>/dev/null | grep -q \"key:'default.audio.sink' "
                        "value:'{.*test.sink.a\"") == 0;
 }
@@ -102,7 +112,24 @@ void PrivatePipeWire::kill() {
     }
 }
 
-pid_t PrivatePipeWire::record(const std::string& sink, const std::string& file) const {
+bool PrivatePipeWire::plug(const std::string& sink) {
+    const std::string properties =
+        "{ factory.name=support.null-audio-sink node.name=" + sink + " node.description=\"" + sink +
+        "\" media.class=Audio/Sink audio.position=[FL FR] priority.session=900 object.linger=true }";
+    return std::system(("pw-cli create-node adapter '" + properties + "' >/dev/null 2>&1").c_str()) == 0;
+}
+
+bool PrivatePipeWire::unplug(const std::string& sink) {
+    return std::system(("pw-cli destroy " + sink + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+bool PrivatePipeWire::setDefault(const std::string& sink) {
+    return std::system(("pw-metadata -n default 0 default.configured.audio.sink '{ \"name\": \"" + sink +
+                        "\" }' Spa:String:JSON >/dev/null 2>&1")
+                           .c_str()) == 0;
+}
+
+pid_t PrivatePipeWire::record(const std::string& sink, const std::string& file) {
     return run({"pw-record", "--target", sink, "-P", "{ stream.capture.sink = true }", "--rate", "48000",
                 "--channels", "2", "--format", "f32", file});
 }
@@ -112,14 +139,20 @@ void PrivatePipeWire::stop(pid_t process) {
     waitpid(process, nullptr, 0);
 }
 
-pid_t PrivatePipeWire::run(const std::vector<std::string>& words) const {
+pid_t PrivatePipeWire::run(const std::vector<std::string>& words) {
     std::vector<char*> arguments;
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
     arguments.push_back(nullptr);
+    const pid_t parent = getpid();
     const pid_t process = fork();
     if (process == 0) {
+        // A test that dies leaves no server behind.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent) {
+            _exit(127);
+        }
         const int null = open("/dev/null", O_RDWR);
         for (const int descriptor : {0, 1, 2}) {
             dup2(null, descriptor);

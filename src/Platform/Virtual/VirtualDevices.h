@@ -2,43 +2,69 @@
 
 #include "Platform/AudioOutput.h"
 
+#include <mutex>
+#include <vector>
+
 namespace keysong {
 
-/// The device list of the built-in outputs: one stereo device that is always there.
+/// One device of a built-in output. What is absent here is absent for everyone who asks.
+struct VirtualDevice {
+    AudioDeviceId id = 1;
+    std::optional<std::string> uid = "virtual";
+    std::optional<std::string> name = "Virtual Output";
+    /// 0 for a device that only captures.
+    std::uint32_t channels = 2;
+    std::optional<double> rate = 48000;
+    std::optional<std::uint32_t> latency = {};
+    std::optional<std::uint32_t> safetyOffset = {};
+};
+
+/// The device list of a built-in output: one stereo device, unless somebody plugs others.
+///
+/// Any thread but the render thread. Listeners are called on the thread that made the change.
 class VirtualDevices final : public AudioDevices {
   public:
-    static constexpr AudioDeviceId deviceId = 1;
-    static constexpr double sampleRate = 48000;
+    [[nodiscard]] std::vector<AudioDeviceId> deviceIds() const override;
+    [[nodiscard]] std::uint32_t outputChannels(AudioDeviceId device) const override;
+    [[nodiscard]] std::optional<std::string> uid(AudioDeviceId device) const override;
+    [[nodiscard]] std::optional<std::string> name(AudioDeviceId device) const override;
+    [[nodiscard]] std::optional<double> nominalSampleRate(AudioDeviceId device) const override;
+    [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override;
+    [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override;
+    [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override;
+    std::int32_t addListener(DeviceListProperty property,
+                             std::shared_ptr<const ChangeHandler> handler) override;
+    void removeListener(DeviceListProperty property,
+                        const std::shared_ptr<const ChangeHandler>& handler) override;
 
-    [[nodiscard]] std::vector<AudioDeviceId> deviceIds() const override { return {deviceId}; }
-    [[nodiscard]] std::uint32_t outputChannels(AudioDeviceId device) const override {
-        return device == deviceId ? 2 : 0;
-    }
-    [[nodiscard]] std::optional<std::string> uid(AudioDeviceId device) const override {
-        return named(device, "virtual");
-    }
-    [[nodiscard]] std::optional<std::string> name(AudioDeviceId device) const override {
-        return named(device, "Virtual Output");
-    }
-    [[nodiscard]] std::optional<double> nominalSampleRate(AudioDeviceId device) const override {
-        return device == deviceId ? std::optional(sampleRate) : std::nullopt;
-    }
-    [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId) const override {
-        return std::nullopt;
-    }
-    [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId) const override {
-        return std::nullopt;
-    }
-    [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override { return deviceId; }
+    /// Puts these devices in the place of all others.
+    void replace(std::vector<VirtualDevice> devices, std::optional<AudioDeviceId> defaultDevice);
+    /// Adds a device, at the end.
+    void plug(VirtualDevice device);
+    /// Takes a device away and returns it; none when it is not there. The default stays as it is.
+    std::optional<VirtualDevice> unplug(AudioDeviceId device);
+    void setDefault(std::optional<AudioDeviceId> device);
+    /// Coming listeners of this property are refused with a status; 0 accepts them again.
+    void refuseListeners(DeviceListProperty property, std::int32_t status);
 
-    /// Nothing ever changes, so no handler is ever called.
-    std::int32_t addListener(DeviceListProperty, std::shared_ptr<const ChangeHandler>) override { return 0; }
-    void removeListener(DeviceListProperty, const std::shared_ptr<const ChangeHandler>&) override {}
+    [[nodiscard]] std::size_t listenerCount() const;
 
   private:
-    static std::optional<std::string> named(AudioDeviceId device, const char* text) {
-        return device == deviceId ? std::optional<std::string>(text) : std::nullopt;
-    }
+    struct Listener {
+        DeviceListProperty property;
+        std::shared_ptr<const ChangeHandler> handler;
+    };
+
+    /// A copy of the device; none when it is not there.
+    [[nodiscard]] std::optional<VirtualDevice> find(AudioDeviceId device) const;
+    void tell(DeviceListProperty property) const;
+
+    mutable std::mutex mutex_;
+    std::vector<VirtualDevice> devices_{VirtualDevice()};
+    std::optional<AudioDeviceId> default_ = 1;
+    std::vector<Listener> listeners_;
+    DeviceListProperty refused_{};
+    std::int32_t refusal_ = 0;
 };
 
 } // namespace keysong

@@ -20,12 +20,79 @@ std::int32_t BuiltInOutput::requestBufferFrames(std::uint32_t frames) {
     if (frames == 0 || frames > mostFrames) {
         return EINVAL;
     }
-    frames_ = frames;
-    return 0;
+    if (failures.buffer == 0) {
+        frames_ = frames;
+    }
+    return failures.buffer;
 }
 
 std::int32_t BuiltInOutput::setDevice(AudioDeviceId device) {
-    return device == VirtualDevices::deviceId ? 0 : ENODEV;
+    if (failures.device != 0) {
+        return failures.device;
+    }
+    if (devices_.outputChannels(device) == 0) {
+        return ENODEV;
+    }
+    current_ = device;
+    return 0;
+}
+
+std::optional<AudioDeviceId> BuiltInOutput::currentDevice() const {
+    const AudioDeviceId device = current_;
+    return device != 0 ? std::optional(device) : std::nullopt;
+}
+
+void BuiltInOutput::setConfigurationChangeHandler(std::function<void()> handler) {
+    const std::lock_guard lock(handlerMutex_);
+    configurationChanged_ = std::move(handler);
+}
+
+void BuiltInOutput::reportChange() {
+    std::function<void()> handler;
+    {
+        const std::lock_guard lock(handlerMutex_);
+        handler = configurationChanged_;
+    }
+    if (handler) {
+        handler();
+    }
+}
+
+std::optional<VirtualDevice> BuiltInOutput::unplug(AudioDeviceId device) {
+    auto unplugged = devices_.unplug(device);
+    if (current_ == device) {
+        current_ = 0;
+        halt();
+    }
+    reportChange();
+    return unplugged;
+}
+
+void BuiltInOutput::plug(VirtualDevice device) {
+    devices_.plug(std::move(device));
+    reportChange();
+}
+
+void BuiltInOutput::setReadiness(Readiness readiness) {
+    readiness_ = readiness;
+    if (readiness != Readiness::ready) {
+        halt();
+    }
+    reportChange();
+}
+
+void BuiltInOutput::failStartAsTold() {
+    if (readiness_ != Readiness::ready) {
+        throw AudioOutputError("the sound system does not answer");
+    }
+    if (failures.starts.empty()) {
+        return;
+    }
+    const std::optional<std::string> failure = std::move(failures.starts.front());
+    failures.starts.pop_front();
+    if (failure) {
+        throw AudioOutputError(*failure);
+    }
 }
 
 VirtualOutput::~VirtualOutput() {
@@ -36,6 +103,8 @@ void VirtualOutput::start() {
     if (running_) {
         return;
     }
+    stop(); // a halted thread may still be on its way out
+    failStartAsTold();
     stopping_ = false;
     try {
         thread_ = threads_.start({"com.orlen.keysong.virtual", "virtual", ThreadPriority::userInteractive},
@@ -46,16 +115,20 @@ void VirtualOutput::start() {
     running_ = true;
 }
 
-void VirtualOutput::stop() noexcept {
+void VirtualOutput::halt() noexcept {
+    running_ = false;
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
     }
     wake_.notify_all();
+}
+
+void VirtualOutput::stop() noexcept {
+    halt();
     if (thread_.joinable()) {
         thread_.join();
     }
-    running_ = false;
 }
 
 void VirtualOutput::serve() {
@@ -86,6 +159,13 @@ void VirtualOutput::serve() {
         }
         lock.lock();
         ++cycle;
+    }
+}
+
+void SteppedOutput::start() {
+    if (!running_) {
+        failStartAsTold();
+        running_ = true;
     }
 }
 

@@ -7,32 +7,63 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 namespace keysong {
 
-/// What the built-in outputs share: 48 kHz stereo on one device, with no hardware behind it.
+/// What the built-in outputs share: 48 kHz stereo, on devices that are only names, with no hardware behind
+/// them. They can be told how to fail, as hardware does.
+///
+/// Control operations as in `AudioOutput`; plugging, failing and reporting may come from any other thread
+/// but the render thread.
 class BuiltInOutput : public AudioOutput {
   public:
+    static constexpr double rate = 48000;
+
+    /// How the coming operations fail.
+    struct Failures {
+        /// One for each coming start: the reason to fail with, or none to start.
+        std::deque<std::optional<std::string>> starts;
+        /// The status of every refused device and period length; 0 refuses nothing.
+        std::int32_t device = 0;
+        std::int32_t buffer = 0;
+    };
+
     [[nodiscard]] const char* backendName() const noexcept override { return "virtual"; }
     void setRenderer(AudioRenderer* renderer) override { renderer_ = renderer; }
     /// Takes effect with the next start.
     std::int32_t requestBufferFrames(std::uint32_t frames) override;
     [[nodiscard]] std::optional<std::uint32_t> bufferFrames() const override { return frames_; }
-    [[nodiscard]] double sampleRate() const override { return VirtualDevices::sampleRate; }
+    [[nodiscard]] double sampleRate() const override { return rate; }
+    [[nodiscard]] Readiness readiness() const override { return readiness_; }
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
     std::int32_t setDevice(AudioDeviceId device) override;
-    [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override {
-        return VirtualDevices::deviceId;
-    }
-    /// The configuration never changes, so the handler is never called.
-    void setConfigurationChangeHandler(std::function<void()>) override {}
-    [[nodiscard]] AudioDevices& devices() override { return devices_; }
+    [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
+    void setConfigurationChangeHandler(std::function<void()> handler) override;
+    [[nodiscard]] VirtualDevices& devices() override { return devices_; }
+
+    /// What the next operations meet. Not while a control operation runs.
+    Failures failures;
+
+    /// Takes a device out of the list and returns it. An output that plays on it stops running at once, and
+    /// the change is reported.
+    std::optional<VirtualDevice> unplug(AudioDeviceId device);
+    void plug(VirtualDevice device);
+    /// As if the sound system behind the output died, or came back: it runs only while ready, and says so.
+    void setReadiness(Readiness readiness);
+    /// Calls the configuration-change handler on this thread.
+    void reportChange();
 
   protected:
-    static constexpr double nanosecondsPerFrame = 1e9 / VirtualDevices::sampleRate;
+    static constexpr double nanosecondsPerFrame = 1e9 / rate;
+
+    /// Throws the `AudioOutputError` that this start should fail with, if any.
+    void failStartAsTold();
+    /// Ends the periods without waiting for the render thread. Any thread.
+    virtual void halt() noexcept { running_ = false; }
 
     AudioRenderer* renderer_ = nullptr;
     std::uint32_t frames_ = 128;
@@ -40,6 +71,10 @@ class BuiltInOutput : public AudioOutput {
 
   private:
     VirtualDevices devices_;
+    std::atomic<AudioDeviceId> current_ = 1;
+    std::atomic<Readiness> readiness_ = Readiness::ready;
+    std::mutex handlerMutex_;
+    std::function<void()> configurationChanged_;
 };
 
 /// The output for a machine without a sound server: a thread of its own asks for every period at its time
@@ -54,6 +89,7 @@ class VirtualOutput final : public BuiltInOutput {
     void stop() noexcept override;
 
   private:
+    void halt() noexcept override;
     void serve();
 
     Threads& threads_;
@@ -68,7 +104,7 @@ class VirtualOutput final : public BuiltInOutput {
 /// without real time. One thread at a time but for `now`.
 class SteppedOutput final : public BuiltInOutput, public Clock {
   public:
-    void start() override { running_ = true; }
+    void start() override;
     void stop() noexcept override { running_ = false; }
 
     /// The time that `setNow` set. Any thread.

@@ -48,8 +48,15 @@ std::optional<double> PipeWireOutput::nominalSampleRate(AudioDeviceId device) co
     return rate != 0 && node(device) ? std::optional<double>(rate) : std::nullopt;
 }
 
-std::optional<std::uint32_t> PipeWireOutput::latencyFrames(AudioDeviceId) const {
-    return std::nullopt;
+std::optional<std::uint32_t> PipeWireOutput::latencyFrames(AudioDeviceId device) const {
+    const PipeWireLock lock(session_->loop());
+    pw_time time{};
+    if (!running_ || stream_ == nullptr || currentDevice() != device ||
+        pw_stream_get_time_n(stream_, &time, sizeof time) < 0 || time.rate.denom == 0) {
+        return std::nullopt;
+    }
+    const double seconds = static_cast<double>(time.delay) * time.rate.num / time.rate.denom;
+    return static_cast<std::uint32_t>(std::clamp(seconds, 0.0, 10.0) * graphRate_);
 }
 
 std::optional<std::uint32_t> PipeWireOutput::safetyOffsetFrames(AudioDeviceId) const {

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <thread>
 
 namespace keysong {
@@ -19,6 +21,8 @@ constexpr std::chrono::seconds startLimit{3};
 /// How long a start waits for the first period, which tells the granted size.
 constexpr std::chrono::milliseconds firstPeriodLimit{300};
 constexpr std::uint32_t mostFrames = 8192;
+/// A driver whose clock says something this far from now has another clock.
+constexpr std::int64_t implausibleNanoseconds = 1'000'000'000;
 constexpr std::uint32_t channels = 2;
 
 } // namespace
@@ -84,14 +88,30 @@ void PipeWireOutput::start() {
     if (!session_->waitUntilReady(startLimit)) {
         throw AudioOutputError("no sound server answers");
     }
-    const auto& nodes = session_->nodes();
-    if (std::none_of(nodes.begin(), nodes.end(), [](const auto& entry) { return entry.second.isSink(); })) {
-        throw AudioOutputError("the sound server has no output device");
+    if (readinessNow() != Readiness::ready) {
+        throw AudioOutputError(session_->hasManager() ? "the sound server has no output device"
+                                                      : "the sound server has no session manager");
     }
     createStream();
     waitForStream();
     running_ = true;
     logScheduling();
+}
+
+Readiness PipeWireOutput::readiness() const {
+    const PipeWireLock lock(session_->loop());
+    return readinessNow();
+}
+
+Readiness PipeWireOutput::readinessNow() const {
+    if (!session_->isReady()) {
+        return Readiness::absent;
+    }
+    const auto& nodes = session_->nodes();
+    const bool playable =
+        session_->hasManager() &&
+        std::any_of(nodes.begin(), nodes.end(), [](const auto& e) { return e.second.isSink(); });
+    return playable ? Readiness::ready : Readiness::preparing;
 }
 
 void PipeWireOutput::createStream() {
@@ -110,6 +130,7 @@ void PipeWireOutput::createStream() {
     streamError_.clear();
     grantedFrames_ = 0;
     lastLinked_.reset();
+    cycleStart_ = 0;
     pw_stream_add_listener(stream_, &streamListener_, &streamEvents, this);
 
     std::array<std::uint8_t, 1024> storage{};
@@ -247,6 +268,9 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
         // A sink that appears is news to an output that could not start, one that goes to any.
         reportChange();
         break;
+    case Change::manager:
+        reportChange();
+        break;
     case Change::defaultDevice:
         tellListeners(DeviceListProperty::defaultOutputDevice);
         reportChange();
@@ -292,6 +316,39 @@ void PipeWireOutput::tellListeners(DeviceListProperty property) {
     }
 }
 
+IoCycle PipeWireOutput::nextCycle(std::uint32_t frames) noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    IoCycle cycle;
+    cycle.startNanoseconds = time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+    cycle.frameCount = frames;
+    const spa_io_position* position = position_;
+    if (position == nullptr || position->clock.duration == 0) {
+        return cycle;
+    }
+    const spa_io_clock& clock = position->clock;
+    grantedFrames_.store(static_cast<std::uint32_t>(clock.duration), std::memory_order_relaxed);
+    graphRate_.store(clock.rate.denom, std::memory_order_relaxed);
+    // The device's own pace, where the graph runs at our rate and the figure makes sense.
+    const double pace =
+        static_cast<double>(clock.next_nsec - clock.nsec) / static_cast<double>(clock.duration);
+    const double nominal = cycle.nanosecondsPerFrame;
+    if (clock.rate.denom == static_cast<std::uint32_t>(streamRate) && pace > nominal * 0.9 &&
+        pace < nominal * 1.1) {
+        cycle.nanosecondsPerFrame = pace;
+    }
+    const auto start = static_cast<std::int64_t>(clock.nsec);
+    if (std::abs(start - cycle.startNanoseconds) < implausibleNanoseconds) {
+        // Where the server asks several times in one of its cycles, each call goes on where the last ended.
+        cycleFrames_ = start == cycleStart_ ? cycleFrames_ : 0;
+        cycleStart_ = start;
+        cycle.startNanoseconds =
+            start + std::llround(static_cast<double>(cycleFrames_) * cycle.nanosecondsPerFrame);
+        cycleFrames_ += frames;
+    }
+    return cycle;
+}
+
 void PipeWireOutput::process() noexcept {
     pw_buffer* buffer = pw_stream_dequeue_buffer(stream_);
     if (buffer == nullptr) {
@@ -308,26 +365,7 @@ void PipeWireOutput::process() noexcept {
     auto* left = static_cast<float*>(data[0].data);
     auto* right = static_cast<float*>(data[1].data);
 
-    IoCycle cycle;
-    cycle.frameCount = frames;
-    if (const spa_io_position* position = position_; position != nullptr && position->clock.duration > 0) {
-        const spa_io_clock& clock = position->clock;
-        cycle.startNanoseconds = static_cast<std::int64_t>(clock.nsec);
-        grantedFrames_.store(static_cast<std::uint32_t>(clock.duration), std::memory_order_relaxed);
-        graphRate_.store(clock.rate.denom, std::memory_order_relaxed);
-        // The device's own pace, where the graph runs at our rate and the figure makes sense.
-        const double pace =
-            static_cast<double>(clock.next_nsec - clock.nsec) / static_cast<double>(clock.duration);
-        const double nominal = cycle.nanosecondsPerFrame;
-        if (clock.rate.denom == static_cast<std::uint32_t>(streamRate) && pace > nominal * 0.9 &&
-            pace < nominal * 1.1) {
-            cycle.nanosecondsPerFrame = pace;
-        }
-    } else {
-        timespec time{};
-        clock_gettime(CLOCK_MONOTONIC, &time);
-        cycle.startNanoseconds = time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-    }
+    const IoCycle cycle = nextCycle(frames);
     if (schedulingPolicy_.load(std::memory_order_relaxed) < 0) {
         schedulingPolicy_.store(sched_getscheduler(0) & ~SCHED_RESET_ON_FORK, std::memory_order_relaxed);
     }

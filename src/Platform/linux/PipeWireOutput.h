@@ -32,6 +32,8 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     [[nodiscard]] double sampleRate() const override { return streamRate; }
     void start() override;
     void stop() noexcept override;
+    /// Preparing while there is no sink or no session manager.
+    [[nodiscard]] Readiness readiness() const override;
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
     /// Pins the stream to the device until the next call, the default device too.
     std::int32_t setDevice(AudioDeviceId device) override;
@@ -68,8 +70,11 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void onStreamState(pw_stream_state state, const char* error);
     void reportChange();
     void tellListeners(DeviceListProperty property);
+    /// The readiness with the lock held.
+    [[nodiscard]] Readiness readinessNow() const;
     /// Render thread.
     void process() noexcept;
+    [[nodiscard]] IoCycle nextCycle(std::uint32_t frames) noexcept;
 
     AudioRenderer* renderer_ = nullptr;
     std::function<void()> configurationChanged_;
@@ -94,6 +99,9 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     std::atomic<spa_io_position*> position_ = nullptr;
     std::atomic<std::uint32_t> grantedFrames_ = 0;
     std::atomic<std::uint32_t> graphRate_ = 0;
+    // The render thread's own: the server's cycle that was begun last, and how much of it was delivered.
+    std::int64_t cycleStart_ = 0;
+    std::uint64_t cycleFrames_ = 0;
     /// -1 until the render thread has said how it is scheduled.
     std::atomic<int> schedulingPolicy_ = -1;
 

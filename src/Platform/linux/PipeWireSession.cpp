@@ -3,9 +3,13 @@
 #include "Shared/NumberText.h"
 
 #include <spa/utils/json.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <stdexcept>
 #include <string_view>
 
@@ -13,7 +17,11 @@ namespace keysong {
 
 namespace {
 
-constexpr std::chrono::milliseconds retryInterval{100};
+/// A server that died is mostly back within seconds: it is tried often for this long. After that the
+/// socket's folder tells, and the slow tries are for a folder that cannot be watched.
+constexpr std::chrono::milliseconds quickInterval{100};
+constexpr int quickRetries = 100;
+constexpr std::chrono::milliseconds slowInterval{5000};
 
 std::string text(const spa_dict* properties, const char* key) {
     const char* value = properties == nullptr ? nullptr : spa_dict_lookup(properties, key);
@@ -108,8 +116,37 @@ void PipeWireSession::start() {
         throw AudioOutputError("the sound server's thread could not be started");
     }
     const PipeWireLock lock(loop());
+    watchSocket();
+    quickRetriesLeft_ = quickRetries;
     if (!tryConnect()) {
-        retryIn(retryInterval);
+        retryLater();
+    }
+}
+
+void PipeWireSession::watchSocket() {
+    const char* folder = std::getenv("PIPEWIRE_RUNTIME_DIR");
+    folder = folder != nullptr ? folder : std::getenv("XDG_RUNTIME_DIR");
+    socketFolder_ = FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (folder == nullptr || !socketFolder_.isOpen() ||
+        inotify_add_watch(socketFolder_.get(), folder, IN_CREATE | IN_MOVED_TO) < 0) {
+        return;
+    }
+    socketSource_ = pw_loop_add_io(
+        pw_thread_loop_get_loop(loop()), socketFolder_.get(), SPA_IO_IN, false,
+        [](void* self, int, std::uint32_t) noexcept {
+            static_cast<PipeWireSession*>(self)->onSocketFolder();
+        },
+        this);
+}
+
+void PipeWireSession::onSocketFolder() noexcept {
+    std::array<char, 4096> events{};
+    while (read(socketFolder_.get(), events.data(), events.size()) > 0) {
+    }
+    // Whatever appeared, a socket among it or soon after.
+    if (core_ == nullptr) {
+        quickRetriesLeft_ = std::max(quickRetriesLeft_, quickRetries / 10);
+        retryIn(std::chrono::milliseconds(1));
     }
 }
 
@@ -117,6 +154,9 @@ PipeWireSession::~PipeWireSession() {
     pw_thread_loop_stop(loop());
     disconnect();
     context_.reset();
+    if (socketSource_ != nullptr) {
+        pw_loop_destroy_source(pw_thread_loop_get_loop(loop()), socketSource_);
+    }
     if (timer_ != nullptr) {
         pw_loop_destroy_source(pw_thread_loop_get_loop(loop()), timer_);
     }
@@ -164,19 +204,27 @@ void PipeWireSession::disconnect() {
     links_.clear();
 }
 
+void PipeWireSession::retryLater() {
+    retryIn(quickRetriesLeft_ > 0 ? quickInterval : slowInterval);
+    quickRetriesLeft_ = std::max(0, quickRetriesLeft_ - 1);
+}
+
 void PipeWireSession::retryIn(std::chrono::milliseconds delay) {
-    timespec time{0, std::chrono::nanoseconds(delay).count()};
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(delay);
+    timespec time{seconds.count(), std::chrono::nanoseconds(delay - seconds).count()};
     pw_loop_update_timer(pw_thread_loop_get_loop(loop()), timer_, &time, nullptr, false);
 }
 
 void PipeWireSession::onTimer() {
     if (lost_) {
         lost_ = false;
+        quickRetriesLeft_ = quickRetries;
+        ready_ = false;
         onChange_(Change::disconnected); // streams go before their connection
         disconnect();
     }
     if (core_ == nullptr && !tryConnect()) {
-        retryIn(retryInterval);
+        retryLater();
     }
 }
 
@@ -204,6 +252,12 @@ bool PipeWireSession::waitUntilReady(std::chrono::milliseconds limit) {
     return ready_;
 }
 
+void PipeWireSession::changed(Change change) {
+    if (ready_) { // before that it is all one piece of news
+        onChange_(change);
+    }
+}
+
 void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dict* properties) {
     const std::string_view kind = type;
     if (kind == PW_TYPE_INTERFACE_Node) {
@@ -211,12 +265,12 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
                   text(properties, PW_KEY_MEDIA_CLASS), number(properties, PW_KEY_OBJECT_SERIAL)};
         if (node.isDevice()) {
             nodes_[id] = std::move(node);
-            onChange_(Change::devices);
+            changed(Change::devices);
         }
     } else if (kind == PW_TYPE_INTERFACE_Link) {
         links_[id] = {number(properties, PW_KEY_LINK_OUTPUT_NODE),
                       number(properties, PW_KEY_LINK_INPUT_NODE)};
-        onChange_(Change::links);
+        changed(Change::links);
     } else if (kind == PW_TYPE_INTERFACE_Metadata && metadata_ == nullptr &&
                text(properties, PW_KEY_METADATA_NAME) == "default") {
         metadata_ = static_cast<pw_metadata*>(
@@ -224,16 +278,18 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
         metadataId_ = id;
         metadataListener_ = {};
         pw_metadata_add_listener(metadata_, &metadataListener_, &metadataEvents, this);
+        changed(Change::manager);
     }
 }
 
 void PipeWireSession::onGlobalRemoved(std::uint32_t id) {
     if (id == metadataId_) {
         releaseMetadata(); // a session manager that starts anew brings its own
+        changed(Change::manager);
     } else if (nodes_.erase(id) > 0) {
-        onChange_(Change::devices);
+        changed(Change::devices);
     } else if (links_.erase(id) > 0) {
-        onChange_(Change::links);
+        changed(Change::links);
     }
 }
 
@@ -242,7 +298,7 @@ int PipeWireSession::onMetadata(std::uint32_t subject, const char* key, const ch
         std::string name = value == nullptr ? std::string() : nameInJson(value);
         if (name != defaultSink_) {
             defaultSink_ = std::move(name);
-            onChange_(Change::defaultDevice);
+            changed(Change::defaultDevice);
         }
     }
     return 0;

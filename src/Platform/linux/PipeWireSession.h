@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/AudioOutput.h"
+#include "Platform/linux/FileDescriptor.h"
 
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
@@ -57,7 +58,7 @@ class PipeWireSession {
         std::uint32_t outputNode = 0;
         std::uint32_t inputNode = 0;
     };
-    enum class Change { connected, disconnected, devices, defaultDevice, links };
+    enum class Change { connected, disconnected, devices, manager, defaultDevice, links };
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
 
@@ -67,13 +68,17 @@ class PipeWireSession {
     PipeWireSession(const PipeWireSession&) = delete;
     PipeWireSession& operator=(const PipeWireSession&) = delete;
 
-    /// Starts the loop and tries to reach a server once; further tries follow every 100 ms until one
-    /// answers, and again whenever it is lost. Call once, without the lock.
+    /// Starts the loop and tries to reach a server once; further tries follow until one answers, and again
+    /// whenever it is lost: every 100 ms at first, then when its socket appears. Call once, without the lock.
     void start();
 
     [[nodiscard]] pw_thread_loop* loop() const { return loop_.get(); }
     /// Null while no server answers.
     [[nodiscard]] pw_core* core() const { return core_.get(); }
+    /// Whether the registry has been read.
+    [[nodiscard]] bool isReady() const { return ready_; }
+    /// Whether a session manager is there to link streams to devices.
+    [[nodiscard]] bool hasManager() const { return metadata_ != nullptr; }
     /// Waits at most this long until the registry has been read; true when it has.
     bool waitUntilReady(std::chrono::milliseconds limit);
 
@@ -93,9 +98,13 @@ class PipeWireSession {
     bool tryConnect();
     void disconnect();
     void releaseMetadata();
+    void watchSocket();
+    void onSocketFolder() noexcept;
     void retryIn(std::chrono::milliseconds delay);
+    void retryLater();
     void onTimer();
     void onDone(int sequence);
+    void changed(Change change);
     void onGlobal(std::uint32_t id, const char* type, const spa_dict* properties);
     void onGlobalRemoved(std::uint32_t id);
     int onMetadata(std::uint32_t subject, const char* key, const char* value);
@@ -105,6 +114,10 @@ class PipeWireSession {
     std::unique_ptr<pw_context, PipeWireDeleter<pw_context_destroy>> context_;
     std::unique_ptr<pw_core, PipeWireDeleter<pw_core_disconnect>> core_;
     spa_source* timer_ = nullptr;
+    /// Tells of what appears in the folder of the server's socket.
+    FileDescriptor socketFolder_;
+    spa_source* socketSource_ = nullptr;
+    int quickRetriesLeft_ = 0;
     pw_registry* registry_ = nullptr;
     pw_metadata* metadata_ = nullptr;
     /// The metadata's registry id, to see it go with its session manager.

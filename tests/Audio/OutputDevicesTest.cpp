@@ -1,0 +1,104 @@
+#include "Audio/OutputDevices.h"
+
+#include "Audio/ListenerToken.h"
+#include "Platform/Virtual/VirtualDevices.h"
+#include "fakes/ManualQueue.h"
+#include "support/LogCapture.h"
+#include "support/PlainThreads.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace keysong::test {
+namespace {
+
+TEST(OutputDevices, ListsOnlyWhatCanPlay) {
+    VirtualDevices devices;
+    devices.replace({}, std::nullopt);
+    EXPECT_TRUE(OutputDevices::all(devices).empty());
+    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "uid"), std::nullopt);
+    devices.replace({{1, "mic", "Microphone", 0},
+                     {2, "Nameless", std::nullopt},
+                     {3, std::nullopt, "No UID"},
+                     {4, "uid", "First"},
+                     {5, "uid", "Second"}},
+                    1);
+    EXPECT_EQ(OutputDevices::all(devices),
+              (std::vector<AudioOutputDevice>{{4, "uid", "First"}, {5, "uid", "Second"}}));
+    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "mic"), std::nullopt);
+    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "Nameless"), 2U);
+    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "uid"), 4U);
+    EXPECT_EQ(OutputDevices::deviceIdForUid(devices, "UID"), std::nullopt);
+}
+
+const std::vector<DeviceListProperty> bothProperties = {DeviceListProperty::defaultOutputDevice,
+                                                        DeviceListProperty::devices};
+
+TEST(ListenerToken, TellsOnItsQueueAboutWhatItListensTo) {
+    VirtualDevices devices;
+    auto ownQueue = std::make_unique<ManualQueue>();
+    ManualQueue& queue = *ownQueue;
+    int told = 0;
+    {
+        const ListenerToken token(devices, std::move(ownQueue), bothProperties, [&] { ++told; });
+        devices.setDefault(7);
+        devices.plug({2, "b", "B"});
+        EXPECT_EQ(told, 0) << "called on the thread of the change";
+        queue.advance({});
+        EXPECT_EQ(told, 2);
+        devices.unplug(2); // still waiting when the token goes
+    }
+    devices.plug({3, "c", "C"});
+    EXPECT_EQ(told, 2);
+    EXPECT_EQ(devices.listenerCount(), 0U);
+}
+
+TEST(ListenerToken, ARefusedPropertyIsLoggedAndTheOtherHeard) {
+    VirtualDevices devices;
+    devices.refuseListeners(DeviceListProperty::defaultOutputDevice, -50);
+    auto ownQueue = std::make_unique<ManualQueue>();
+    ManualQueue& queue = *ownQueue;
+    int told = 0;
+    const ListenerToken token(devices, std::move(ownQueue), bothProperties, [&] { ++told; });
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                testing::ElementsAre("device listener 1682929012 failed: -50"));
+    devices.setDefault(std::nullopt);
+    devices.plug({2, "b", "B"});
+    queue.advance({});
+    EXPECT_EQ(told, 1);
+}
+
+TEST(ListenerToken, ItsReleaseWaitsForACallAndNoneFollows) {
+    VirtualDevices devices;
+    PlainThreads threads;
+    std::atomic<bool> stop{false};
+    std::thread hotPlugger([&] {
+        for (AudioDeviceId id = 2; !stop; ++id) {
+            devices.plug({id, "x", "X"});
+            devices.unplug(id);
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        std::atomic<bool> alive{true};
+        std::atomic<bool> late{false};
+        {
+            const ListenerToken token(devices, threads, bothProperties, [&] {
+                std::this_thread::yield();
+                late = late || !alive;
+            });
+            std::this_thread::yield();
+        }
+        alive = false;
+        std::this_thread::yield();
+        ASSERT_FALSE(late);
+    }
+    stop = true;
+    hotPlugger.join();
+    EXPECT_EQ(devices.listenerCount(), 0U);
+}
+
+} // namespace
+} // namespace keysong::test

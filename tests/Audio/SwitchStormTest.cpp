@@ -1,0 +1,23 @@
+#include "support/SwitchStorm.h"
+
+#include "Platform/Virtual/VirtualOutput.h"
+#include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/MonotonicClock.h"
+
+#include <gtest/gtest.h>
+
+namespace keysong::test {
+namespace {
+
+TEST(SwitchStorm, HitsFromTwoThreadsThroughTwoHundredSwitches) {
+    LinuxThreads threads;
+    const MonotonicClock clock;
+    VirtualOutput virtualOutput(threads, clock);
+    virtualOutput.devices().replace({{1, "uid-a", "A"}, {2, "uid-b", "B"}}, 1);
+    WatchedOutput output(virtualOutput);
+    SoundEngine engine(output, clock, threads, RandomSource(3));
+    runSwitchStorm(engine, output, {"uid-a", "uid-b"}, 200);
+}
+
+} // namespace
+} // namespace keysong::test

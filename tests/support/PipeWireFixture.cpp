@@ -1,0 +1,68 @@
+#include "support/PipeWireFixture.h"
+
+#include "Platform/linux/SndfileAudio.h"
+#include "support/WaveFile.h"
+
+#include <cmath>
+#include <thread>
+
+namespace keysong::test {
+
+using std::chrono::milliseconds;
+
+bool eventually(const std::function<bool()>& condition, milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(milliseconds(2));
+    }
+    return true;
+}
+
+std::vector<std::int64_t> clicksIn(const std::filesystem::path& file) {
+    const auto reader = SndfileAudio().open(file);
+    std::vector<float> frames(static_cast<std::size_t>(reader->lengthFrames()) * reader->format().channels);
+    frames.resize(reader->read(frames) * reader->format().channels);
+    std::vector<std::int64_t> positions;
+    for (std::size_t i = 0; i < frames.size() / 2; ++i) {
+        if (std::abs(frames[2 * i]) > 0.1F) {
+            positions.push_back(static_cast<std::int64_t>(i));
+        }
+    }
+    return positions;
+}
+
+std::shared_ptr<const SoundSet> PipeWireFixture::clickSet() {
+    std::vector<float> click(8, 0.0F);
+    click[0] = 0.9F;
+    folder.write("click/click.wav", waveBytes(click, {}));
+    folder.write("click/manifest.json",
+                 R"({"schema":1,"id":"click","name":"Click","pitchVariation":0,"gainVariation":0,)"
+                 R"("defaults":{"down":["click.wav"]}})");
+    return SoundSet::load(folder.path() / "click", SoundEngine::renderFormat, SndfileAudio());
+}
+
+pid_t PipeWireFixture::startRecording(const std::string& sink, const std::string& name) {
+    const auto file = folder.path() / name;
+    const pid_t recorder = PrivatePipeWire::record(sink, file.string());
+    EXPECT_TRUE(eventually(
+        [&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 20'000; }));
+    return recorder;
+}
+
+int PipeWireFixture::heardOn(const std::string& sink, SoundEngine& engine) {
+    const pid_t recorder = startRecording(sink, "heard.wav");
+    for (int i = 0; i < 3; ++i) {
+        engine.play(SoundEvent::keyDown(0));
+        std::this_thread::sleep_for(milliseconds(50));
+    }
+    std::this_thread::sleep_for(milliseconds(150));
+    PrivatePipeWire::stop(recorder);
+    const auto clicks = clicksIn(folder.path() / "heard.wav");
+    std::filesystem::remove(folder.path() / "heard.wav");
+    return static_cast<int>(clicks.size());
+}
+
+} // namespace keysong::test

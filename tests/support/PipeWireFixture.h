@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Audio/SoundEngine.h"
+#include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/MonotonicClock.h"
+#include "Platform/linux/PipeWireOutput.h"
+#include "support/LogCapture.h"
+#include "support/PrivatePipeWire.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+namespace keysong::test {
+
+/// The machine's clock, remembering what it answered last: the time that a hit carries.
+class RememberingClock final : public Clock {
+  public:
+    [[nodiscard]] std::chrono::nanoseconds now() const noexcept override {
+        const auto time = clock_.now();
+        last_ = time.count();
+        return time;
+    }
+    [[nodiscard]] std::int64_t last() const { return last_; }
+
+  private:
+    MonotonicClock clock_;
+    mutable std::atomic<std::int64_t> last_ = 0;
+};
+
+/// Polls until the condition holds; false when the limit passed.
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::milliseconds limit = std::chrono::milliseconds(10'000));
+
+/// The positions of single clicks in a recording.
+std::vector<std::int64_t> clicksIn(const std::filesystem::path& file);
+
+/// A private sound server and what is needed to play clicks on it.
+class PipeWireFixture : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(server.start()) << "no private PipeWire server"; }
+
+    /// A set whose every sound is one click, without variation.
+    std::shared_ptr<const SoundSet> clickSet();
+    /// Starts a recorder on a sink's monitor and waits until it records; the file is in the folder.
+    pid_t startRecording(const std::string& sink, const std::string& name);
+    /// How many of three hits are heard on a sink.
+    int heardOn(const std::string& sink, SoundEngine& engine);
+
+    TempFolder folder;
+    PrivatePipeWire server;
+    LinuxThreads threads;
+    RememberingClock clock;
+};
+
+} // namespace keysong::test
