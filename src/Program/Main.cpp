@@ -1,10 +1,12 @@
 #include "App/BackgroundSession.h"
 #include "App/CommandLine.h"
+#include "App/PreferenceMigration.h"
 #include "Audio/AudioDevTest.h"
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
 #include "Platform/linux/ChooseAudioOutput.h"
 #include "Platform/linux/IcuTextOrder.h"
+#include "Platform/linux/LinuxDurableFiles.h"
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/LinuxPlaces.h"
 #include "Platform/linux/LinuxThreads.h"
@@ -30,6 +32,7 @@ struct Machine {
     MonotonicClock clock;
     IcuTextOrder textOrder{places};
     SndfileAudio audioFiles;
+    LinuxDurableFiles durableFiles;
 };
 
 int runApplication(Machine& machine) {
@@ -55,6 +58,13 @@ int runAudioTest(Machine& machine, std::span<const std::string_view> arguments,
                               machine.audioFiles,
                               [](std::chrono::nanoseconds time) { std::this_thread::sleep_for(time); }},
                              arguments));
+}
+
+int runMigrationTest(const Machine& machine) {
+    const PreferenceDomains domains(machine.places.userConfig(), machine.durableFiles);
+    const auto failures = PreferenceMigration(domains).migrationSelfCheck();
+    std::fputs(PreferenceMigration::report(failures).c_str(), stdout);
+    return failures.empty() ? 0 : 1;
 }
 
 int notYet(const char* mode) {
@@ -83,7 +93,7 @@ int run(std::span<const std::string_view> arguments) {
     case Mode::deviceTest:
         return notYet("--device-test");
     case Mode::migrateTest:
-        return notYet("--migrate-test");
+        return runMigrationTest(machine);
     }
     return 0;
 }
