@@ -22,6 +22,9 @@ class Places {
     /// is none.
     [[nodiscard]] virtual std::filesystem::path userData() const = 0;
 
+    /// The folder below which each product keeps its preferences. Empty where there is none.
+    [[nodiscard]] virtual std::filesystem::path userConfig() const = 0;
+
     /// The folder of the resources that came with the program, found from the executable, so that it also
     /// works in a build tree.
     [[nodiscard]] virtual std::filesystem::path resources() const = 0;

@@ -1,11 +1,13 @@
 #include "App/BackgroundSession.h"
 #include "App/CommandLine.h"
+#include "App/PreferenceMigration.h"
 #include "Audio/AudioDevTest.h"
 #include "Audio/FallbackOutput.h"
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
 #include "Platform/linux/AudioOutputFactories.h"
 #include "Platform/linux/IcuTextOrder.h"
+#include "Platform/linux/LinuxDurableFiles.h"
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/LinuxPlaces.h"
 #include "Platform/linux/LinuxThreads.h"
@@ -33,6 +35,7 @@ struct Machine {
     MonotonicClock clock;
     IcuTextOrder textOrder{places};
     SndfileAudio audioFiles;
+    LinuxDurableFiles durableFiles;
 };
 
 std::unique_ptr<AudioOutput> makeOutput(Machine& machine) {
@@ -67,6 +70,13 @@ int runAudioTest(Machine& machine, std::span<const std::string_view> arguments,
                              arguments));
 }
 
+int runMigrationTest(const Machine& machine) {
+    const PreferenceDomains domains(machine.places.userConfig(), machine.durableFiles);
+    const auto failures = PreferenceMigration(domains).migrationSelfCheck();
+    std::fputs(PreferenceMigration::report(failures).c_str(), stdout);
+    return failures.empty() ? 0 : 1;
+}
+
 int notYet(const char* mode) {
     std::fprintf(stderr, "%s is not available in this version\n", mode);
     return 1;
@@ -94,7 +104,7 @@ int run(std::span<const std::string_view> arguments) {
         return runAudioTest(machine, arguments,
                             [&](const AudioDevTest& test) { return test.deviceTest(commandLine.rounds); });
     case Mode::migrateTest:
-        return notYet("--migrate-test");
+        return runMigrationTest(machine);
     }
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "Shared/SoundManifest.h"
 
+#include "Shared/JsonDocument.h"
 #include "Shared/NumberText.h"
 
 #include <nlohmann/json.hpp>
@@ -12,36 +13,14 @@ namespace {
 
 using Json = nlohmann::json;
 
-/// A manifest nests four deep; the rest is room for keys that this version ignores. Deeper documents are
-/// refused, because the parsed tree is taken down by recursion.
-constexpr int deepestNesting = 64;
-
 [[noreturn]] void fail(const std::string& where, std::string_view problem) {
     throw SoundManifestError("\"" + where + "\" " + std::string(problem));
 }
 
-/// The document's top level, an object.
 Json parseDocument(std::string_view bytes) {
-    if (bytes.size() > SoundManifest::largestFileBytes) {
-        throw SoundManifestError("the file is too large for a manifest");
-    }
-    // The parser takes a zero byte for the end of its input and would not see what follows.
-    if (bytes.find('\0') != std::string_view::npos) {
-        throw SoundManifestError("the file contains a zero byte");
-    }
-    const auto limitDepth = [](int depth, Json::parse_event_t, Json&) {
-        if (depth > deepestNesting) {
-            throw SoundManifestError("the file is nested too deeply");
-        }
-        return true;
-    };
     try {
-        Json document = Json::parse(bytes.begin(), bytes.end(), limitDepth);
-        if (!document.is_object()) {
-            throw SoundManifestError("the top level is not an object");
-        }
-        return document;
-    } catch (const Json::exception& error) {
+        return parseJsonObject(bytes, SoundManifest::largestFileBytes);
+    } catch (const JsonDocumentError& error) {
         throw SoundManifestError(error.what());
     }
 }

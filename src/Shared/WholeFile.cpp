@@ -21,8 +21,10 @@ FileReadError::FileReadError(Kind kind, const std::filesystem::path& path, const
 std::string readWholeFile(const std::filesystem::path& path, std::size_t largestBytes) {
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
-    if (error) {
-        failUnreadable(path, error.message());
+    if (!std::filesystem::exists(status)) {
+        const bool missing = status.type() == std::filesystem::file_type::not_found;
+        throw FileReadError(missing ? FileReadError::Kind::missing : FileReadError::Kind::unreadable, path,
+                            error.message());
     }
     // Opening a pipe that nobody writes to would wait for ever.
     if (!std::filesystem::is_regular_file(status)) {

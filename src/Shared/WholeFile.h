@@ -11,7 +11,9 @@ namespace keysong {
 class FileReadError : public std::runtime_error {
   public:
     enum class Kind {
-        /// Missing, not a regular file, no permission, or a failing disk.
+        /// There is nothing at the path, or behind the symbolic link at it.
+        missing,
+        /// Not a regular file, no permission, or a failing disk.
         unreadable,
         /// There, but larger than the reader was told to take.
         tooLarge,

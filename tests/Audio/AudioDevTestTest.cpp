@@ -20,6 +20,7 @@ class TestPlaces final : public Places {
     }
     [[nodiscard]] std::filesystem::path home() const override { return root; }
     [[nodiscard]] std::filesystem::path userData() const override { return root / "data"; }
+    [[nodiscard]] std::filesystem::path userConfig() const override { return root / "config"; }
     [[nodiscard]] std::filesystem::path resources() const override { return root; }
 };
 

@@ -29,19 +29,16 @@ class ScopedVariable {
     std::optional<std::string> old_;
 };
 
-TEST(LinuxPlaces, DataLiesWhereTheEnvironmentSaysOrInTheHomeFolder) {
+TEST(LinuxPlaces, DataAndPreferencesLieWhereTheEnvironmentSaysOrInTheHomeFolder) {
     const LinuxPlaces places;
     const ScopedVariable home("HOME", "/home/someone");
     EXPECT_EQ(places.home(), "/home/someone");
-    const std::vector<std::pair<const char*, const char*>> rows = {
-        {nullptr, "/home/someone/.local/share"},
-        {"", "/home/someone/.local/share"},
-        {"relative/data", "/home/someone/.local/share"},
-        {"/data", "/data"},
-    };
-    for (const auto& [value, folder] : rows) {
+    for (const char* const value : {static_cast<const char*>(nullptr), "", "relative/folder", "/folder"}) {
         const ScopedVariable data("XDG_DATA_HOME", value);
-        EXPECT_EQ(places.userData(), folder) << (value == nullptr ? "unset" : value);
+        const ScopedVariable config("XDG_CONFIG_HOME", value);
+        const bool counts = std::string_view(value == nullptr ? "" : value).starts_with('/');
+        EXPECT_EQ(places.userData(), counts ? "/folder" : "/home/someone/.local/share");
+        EXPECT_EQ(places.userConfig(), counts ? "/folder" : "/home/someone/.config");
     }
 }
 

@@ -34,9 +34,19 @@ TEST(WholeFile, RefusesWhatIsNoRegularFileWithoutWaiting) {
     const auto pipe = folder.path() / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const std::filesystem::path& path :
-         {pipe, folder.path(), folder.path() / "missing", std::filesystem::path("/dev/zero")}) {
+         {pipe, folder.path(), std::filesystem::path("/dev/zero")}) {
         EXPECT_EQ(failureOf(path, 10), FileReadError::Kind::unreadable) << path;
     }
+}
+
+TEST(WholeFile, TellsAMissingFileFromOneThatCannotBeRead) {
+    const test::TempFolder folder;
+    std::filesystem::create_symlink("nowhere", folder.path() / "dangling");
+    std::filesystem::create_symlink("loop", folder.path() / "loop");
+    for (const char* const name : {"missing", "missing/file", "dangling"}) {
+        EXPECT_EQ(failureOf(folder.path() / name, 10), FileReadError::Kind::missing) << name;
+    }
+    EXPECT_EQ(failureOf(folder.path() / "loop", 10), FileReadError::Kind::unreadable);
 }
 
 } // namespace

@@ -12,6 +12,7 @@ class FakePlaces final : public Places {
     std::map<std::string, std::string> variables;
     std::filesystem::path homeFolder;
     std::filesystem::path userDataFolder;
+    std::filesystem::path userConfigFolder;
     std::filesystem::path resourcesFolder;
 
     [[nodiscard]] std::optional<std::string> environment(const std::string& name) const override {
@@ -20,6 +21,7 @@ class FakePlaces final : public Places {
     }
     [[nodiscard]] std::filesystem::path home() const override { return homeFolder; }
     [[nodiscard]] std::filesystem::path userData() const override { return userDataFolder; }
+    [[nodiscard]] std::filesystem::path userConfig() const override { return userConfigFolder; }
     [[nodiscard]] std::filesystem::path resources() const override { return resourcesFolder; }
 };
 

@@ -37,6 +37,10 @@ std::filesystem::path LinuxPlaces::userData() const {
     return userBaseFolder(*this, "XDG_DATA_HOME", ".local/share");
 }
 
+std::filesystem::path LinuxPlaces::userConfig() const {
+    return userBaseFolder(*this, "XDG_CONFIG_HOME", ".config");
+}
+
 std::filesystem::path LinuxPlaces::resources() const {
     std::error_code error;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);

@@ -15,6 +15,9 @@ class LinuxPlaces final : public Places {
     /// `XDG_DATA_HOME`, or ".local/share" in the home folder.
     [[nodiscard]] std::filesystem::path userData() const override;
 
+    /// `XDG_CONFIG_HOME`, or ".config" in the home folder.
+    [[nodiscard]] std::filesystem::path userConfig() const override;
+
     /// "share/keysong" beside the folder of the executable.
     [[nodiscard]] std::filesystem::path resources() const override;
 };

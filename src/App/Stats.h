@@ -1,0 +1,51 @@
+#pragma once
+
+#include "App/Preferences.h"
+#include "Shared/Mutex.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace keysong {
+
+/// Counts key presses across launches. Only their number is kept.
+///
+/// Make it after the preferences of older names were carried over, so that it goes on from their total.
+class Stats {
+  public:
+    /// The total's preference key.
+    static constexpr const char* key = "keysPressed";
+    /// So many ticks, one a second, lie between two stored totals.
+    static constexpr int ticksPerFlush = 10;
+
+    /// Goes on from the stored total, 0 where there is none. `preferences` outlives the counter.
+    explicit Stats(Preferences& preferences);
+
+    /// Counts a key press. Any thread, the event-tap thread above all: one atomic addition.
+    void increment() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
+
+    /// The running total. Any thread.
+    [[nodiscard]] std::int64_t count() const noexcept { return count_.load(std::memory_order_relaxed); }
+
+    /// Hands the total to the preferences, which write it within their interval. Any thread but the render
+    /// and event-tap threads.
+    void flush() KEYSONG_EXCLUDES(persistence_);
+
+    /// Starts again from 0 and has that on the disk when it returns. Any thread but the render and event-tap
+    /// threads.
+    void reset() KEYSONG_EXCLUDES(persistence_);
+
+    /// Call it once a second on the main thread: every tenth call flushes. Returns the total to show.
+    std::int64_t statsTick() KEYSONG_EXCLUDES(persistence_);
+
+  private:
+    static_assert(std::atomic<std::int64_t>::is_always_lock_free);
+
+    Preferences& preferences_;
+    std::atomic<std::int64_t> count_;
+    /// Keeps the total of a flush from being stored after the zero of a reset.
+    Mutex persistence_;
+    int ticksSinceFlush_ = 0;
+};
+
+} // namespace keysong
