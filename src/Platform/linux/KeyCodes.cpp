@@ -218,4 +218,14 @@ KeyMeaning keyMeaningOf(std::uint16_t linuxCode) noexcept {
                                  : KeyMeaning{KeyMeaning::Kind::key, freeCode(linuxCode), 0};
 }
 
+std::vector<std::uint16_t> linuxCodesOf(std::uint32_t keyCode) {
+    std::vector<std::uint16_t> codes;
+    for (const Row& row : ordinaryKeys) {
+        if (row.code == keyCode) {
+            codes.push_back(row.linuxCode);
+        }
+    }
+    return codes;
+}
+
 } // namespace keysong

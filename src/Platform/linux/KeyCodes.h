@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace keysong {
 
@@ -26,5 +27,9 @@ struct KeyMeaning {
 /// The meaning of a Linux key code (KEY_*). Total: a key with no counterpart gets a code between 128 and 255
 /// that no other meaning uses, so that it still sounds. Any thread; real-time safe.
 [[nodiscard]] KeyMeaning keyMeaningOf(std::uint16_t linuxCode) noexcept;
+
+/// The Linux key codes (KEY_*) of the ordinary keys that have this virtual key code; empty when there is
+/// none. Any thread but the render thread.
+[[nodiscard]] std::vector<std::uint16_t> linuxCodesOf(std::uint32_t keyCode);
 
 } // namespace keysong

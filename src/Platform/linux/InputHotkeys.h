@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Platform/RawEvent.h"
+#include "Platform/linux/HotkeyDelivery.h"
+#include "Platform/linux/HotkeyTable.h"
+#include "Shared/Mutex.h"
+
+#include <atomic>
+
+namespace keysong {
+
+/// Whether the right Alt key counts as Option. On many layouts it is AltGr, which types characters and is no
+/// modifier of a hotkey; the key's code does not tell.
+enum class RightAlt { isOption, typesCharacters };
+
+/// Hotkeys recognised among the events that the program hears anyway, for sessions in which neither the
+/// display server nor the desktop offers any. The press also reaches the application in front.
+///
+/// An event is compared with the registered combinations and forgotten. Nothing of it is kept, counted or
+/// passed on: what the program learns is only that one of its own hotkeys was pressed.
+class InputHotkeys final : public HotkeyRegistrar {
+  public:
+    /// The queue outlives the registrar and runs its tasks on the main thread.
+    explicit InputHotkeys(TaskQueue& mainQueue) : delivery_(mainQueue) {}
+
+    /// Looks at one event. The event-tap thread: an event without modifiers costs two compares, one with
+    /// modifiers a short lock besides, a press of a hotkey a task for the main thread.
+    void observe(const RawEvent& event) KEYSONG_EXCLUDES(mutex_);
+
+    /// Any thread. Until told otherwise the right Alt key types characters: a hotkey that stays out is a
+    /// smaller fault than one that goes off while someone types.
+    void setRightAlt(RightAlt meaning) noexcept { rightAlt_.store(meaning, std::memory_order_relaxed); }
+
+    void installHandlers(Handlers handlers) override { delivery_.install(std::move(handlers)); }
+    [[nodiscard]] HotkeyStatus registerHotkey(HotkeyCombination combination, HotkeyIdentity identity) override
+        KEYSONG_EXCLUDES(mutex_);
+    void unregisterHotkey(HotkeyIdentity identity) override KEYSONG_EXCLUDES(mutex_);
+    [[nodiscard]] std::string_view way() const override { return "input"; }
+
+  private:
+    HotkeyDelivery delivery_;
+    std::atomic<RightAlt> rightAlt_ = RightAlt::typesCharacters;
+    Mutex mutex_;
+    HotkeyTable table_ KEYSONG_GUARDED_BY(mutex_);
+};
+
+} // namespace keysong

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <memory>
+
+namespace keysong {
+
+struct FreeXcbMemory {
+    void operator()(void* memory) const noexcept { std::free(memory); }
+};
+
+/// A reply, event or error of xcb's, which its receiver frees. Null where the server gave none.
+template <typename Reply>
+using XcbRef = std::unique_ptr<Reply, FreeXcbMemory>;
+
+/// Takes over what an xcb function returned.
+template <typename Reply>
+[[nodiscard]] XcbRef<Reply> xcbRef(Reply* reply) {
+    return XcbRef<Reply>(reply);
+}
+
+/// Whether an X server runs inside a Wayland session: it then sees only the keys of its own windows. Round
+/// trips to the server; the thread that uses the connection.
+[[nodiscard]] bool isXwayland(xcb_connection_t* connection);
+
+} // namespace keysong
