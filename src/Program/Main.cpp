@@ -1,22 +1,12 @@
-#include "App/BackgroundSession.h"
 #include "App/CommandLine.h"
 #include "App/PreferenceMigration.h"
 #include "Audio/AudioDevTest.h"
-#include "Audio/FallbackOutput.h"
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
-#include "Platform/linux/AudioOutputFactories.h"
-#include "Platform/linux/IcuTextOrder.h"
-#include "Platform/linux/LinuxDurableFiles.h"
 #include "Platform/linux/LinuxInput.h"
-#include "Platform/linux/LinuxPlaces.h"
-#include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/LogSinks.h"
-#include "Platform/linux/MonotonicClock.h"
-#include "Platform/linux/SndfileAudio.h"
-#include "Platform/linux/TerminationSignals.h"
+#include "Program/Application.h"
 #include "Shared/Log.h"
-#include "Shared/SerialQueue.h"
 
 #include <cstdio>
 #include <exception>
@@ -28,40 +18,12 @@
 namespace keysong {
 namespace {
 
-/// The machine's services, made once for the process.
-struct Machine {
-    LinuxPlaces places;
-    LinuxThreads threads;
-    MonotonicClock clock;
-    IcuTextOrder textOrder{places};
-    SndfileAudio audioFiles;
-    LinuxDurableFiles durableFiles;
-};
-
-std::unique_ptr<AudioOutput> makeOutput(Machine& machine) {
-    return std::make_unique<FallbackOutput>(
-        audioOutputFactories(machine.places, machine.threads, machine.clock),
-        std::make_unique<SerialQueue>(machine.threads,
-                                      ThreadAttributes{"com.orlen.keysong.output", "output"}));
-}
-
-int runApplication(Machine& machine) {
-    TerminationSignals termination;
-    const auto output = makeOutput(machine);
-    const auto input = makeInputSource();
-    SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
-    BackgroundSession session({engine, *input, machine.threads, machine.places, machine.textOrder,
-                               machine.audioFiles, termination});
-    session.run();
-    return 0;
-}
-
 int runAudioTest(Machine& machine, std::span<const std::string_view> arguments,
                  const std::function<int(const AudioDevTest&)>& mode) {
     // Made with the first engine: a mode that fails before it needs no sound output.
     std::unique_ptr<AudioOutput> output;
     const auto makeEngine = [&] {
-        output = makeOutput(machine);
+        output = machine.makeOutput();
         return std::make_unique<SoundEngine>(*output, machine.clock, machine.threads, RandomSource());
     };
     return mode(AudioDevTest({makeEngine, machine.clock, machine.threads, machine.places, machine.textOrder,
@@ -82,7 +44,7 @@ int notYet(const char* mode) {
     return 1;
 }
 
-int run(std::span<const std::string_view> arguments) {
+int run(std::span<const std::string_view> arguments, char* programPath) {
     using Mode = CommandLine::Mode;
     Machine machine;
     const auto sink = makeLogSink(machine.places);
@@ -90,7 +52,7 @@ int run(std::span<const std::string_view> arguments) {
     const CommandLine commandLine = CommandLine::parse(arguments);
     switch (commandLine.mode) {
     case Mode::application:
-        return runApplication(machine);
+        return runApplication(machine, programPath);
     case Mode::inputTest: {
         const auto input = makeInputSource();
         return InputDevTest(*input, machine.threads).run(arguments);
@@ -116,7 +78,7 @@ int main(int count, char** words) {
     const std::vector<std::string_view> arguments(words, words + count);
     int status = 1;
     try {
-        status = keysong::run(arguments);
+        status = keysong::run(arguments, words[0]);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "keysong: %s\n", error.what());
     }

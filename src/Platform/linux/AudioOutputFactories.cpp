@@ -11,13 +11,14 @@ namespace keysong {
 
 namespace {
 
-/// A server that is there answers in a few milliseconds; one that is starting gets a little more.
-constexpr std::chrono::milliseconds answerLimit{1000};
+/// A server that is there answers in a few milliseconds; one that starts with the session gets time to find
+/// the devices, or the one that the user chose would count as unplugged.
+constexpr std::chrono::milliseconds answerLimit{2000};
 
 std::unique_ptr<AudioOutput> makePipeWireOutput() {
     try {
         auto output = std::make_unique<PipeWireOutput>();
-        static_cast<void>(output->serverAnswers(answerLimit));
+        output->waitUntilReady(answerLimit);
         return output;
     } catch (const AudioOutputError& error) {
         log.error("PipeWire is not available: %{public}s", error.what());

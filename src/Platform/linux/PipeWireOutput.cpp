@@ -60,9 +60,16 @@ PipeWireOutput::~PipeWireOutput() {
     }
 }
 
-bool PipeWireOutput::serverAnswers(std::chrono::milliseconds limit) {
+bool PipeWireOutput::waitUntilReady(std::chrono::milliseconds limit) {
     const PipeWireLock lock(session_->loop());
-    return session_->waitUntilReady(limit);
+    timespec deadline{};
+    pw_thread_loop_get_time(session_->loop(), &deadline, std::chrono::nanoseconds(limit).count());
+    while (session_->core() != nullptr && readinessNow() != Readiness::ready) {
+        if (pw_thread_loop_timed_wait_full(session_->loop(), &deadline) < 0) {
+            break;
+        }
+    }
+    return readinessNow() == Readiness::ready;
 }
 
 std::int32_t PipeWireOutput::requestBufferFrames(std::uint32_t frames) {
@@ -253,10 +260,11 @@ void PipeWireOutput::setConfigurationChangeHandler(std::function<void()> handler
 
 void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
     using Change = PipeWireSession::Change;
+    pw_thread_loop_signal(session_->loop(), false);
     switch (change) {
     case Change::disconnected:
+        // The listeners are not told: a server that is gone says nothing about what is plugged in.
         destroyStream();
-        tellListeners(DeviceListProperty::devices);
         reportChange();
         break;
     case Change::connected:

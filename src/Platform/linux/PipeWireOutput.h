@@ -22,8 +22,9 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     PipeWireOutput();
     ~PipeWireOutput() override;
 
-    /// Whether a server answers, after waiting for its first words at most this long.
-    [[nodiscard]] bool serverAnswers(std::chrono::milliseconds limit);
+    /// Waits at most this long for a server that is there to have a device; true when it has one. Returns at
+    /// once when there is no server.
+    bool waitUntilReady(std::chrono::milliseconds limit);
 
     [[nodiscard]] const char* backendName() const noexcept override { return "pipewire"; }
     void setRenderer(AudioRenderer* renderer) override { renderer_ = renderer; }

@@ -52,7 +52,10 @@ class PipeWireSession {
         [[nodiscard]] bool isSink() const {
             return mediaClass == "Audio/Sink" || mediaClass == "Audio/Duplex";
         }
-        [[nodiscard]] bool isDevice() const { return isSink() || mediaClass == "Audio/Source"; }
+        [[nodiscard]] bool isSource() const {
+            return mediaClass.starts_with("Audio/Source") || mediaClass == "Audio/Duplex";
+        }
+        [[nodiscard]] bool isDevice() const { return isSink() || isSource(); }
     };
     struct Link {
         std::uint32_t outputNode = 0;

@@ -1,32 +1,24 @@
 #include "Platform/linux/TerminationSignals.h"
 
-#include <pthread.h>
+#include <sys/signalfd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <system_error>
 
 namespace keysong {
 
 TerminationSignals::TerminationSignals() {
-    sigemptyset(&signals_);
+    sigset_t signals;
+    sigemptyset(&signals);
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        sigaddset(&signals_, signal);
+        sigaddset(&signals, signal);
     }
-    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-}
-
-bool TerminationSignals::waitFor(std::chrono::nanoseconds limit) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
-    const timespec time{seconds.count(), (limit - seconds).count()};
-    int signal = -1;
-    do {
-        signal = sigtimedwait(&signals_, nullptr, &time);
-    } while (signal < 0 && errno == EINTR);
-    return signal > 0;
-}
-
-void TerminationSignals::wait() {
-    int signal = 0;
-    sigwait(&signals_, &signal);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    descriptor_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!descriptor_.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), "termination signals");
+    }
 }
 
 } // namespace keysong

@@ -1,24 +1,24 @@
 #pragma once
 
-#include "Platform/Termination.h"
-
-#include <csignal>
+#include "Platform/linux/FileDescriptor.h"
 
 namespace keysong {
 
-/// SIGTERM, SIGINT and SIGHUP, taken synchronously: no handler ever interrupts the program's work.
+/// The requests by which a desktop or a person ends the program: SIGTERM, SIGINT and SIGHUP, as a descriptor
+/// that becomes readable. No handler ever interrupts the program's work.
 ///
 /// Construct it on the main thread before any other thread starts, so that every thread leaves the signals
-/// to the one that waits.
-class TerminationSignals final : public Termination {
+/// to it.
+class TerminationSignals {
   public:
+    /// Throws std::system_error when the machine has no descriptor left.
     TerminationSignals();
 
-    [[nodiscard]] bool waitFor(std::chrono::nanoseconds limit) override;
-    void wait() override;
+    /// Readable once the program was asked to end. For the main thread's event loop.
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
   private:
-    sigset_t signals_{};
+    FileDescriptor descriptor_;
 };
 
 } // namespace keysong

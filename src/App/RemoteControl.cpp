@@ -1,0 +1,176 @@
+#include "App/RemoteControl.h"
+
+#include "App/RemoteTypes.h"
+#include "Shared/Log.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace keysong {
+
+namespace {
+
+constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
+
+/// What a message carries when its arguments are what `signature` says.
+bool hasSignature(const QDBusMessage& message, const char* signature) {
+    return message.signature() == QLatin1String(signature);
+}
+
+} // namespace
+
+RemoteControl::RemoteControl() : bus_(QDBusConnection::sessionBus()) {
+    registerRemoteTypes();
+}
+
+RemoteControl::~RemoteControl() {
+    if (bus_.isConnected()) {
+        bus_.unregisterObject(objectPath);
+    }
+}
+
+RemoteControl::Claim RemoteControl::claim() {
+    if (!bus_.isConnected()) {
+        log.notice("no session bus: remote control is not available");
+        return Claim::noBus;
+    }
+    if (!bus_.registerVirtualObject(objectPath, this, QDBusConnection::SingleNode)) {
+        log.error("remote control is not available: %s", bus_.lastError().message().toStdString());
+    }
+    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply = bus_.interface()->registerService(
+        serviceName, QDBusConnectionInterface::DontQueueService,
+        QDBusConnectionInterface::DontAllowReplacement);
+    if (!reply.isValid()) {
+        log.error("the bus did not give a name: %s", reply.error().message().toStdString());
+        return Claim::noBus;
+    }
+    return reply.value() == QDBusConnectionInterface::ServiceRegistered ? Claim::owned : Claim::taken;
+}
+
+bool RemoteControl::activateOther() {
+    auto message =
+        QDBusMessage::createMethodCall(serviceName, objectPath, applicationInterface, "Activate");
+    message << QVariantMap();
+    return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+}
+
+void RemoteControl::attach(AppModel& model, std::function<void()> quit) {
+    model_ = &model;
+    quit_ = std::move(quit);
+    for (const Property& property : properties()) {
+        if (property.changed != nullptr) {
+            connect(&model, property.changed, this, [this, &property] { emitChanged(property); });
+        }
+    }
+}
+
+void RemoteControl::emitChanged(const Property& property) const {
+    auto message = QDBusMessage::createSignal(objectPath, propertiesInterface, "PropertiesChanged");
+    message << QString(controlInterface) << QVariantMap{{property.name, property.get(*model_)}}
+            << QStringList();
+    bus_.send(message);
+}
+
+QVariantMap RemoteControl::allProperties() const {
+    QVariantMap result;
+    for (const Property& property : properties()) {
+        result.insert(property.name, property.get(*model_));
+    }
+    return result;
+}
+
+QVariantList RemoteControl::handleProperties(const QDBusMessage& message) {
+    const auto& arguments = message.arguments();
+    if (arguments.isEmpty() || arguments[0].toString() != QLatin1String(controlInterface)) {
+        throw Refusal(QDBusError::UnknownInterface, "no properties in this interface");
+    }
+    if (message.member() == "GetAll" && hasSignature(message, "s")) {
+        return {allProperties()};
+    }
+    const bool isGet = message.member() == "Get" && hasSignature(message, "ss");
+    const bool isSet = message.member() == "Set" && hasSignature(message, "ssv");
+    if (!isGet && !isSet) {
+        throw Refusal(QDBusError::UnknownMethod, "no such method with these arguments");
+    }
+    const QString name = arguments[1].toString();
+    const auto& all = properties();
+    const auto found = std::find_if(all.begin(), all.end(),
+                                    [&](const Property& property) { return name == property.name; });
+    if (found == all.end()) {
+        throw Refusal(QDBusError::UnknownProperty, "no such property: " + name.toStdString());
+    }
+    if (isGet) {
+        return {QVariant::fromValue(QDBusVariant(found->get(*model_)))};
+    }
+    if (!found->set) {
+        throw Refusal(QDBusError::PropertyReadOnly, name.toStdString() + " can only be read");
+    }
+    found->set(*model_, arguments[2].value<QDBusVariant>().variant());
+    return {};
+}
+
+bool RemoteControl::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
+    if (message.type() != QDBusMessage::MethodCallMessage || model_ == nullptr) {
+        return false;
+    }
+    QDBusMessage answer;
+    try {
+        if (message.interface() == QLatin1String(propertiesInterface)) {
+            answer = message.createReply(handleProperties(message));
+        } else {
+            const auto& all = methods();
+            const auto found = std::find_if(all.begin(), all.end(), [&](const Method& method) {
+                return message.member() == method.name && hasSignature(message, method.inSignature) &&
+                       (message.interface().isEmpty() || message.interface() == method.interface);
+            });
+            if (found == all.end()) {
+                return false; // the library answers that there is no such method
+            }
+            answer = message.createReply(found->call(*this, message.arguments()));
+        }
+    } catch (const Refusal& refusal) {
+        answer = message.createErrorReply(refusal.type(), refusal.what());
+    }
+    if (message.isReplyRequired()) {
+        connection.send(answer);
+    }
+    return true;
+}
+
+QString RemoteControl::introspect(const QString& path) const {
+    if (path != objectPath) {
+        return {};
+    }
+    const auto argumentsOf = [](const char* signature, const char* direction) {
+        QString xml;
+        for (const QString& type : completeTypes(signature)) {
+            xml += QStringLiteral("<arg type=\"%1\" direction=\"%2\"/>").arg(type, QLatin1String(direction));
+        }
+        return xml;
+    };
+    QString xml;
+    for (const char* interface : {controlInterface, applicationInterface}) {
+        xml += QStringLiteral("<interface name=\"%1\">").arg(interface);
+        for (const Method& method : methods()) {
+            if (QLatin1String(method.interface) == interface) {
+                xml += QStringLiteral("<method name=\"%1\">").arg(method.name) +
+                       argumentsOf(method.inSignature, "in") + argumentsOf(method.outSignature, "out") +
+                       "</method>";
+            }
+        }
+        if (interface == controlInterface) {
+            for (const Property& property : properties()) {
+                xml += QStringLiteral("<property name=\"%1\" type=\"%2\" access=\"%3\"/>")
+                           .arg(property.name, property.signature, property.set ? "readwrite" : "read");
+            }
+        }
+        xml += "</interface>";
+    }
+    return xml;
+}
+
+} // namespace keysong

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "App/AppModel.h"
+
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusVirtualObject>
+#include <QStringList>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace keysong {
+
+/// The program on the session bus: `org.freedesktop.Application`, by which a second launch reaches the first,
+/// and an interface of its own with every setting as a property and the everyday operations.
+///
+/// Values are checked here, before they reach the model: a wrong type, a number that is out of range or an
+/// unknown set is answered with an error. Main thread.
+class RemoteControl final : public QDBusVirtualObject {
+    Q_OBJECT
+
+  public:
+    static constexpr const char* serviceName = "com.orlen.keysong";
+    static constexpr const char* objectPath = "/com/orlen/keysong";
+    static constexpr const char* controlInterface = "com.orlen.keysong.Control";
+    static constexpr const char* applicationInterface = "org.freedesktop.Application";
+
+    enum class Claim {
+        /// This process is the program.
+        owned,
+        /// Another one is.
+        taken,
+        /// There is no bus to tell.
+        noBus,
+    };
+
+    RemoteControl();
+    ~RemoteControl() override;
+
+    /// Puts the object on the bus, then takes the name. Messages wait until the event loop runs.
+    [[nodiscard]] Claim claim();
+    /// Asks the process that owns the name to show its settings; false when it does not answer.
+    [[nodiscard]] static bool activateOther();
+
+    /// From now on answers for this model and tells the bus of its changes; `quit` ends the program. Call
+    /// once, before the event loop runs. The model outlives this object.
+    void attach(AppModel& model, std::function<void()> quit);
+
+    [[nodiscard]] QString introspect(const QString& path) const override;
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
+
+  private:
+    /// An answer that is an error: its name for programs, its text for a person.
+    class Refusal : public std::runtime_error {
+      public:
+        Refusal(QDBusError::ErrorType type, const std::string& text)
+            : std::runtime_error(text), type_(type) {}
+        [[nodiscard]] QDBusError::ErrorType type() const noexcept { return type_; }
+
+      private:
+        QDBusError::ErrorType type_;
+    };
+    struct Property {
+        const char* name;
+        /// A D-Bus type.
+        const char* signature;
+        std::function<QVariant(const AppModel&)> get;
+        /// Empty for what can only be read. Throws `Refusal`.
+        std::function<void(AppModel&, const QVariant&)> set;
+        /// The model's signal of a change; null for what never changes.
+        void (AppModel::*changed)();
+    };
+    struct Method {
+        const char* interface;
+        const char* name;
+        const char* inSignature;
+        const char* outSignature;
+        std::function<QVariantList(RemoteControl&, const QVariantList&)> call;
+    };
+
+    static const std::vector<Property>& properties();
+    static const std::vector<Method>& methods();
+
+    // What the tables are made of.
+    template <typename Value>
+    [[nodiscard]] static Value expect(const QVariant& value);
+    [[nodiscard]] static float expectWithin(const QVariant& value, double low, double high);
+    [[nodiscard]] static std::string expectInstalledSet(const AppModel& model, const QString& id);
+    static void setOutput(AppModel& model, const QVariant& value);
+    static Property flag(const char* name, bool (AppModel::*get)() const, void (AppModel::*set)(bool),
+                         void (AppModel::*changed)());
+    static Property level(const char* name, float (AppModel::*get)() const, void (AppModel::*set)(float),
+                          double low, void (AppModel::*changed)());
+
+    [[nodiscard]] QVariantList handleProperties(const QDBusMessage& message);
+    [[nodiscard]] QVariantMap allProperties() const;
+    void emitChanged(const Property& property) const;
+
+    QDBusConnection bus_;
+    AppModel* model_ = nullptr;
+    std::function<void()> quit_;
+};
+
+} // namespace keysong
