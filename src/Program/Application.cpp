@@ -5,6 +5,7 @@
 #include "App/NoWindows.h"
 #include "App/RemoteControl.h"
 #include "Platform/linux/AutostartItem.h"
+#include "Platform/linux/DesktopFiles.h"
 #include "Platform/linux/LinuxFrontmost.h"
 #include "Platform/linux/LinuxHotkeys.h"
 #include "Platform/linux/LinuxInput.h"
@@ -47,7 +48,9 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     const PreferenceMigration migration(domains);
     AutostartItem loginItem(machine.places, machine.durableFiles, ownExecutable());
     LinuxHotkeys hotkeys(mainQueue, machine.threads, hotkeyLabels());
-    const auto frontmost = makeFrontmostApplication(mainQueue, machine.threads, machine.places);
+    DesktopFiles applications(machine.places);
+    const auto frontmost =
+        makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
     PipeWireMicrophone microphone(mainQueue);
     BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,

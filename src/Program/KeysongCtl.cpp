@@ -3,49 +3,22 @@
 #include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/LogSinks.h"
 #include "Platform/linux/SndfileAudio.h"
+#include "Program/CommandNumbers.h"
+#include "Program/ControlCommands.h"
+#include "Program/RemoteClient.h"
+#include "Program/RenderCommand.h"
 #include "Shared/Log.h"
-#include "Shared/NumberText.h"
 
 #include <CLI/CLI.hpp>
+#include <QCoreApplication>
 
-#include <cmath>
 #include <cstdio>
 #include <exception>
 
-#include "Program/RenderCommand.h"
-
-namespace {
-
-/// Reads a number the same way in every locale, unlike the library's own conversion.
-template <typename Value, typename Parse>
-void addNumber(CLI::App& command, const std::string& name, Value& value, const std::string& help,
-               Parse parse) {
-    command
-        .add_option_function<std::string>(
-            name,
-            [name, &value, parse](const std::string& text) {
-                const auto parsed = parse(text);
-                if (!parsed) {
-                    throw CLI::ValidationError(name, "not a usable number: \"" + text + "\"");
-                }
-                value = *parsed;
-            },
-            help)
-        ->take_last();
-}
-
-/// A float within bounds.
-auto between(float low, float high) {
-    return [low, high](const std::string& text) {
-        auto value = keysong::parseFloat(text);
-        return value && *value >= low && *value <= high ? value : std::nullopt;
-    };
-}
-
-} // namespace
-
 int main(int count, char** words) {
     using namespace keysong;
+    int one = 1;
+    const QCoreApplication toolkit(one, words);
     CLI::App app("Controls Keysong and renders recordings of typing.", "keysongctl");
     app.require_subcommand(1);
 
@@ -63,9 +36,7 @@ int main(int count, char** words) {
     addNumber(*render, "--volume", options.volume, "From 0 to 1", between(0, 1));
     render->add_flag("--no-spatial", noSpatial, "Do not place keys in the stereo field");
     render->add_option("-o,--output", options.output, "The WAV file to write")->required();
-
-    try {
-        app.parse(count, words);
+    render->callback([&] {
         options.spatial = !noSpatial;
         LinuxPlaces places;
         const auto sink = makeLogSink(places);
@@ -74,9 +45,15 @@ int main(int count, char** words) {
         const IcuTextOrder textOrder(places);
         const SndfileAudio audioFiles;
         RenderCommand(threads, places, textOrder, audioFiles).run(options);
+    });
+    addControlCommands(app);
+
+    try {
+        app.parse(count, words);
         return 0;
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        // The library has a status for each kind of mistake; a shell knows 2 as "wrong arguments".
+        return app.exit(error) == 0 ? 0 : 2;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "keysongctl: %s\n", error.what());
         return 1;

@@ -39,11 +39,6 @@ int runMigrationTest(const Machine& machine) {
     return failures.empty() ? 0 : 1;
 }
 
-int notYet(const char* mode) {
-    std::fprintf(stderr, "%s is not available in this version\n", mode);
-    return 1;
-}
-
 int run(std::span<const std::string_view> arguments, char* programPath) {
     using Mode = CommandLine::Mode;
     Machine machine;

@@ -1,0 +1,323 @@
+#include "App/ModelFixture.h"
+
+#include "Input/EventTap.h"
+
+namespace keysong::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::ElementsAre;
+using AppModelTest = ModelFixture;
+
+TEST_F(AppModelTest, AFreshStartHasTheDefaultsAndStoresOnlyTheChosenSet) {
+    model->bootstrap();
+    settle();
+    EXPECT_TRUE(model->isEnabled());
+    EXPECT_EQ(model->volume(), 0.6F);
+    EXPECT_EQ(model->selectedSetId(), "alpha");
+    EXPECT_EQ(loadedSet(), "alpha");
+    EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
+    EXPECT_TRUE(model->spatialAudio());
+    EXPECT_TRUE(model->mouseSounds());
+    EXPECT_FALSE(model->scrollSounds());
+    EXPECT_THAT(model->mutedApps(),
+                ElementsAre("us.zoom.xos", "com.microsoft.teams2", "com.apple.FaceTime"));
+    EXPECT_TRUE(model->isTrusted());
+    EXPECT_EQ(model->outputDevices().size(), 2U);
+    EXPECT_EQ(windows.onboarding, 0);
+    EXPECT_EQ(preferences->string("setID"), "alpha");
+    for (const char* key : {"enabled", "volume", "outputUID", "spatial", "tone", "body", "mouse", "scroll",
+                            "mutedApps", "muteWhileRecording"}) {
+        EXPECT_FALSE(preferences->contains(key)) << key;
+    }
+}
+
+TEST_F(AppModelTest, RestoresWhatIsStoredAndTakesWrongTypesForMissing) {
+    preferences->setBool("enabled", false);
+    preferences->setString("volume", "loud");
+    preferences->setString("setID", "beta");
+    preferences->setString("outputUID", "uid-b");
+    preferences->setFloat("tone", -0.7F);
+    preferences->setFloat("body", 0.25F);
+    preferences->setBool("mouse", false);
+    preferences->setBool("scroll", true);
+    preferences->setStringArray("mutedApps", {"a", "b", "a", "c", "b"});
+    model->bootstrap();
+    settle();
+    EXPECT_FALSE(model->isEnabled());
+    EXPECT_EQ(model->volume(), 0.6F);
+    EXPECT_EQ(preferences->string("volume"), "loud") << "restoring writes nothing";
+    EXPECT_THAT(model->mutedApps(), ElementsAre("a", "b", "c"));
+    EXPECT_EQ(loadedSet(), "beta");
+    const EngineState state = engine->snapshot();
+    EXPECT_TRUE(state.muted);
+    EXPECT_EQ(state.activeUid, "uid-b");
+    EXPECT_EQ(state.tone, -0.7F);
+    EXPECT_EQ(state.body, 0.25F);
+    EXPECT_FALSE(state.mouseEnabled);
+    EXPECT_TRUE(state.scrollEnabled);
+    EXPECT_EQ(state.volume, 0.6F);
+}
+
+TEST_F(AppModelTest, AnEmptyListOfMutedApplicationsStaysEmpty) {
+    preferences->setStringArray("mutedApps", {});
+    model->bootstrap();
+    EXPECT_THAT(model->mutedApps(), ElementsAre());
+}
+
+TEST_F(AppModelTest, ObserversHearOfRealChangesAloneAfterTheValueIsStored) {
+    model->bootstrap();
+    settle();
+    std::vector<float> seen;
+    QObject::connect(model.get(), &AppModel::volumeChanged, [&] { seen.push_back(model->volume()); });
+    model->setVolume(0.3F);
+    model->setVolume(0.3F);
+    EXPECT_THAT(seen, ElementsAre(0.3F));
+    EXPECT_EQ(preferences->number("volume"), 0.3F);
+    EXPECT_EQ(engine->volume(), 0.3F);
+    model->setTone(0);
+    EXPECT_FALSE(preferences->contains("tone")) << "an equal value is not written";
+    model->setEnabled(true);
+    EXPECT_TRUE(preferences->contains("enabled")) << "this one is written every time";
+}
+
+TEST_F(AppModelTest, ASwitchOffMutesWhateverSleeps) {
+    model->setMutedApps({"call"});
+    preferences->setStringArray("mutedApps", {"call"});
+    model->bootstrap();
+    const auto muted = [&] { return engine->snapshot().muted; };
+    EXPECT_FALSE(muted());
+    frontmost.activate("call");
+    EXPECT_TRUE(model->isSleeping());
+    EXPECT_TRUE(muted());
+    model->toggleEnabled();
+    frontmost.activate("editor");
+    EXPECT_FALSE(model->isSleeping());
+    EXPECT_TRUE(muted());
+    model->toggleEnabled();
+    EXPECT_FALSE(muted());
+    // Adding the application in front silences at once; removing it wakes.
+    model->addMutedApp("editor");
+    EXPECT_TRUE(muted());
+    model->addMutedApp("editor");
+    model->addMutedApp("");
+    EXPECT_THAT(model->mutedApps(), ElementsAre("call", "editor"));
+    model->removeMutedApp("editor");
+    EXPECT_FALSE(muted());
+    EXPECT_EQ(preferences->stringArray("mutedApps"), std::vector<std::string>{"call"});
+}
+
+TEST_F(AppModelTest, ARecordingIsOneMoreReasonToSleepWhereTheUserWishes) {
+    preferences->setStringArray("mutedApps", {"call"});
+    model->bootstrap();
+    EXPECT_FALSE(microphone.watching);
+    microphone.use(true);
+    EXPECT_FALSE(model->isSleeping());
+    model->setMuteWhileRecording(true);
+    EXPECT_TRUE(microphone.watching);
+    EXPECT_TRUE(model->isSleeping());
+    frontmost.activate("call");
+    microphone.use(false);
+    EXPECT_TRUE(model->isSleeping()) << "the call is still in front";
+    frontmost.activate("editor");
+    EXPECT_FALSE(engine->snapshot().muted);
+    microphone.use(true);
+    frontmost.activate(std::nullopt);
+    EXPECT_TRUE(engine->snapshot().muted);
+    model->setMuteWhileRecording(false);
+    EXPECT_FALSE(engine->snapshot().muted);
+}
+
+TEST_F(AppModelTest, TheSetChosenLastIsPlayedEvenWhenItIsLoadedFirst) {
+    model->bootstrap();
+    settle();
+    model->setSelectedSetId("beta");
+    model->setSelectedSetId("gamma");
+    ASSERT_EQ(background.size(), 2U);
+    std::swap(background[0], background[1]);
+    settle();
+    EXPECT_EQ(loadedSet(), "gamma");
+    model->setSelectedSetId("missing");
+    settle();
+    EXPECT_EQ(loadedSet(), "gamma") << "an unknown set leaves what plays";
+}
+
+TEST_F(AppModelTest, ASetThatFailsToLoadLeavesTheOldOne) {
+    model->bootstrap();
+    settle();
+    std::filesystem::remove_all(folder.path() / "sounds/beta");
+    model->setSelectedSetId("beta");
+    settle();
+    EXPECT_EQ(loadedSet(), "alpha");
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                testing::Contains(testing::StartsWith("sound set beta failed to load: ")));
+}
+
+TEST_F(AppModelTest, AMissingSetIsReplacedByTheFirstAndNoSetIsSaidOnce) {
+    preferences->setString("setID", "gone");
+    model->bootstrap();
+    EXPECT_EQ(preferences->string("setID"), "alpha");
+    std::filesystem::remove_all(folder.path() / "sounds");
+    makeModel();
+    model->bootstrap();
+    EXPECT_EQ(model->selectedSetId(), "");
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre("no sound sets in " + (folder.path() / "sounds").string()));
+}
+
+TEST_F(AppModelTest, AnUnpluggedChoiceIsClearedAndNotTakenUpAgain) {
+    model->bootstrap();
+    model->setOutputDeviceUid("uid-b");
+    EXPECT_EQ(engine->snapshot().activeUid, "uid-b");
+    const auto changes = [&] {
+        // The token's queue is a thread of its own.
+        for (int i = 0; i < 200 && mainQueue.empty(); ++i) {
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        std::this_thread::sleep_for(milliseconds(20));
+        mainQueue.advance({});
+    };
+    const auto unplugged = output.unplug(2);
+    changes();
+    EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
+    EXPECT_FALSE(preferences->contains("outputUID"));
+    EXPECT_EQ(model->outputDevices().size(), 1U);
+    output.plug(*unplugged);
+    changes();
+    EXPECT_EQ(engine->snapshot().activeUid, "uid-a");
+    // A choice that cannot be had is cleared as well.
+    model->setOutputDeviceUid("gone");
+    EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre("output device unavailable, using the system default: "
+                            "output device gone is not attached"));
+}
+
+TEST_F(AppModelTest, OnlyTheLastPreviewIsPlayed) {
+    model->bootstrap();
+    settle();
+    const auto scheduled = [&] {
+        // Each hit takes a turn in its lane.
+        const auto turns = engine->snapshot().nextInLane;
+        return std::count(turns.begin(), turns.end(), 1);
+    };
+    model->previewSet("beta");
+    model->previewSet("gamma");
+    mainQueue.advance(milliseconds(100));
+    EXPECT_EQ(scheduled(), 0) << "played before its set was loaded";
+    settle();
+    mainQueue.advance(milliseconds(20));
+    EXPECT_EQ(loadedSet(), "gamma");
+    EXPECT_EQ(scheduled(), 1);
+    mainQueue.advance(milliseconds(45));
+    EXPECT_EQ(scheduled(), 0) << "the key comes up again";
+    model->previewSet("gamma");
+    mainQueue.advance(seconds(1));
+    EXPECT_EQ(model->keysPressed(), 0);
+}
+
+TEST_F(AppModelTest, ALoginItemThatRefusesEndsWithWhatIs) {
+    loginItem.refuses = true;
+    model->bootstrap();
+    std::vector<bool> seen;
+    QObject::connect(model.get(), &AppModel::launchAtLoginChanged,
+                     [&] { seen.push_back(model->launchAtLogin()); });
+    model->setLaunchAtLogin(true);
+    EXPECT_THAT(seen, ElementsAre(true, false));
+    EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre("launch at login on failed: no room"));
+    loginItem.state = LoginItem::Status::enabled;
+    makeModel();
+    model->bootstrap();
+    ASSERT_TRUE(model->launchAtLogin());
+    loginItem.calls = 0;
+    model->setLaunchAtLogin(false);
+    EXPECT_TRUE(model->launchAtLogin());
+    EXPECT_LE(loginItem.calls, 2) << "a refusal must not be tried for ever";
+    static_cast<void>(LogCapture::shared().takeErrors());
+    // Outside the applications' folders the service is not believed.
+    loginItem.installed = false;
+    makeModel();
+    model->bootstrap();
+    EXPECT_FALSE(model->launchAtLogin());
+}
+
+TEST_F(AppModelTest, TrustThatComesLaterStartsTheTapWithinASecond) {
+    input.trusted = false;
+    model->bootstrap();
+    EXPECT_FALSE(model->isTrusted());
+    EXPECT_EQ(windows.onboarding, 1);
+    mainQueue.advance(seconds(3));
+    EXPECT_EQ(input.tapsCreated, 0);
+    input.trusted = true;
+    mainQueue.advance(seconds(1));
+    EXPECT_TRUE(model->isTrusted());
+    EXPECT_EQ(input.tapsCreated, 1);
+    input.trusted = false; // asked no more
+    mainQueue.advance(seconds(3));
+    EXPECT_TRUE(model->isTrusted());
+}
+
+TEST_F(AppModelTest, ATapThatDoesNotStartIsTriedAgain) {
+    input.refusesTap = true;
+    model->bootstrap();
+    EXPECT_FALSE(model->isTrusted());
+    mainQueue.advance(seconds(1));
+    EXPECT_EQ(windows.onboarding, 1);
+    input.refusesTap = false;
+    mainQueue.advance(seconds(1));
+    EXPECT_TRUE(model->isTrusted());
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre("event tap did not start: createFailed", "event tap did not start: createFailed"));
+}
+
+TEST_F(AppModelTest, KeyPressesAreCountedShownAndStored) {
+    preferences->setInteger("keysPressed", 41);
+    model->bootstrap();
+    EXPECT_EQ(model->keysPressed(), 41);
+    RawEvent press;
+    press.type = RawEventType::keyDown;
+    input.deliver(press);
+    EXPECT_EQ(rawEvents, 1);
+    EXPECT_EQ(model->keysPressed(), 41);
+    mainQueue.advance(seconds(1));
+    EXPECT_EQ(model->keysPressed(), 42);
+    EXPECT_EQ(preferences->integer("keysPressed"), 41);
+    mainQueue.advance(seconds(9));
+    EXPECT_EQ(preferences->integer("keysPressed"), 42);
+    input.deliver(press);
+    model->prepareToTerminate();
+    EXPECT_EQ(Preferences(domains, PreferenceMigration::currentDomain, nullptr).integer("keysPressed"), 43);
+    model->resetStats();
+    EXPECT_EQ(model->keysPressed(), 0);
+    EXPECT_EQ(Preferences(domains, PreferenceMigration::currentDomain, nullptr).integer("keysPressed"), 0);
+}
+
+TEST_F(AppModelTest, TheHotkeysToggleAndOpenTheSettings) {
+    model->bootstrap();
+    ASSERT_EQ(hotkeys.asked.size(), 2U);
+    EXPECT_EQ(hotkeys.asked[0].combination, (HotkeyCombination{40, 6144}));
+    EXPECT_EQ(hotkeys.asked[1].combination, (HotkeyCombination{8, 6144}));
+    hotkeys.press(1);
+    EXPECT_FALSE(model->isEnabled());
+    hotkeys.press(2);
+    EXPECT_EQ(windows.settings, 1);
+    model.reset();
+    EXPECT_EQ(hotkeys.press(1), noErr) << "a press under way meets no model";
+}
+
+TEST_F(AppModelTest, AnEngineThatDoesNotStartLeavesTheRestAtWork) {
+    output.failures.starts = {"no server", "no server", "no server", "no server"};
+    model->bootstrap();
+    settle();
+    EXPECT_EQ(loadedSet(), "alpha");
+    EXPECT_TRUE(model->isTrusted());
+    const auto errors = LogCapture::shared().takeErrors();
+    EXPECT_THAT(errors, testing::Contains("audio engine did not start: no server"));
+    output.reportChange();
+    control->advance(milliseconds(300));
+    EXPECT_TRUE(engine->snapshot().running) << "the next change of the system brings the sound";
+}
+
+} // namespace
+} // namespace keysong::test

@@ -1,0 +1,148 @@
+#pragma once
+
+#include "App/AppModel.h"
+#include "Platform/linux/LinuxDurableFiles.h"
+#include "fakes/FakeAudioOutput.h"
+#include "fakes/FakeFrontmost.h"
+#include "fakes/FakeHotkeyRegistrar.h"
+#include "fakes/FakeInputSource.h"
+#include "fakes/FakePlaces.h"
+#include "fakes/ManualClock.h"
+#include "fakes/ManualQueue.h"
+#include "support/LogCapture.h"
+#include "support/PlainThreads.h"
+#include "support/TestSets.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+
+namespace keysong::test {
+
+class FakeLoginItem final : public LoginItem {
+  public:
+    bool installed = true;
+    Status state = Status::notRegistered;
+    bool refuses = false;
+    int calls = 0;
+
+    [[nodiscard]] bool isInstalled() const override { return installed; }
+    [[nodiscard]] Status status() const override { return state; }
+    void registerItem() override { change(Status::enabled); }
+    void unregisterItem() override { change(Status::notRegistered); }
+
+  private:
+    void change(Status to) {
+        ++calls;
+        if (refuses) {
+            throw LoginItemError("no room");
+        }
+        state = to;
+    }
+};
+
+class FakeMicrophone final : public MicrophoneUse {
+  public:
+    bool watching = false;
+
+    void setWatching(bool value) override { watching = value; }
+    [[nodiscard]] bool isInUse() const override { return watching && inUse_; }
+    void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
+    void use(bool inUse) {
+        inUse_ = inUse;
+        if (handler_) {
+            handler_();
+        }
+    }
+
+  private:
+    bool inUse_ = false;
+    std::function<void()> handler_;
+};
+
+class FakeWindows final : public AppWindows {
+  public:
+    int settings = 0;
+    int onboarding = 0;
+
+    void showSettings() override { ++settings; }
+    void showOnboarding() override { ++onboarding; }
+};
+
+class ByteOrder final : public TextOrder {
+  public:
+    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
+};
+
+/// A model on fakes, with preferences in a folder of its own. The test moves the time; background tasks wait
+/// until the test runs them.
+class ModelFixture : public testing::Test {
+  public:
+    ModelFixture() {
+        places.userConfigFolder = folder.makeFolder("config");
+        places.variables["KEYSONG_SOUNDS_DIR"] = folder.makeFolder("sounds").string();
+        for (const char* id : {"alpha", "beta", "gamma"}) {
+            writeSet(folder.path() / "sounds", id, "\"name\":\"" + std::string(id) + "\",");
+        }
+        preferences.emplace(domains, PreferenceMigration::currentDomain, nullptr);
+        auto ownControl = std::make_unique<ManualQueue>();
+        control = ownControl.get();
+        engine = std::make_unique<SoundEngine>(
+            output, SoundEngineServices{clock, std::move(ownControl), [](std::chrono::nanoseconds) {}},
+            RandomSource(1));
+        makeModel();
+    }
+
+    /// A model as at a launch, with the preferences as they are.
+    void makeModel() {
+        model = std::make_unique<AppModel>(AppServices{
+            *engine, output.devices(), input, threads, places, order, files, *preferences, migration,
+            loginItem, hotkeys, frontmost, microphone, windows, mainQueue,
+            [this](std::function<void()> task) { background.push_back(std::move(task)); },
+            [this](const RawEvent&) { ++rawEvents; }});
+    }
+
+    /// Runs everything that is due, background tasks included.
+    void settle() {
+        do {
+            while (!background.empty()) {
+                const auto task = std::move(background.front());
+                background.pop_front();
+                task();
+            }
+            mainQueue.advance({});
+        } while (!background.empty());
+    }
+
+    [[nodiscard]] std::string loadedSet() const {
+        const auto set = engine->set();
+        return set != nullptr ? set->manifest().id : std::string();
+    }
+
+    TempFolder folder;
+    FakePlaces places;
+    LinuxDurableFiles durable;
+    PreferenceDomains domains{folder.path() / "config", durable};
+    std::optional<Preferences> preferences;
+    PreferenceMigration migration{domains};
+    FakeAudioOutput output;
+    ManualClock clock;
+    ManualQueue* control = nullptr;
+    PlainThreads threads;
+    FakeInputSource input;
+    ByteOrder order;
+    ConstantAudioFiles files;
+    FakeLoginItem loginItem;
+    FakeHotkeyRegistrar hotkeys;
+    FakeFrontmost frontmost;
+    FakeMicrophone microphone;
+    FakeWindows windows;
+    ManualQueue mainQueue;
+    std::deque<std::function<void()>> background;
+    std::atomic<int> rawEvents = 0;
+    std::unique_ptr<SoundEngine> engine;
+    std::unique_ptr<AppModel> model;
+};
+
+} // namespace keysong::test
