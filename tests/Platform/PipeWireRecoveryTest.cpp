@@ -1,7 +1,9 @@
 #include "Audio/FallbackOutput.h"
 #include "Platform/linux/AudioOutputFactories.h"
+#include "Platform/linux/PipeWireMicrophone.h"
 #include "Shared/SerialQueue.h"
 #include "fakes/FakePlaces.h"
+#include "fakes/ManualQueue.h"
 #include "support/PipeWireFixture.h"
 #include "support/SwitchStorm.h"
 
@@ -162,6 +164,30 @@ TEST_F(PipeWireRecoveryTest, HitsInAStormThroughSwitches) {
     WatchedOutput output(pipeWire);
     SoundEngine engine(output, clock, threads, RandomSource(3));
     runSwitchStorm(engine, output, {"test.sink.a", "test.sink.b"}, rounds() * 10);
+}
+
+TEST_F(PipeWireRecoveryTest, AnApplicationThatListensToAMicrophoneIsNoticed) {
+    ManualQueue mainQueue;
+    PipeWireMicrophone microphone(mainQueue);
+    int changes = 0;
+    microphone.setChangeHandler([&] { ++changes; });
+    microphone.setWatching(true);
+    const auto isInUse = [&] {
+        mainQueue.advance({});
+        return microphone.isInUse();
+    };
+    ASSERT_TRUE(PrivatePipeWire::plugMicrophone("test.microphone"));
+    // What records a sink hears no microphone.
+    const pid_t monitor = startRecording("test.sink.a", "monitor.wav");
+    EXPECT_FALSE(isInUse());
+    PrivatePipeWire::stop(monitor);
+    const pid_t recorder = PrivatePipeWire::recordMicrophone("test.microphone");
+    EXPECT_TRUE(eventually(isInUse));
+    PrivatePipeWire::stop(recorder);
+    EXPECT_TRUE(eventually([&] { return !isInUse(); }));
+    EXPECT_EQ(changes, 2);
+    microphone.setWatching(false);
+    EXPECT_FALSE(isInUse());
 }
 
 } // namespace

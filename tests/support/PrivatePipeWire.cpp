@@ -112,11 +112,27 @@ void PrivatePipeWire::kill() {
     }
 }
 
-bool PrivatePipeWire::plug(const std::string& sink) {
-    const std::string properties =
-        "{ factory.name=support.null-audio-sink node.name=" + sink + " node.description=\"" + sink +
-        "\" media.class=Audio/Sink audio.position=[FL FR] priority.session=900 object.linger=true }";
+namespace {
+
+bool createNode(const std::string& name, const std::string& mediaClass) {
+    const std::string properties = "{ factory.name=support.null-audio-sink node.name=" + name +
+                                   " node.description=\"" + name + "\" media.class=" + mediaClass +
+                                   " audio.position=[FL FR] priority.session=900 object.linger=true }";
     return std::system(("pw-cli create-node adapter '" + properties + "' >/dev/null 2>&1").c_str()) == 0;
+}
+
+} // namespace
+
+bool PrivatePipeWire::plug(const std::string& sink) {
+    return createNode(sink, "Audio/Sink");
+}
+
+bool PrivatePipeWire::plugMicrophone(const std::string& source) {
+    return createNode(source, "Audio/Source/Virtual");
+}
+
+pid_t PrivatePipeWire::recordMicrophone(const std::string& source) {
+    return run({"pw-record", "--target", source, "/dev/null"});
 }
 
 bool PrivatePipeWire::unplug(const std::string& sink) {

@@ -31,6 +31,10 @@ class PrivatePipeWire {
     /// Adds a sink with this node name, which is then listed last.
     static bool plug(const std::string& sink);
     static bool unplug(const std::string& sink);
+    /// Adds a source with this node name.
+    static bool plugMicrophone(const std::string& source);
+    /// Starts recording from a source; returns the recorder's process.
+    static pid_t recordMicrophone(const std::string& source);
     /// Configures the default sink; returns at once.
     static bool setDefault(const std::string& sink);
 
