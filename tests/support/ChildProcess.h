@@ -1,0 +1,48 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace keysong::test {
+
+/// Another program, started by a test and killed with it. Its output is thrown away, or kept in a file.
+class ChildProcess {
+  public:
+    struct Setting {
+        /// Added to the test's own environment; an empty value removes the variable.
+        std::map<std::string, std::string> environment;
+        /// Where the output goes.
+        std::string output = "/dev/null";
+        /// Not as root: some programs refuse to run as root.
+        bool dropRoot = false;
+    };
+
+    ChildProcess() = default;
+    ~ChildProcess() { kill(); }
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    /// Whether a program is there to be started.
+    [[nodiscard]] static bool isInstalled(const std::string& program);
+
+    /// Starts a program, found by PATH where it has no slash, instead of the one that runs.
+    void start(const std::vector<std::string>& words, const Setting& setting);
+    /// Kills it at once, as a crash would.
+    void kill();
+    /// Waits for its end and returns its exit status.
+    int wait();
+
+    /// Starts a program, waits for its end, and returns its exit status.
+    static int run(const std::vector<std::string>& words, const Setting& setting);
+
+    /// Who owns the files of programs that dropped root; the test itself where it is not root.
+    [[nodiscard]] static uid_t ordinaryUser();
+
+  private:
+    pid_t process_ = -1;
+};
+
+} // namespace keysong::test
