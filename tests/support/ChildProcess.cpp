@@ -42,8 +42,7 @@ std::vector<std::string> environmentWith(const std::map<std::string, std::string
 
 bool becomeUser(uid_t user) {
     // The group and the groups of root would be rights of root.
-    return setgroups(0, nullptr) == 0 && setresgid(user, user, user) == 0 &&
-           setresuid(user, user, user) == 0;
+    return setgroups(0, nullptr) == 0 && setresgid(user, user, user) == 0 && setresuid(user, user, user) == 0;
 }
 
 } // namespace

@@ -1,0 +1,56 @@
+#include "support/PrivateBus.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace keysong::test {
+
+PrivateBus::PrivateBus() {
+    setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (folder_.path() / "bus").string()).c_str(), 1);
+}
+
+PrivateBus::~PrivateBus() {
+    kill();
+    unsetenv("XDG_RUNTIME_DIR");
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+bool PrivateBus::start() {
+    const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    daemon_.start({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address},
+                  {{{"HOME", folder_.path()}, {"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}}});
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (connect() == nullptr) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
+void PrivateBus::kill() {
+    daemon_.kill();
+    std::error_code ignored;
+    std::filesystem::remove(folder_.path() / "bus", ignored);
+}
+
+PrivateBus::Client PrivateBus::connect(const std::string& address) {
+    sd_bus* bus = nullptr;
+    if (address.empty()) {
+        sd_bus_open_user(&bus);
+    } else if (sd_bus_new(&bus) < 0 || sd_bus_set_address(bus, address.c_str()) < 0 ||
+               sd_bus_set_bus_client(bus, 1) < 0 || sd_bus_start(bus) < 0) {
+        bus = sd_bus_unref(bus);
+    }
+    const char* name = nullptr;
+    // Only now the connection is made.
+    if (bus != nullptr && sd_bus_get_unique_name(bus, &name) < 0) {
+        bus = sd_bus_unref(bus);
+    }
+    return Client(bus);
+}
+
+} // namespace keysong::test
