@@ -113,6 +113,8 @@ class AtspiFrontmost final : public FrontmostSource {
             accessibility_->makeCall(registryName, "/org/a11y/atspi/registry", registryName, "RegisterEvent");
         if (call != nullptr) {
             sd_bus_message_append(call.get(), "s", event);
+            // Accessibility is on, and the registry belongs to it; the first who needs it starts it.
+            sd_bus_message_set_auto_start(call.get(), 1);
         }
         question_ = accessibility_->send(std::move(call), handler, this);
     }

@@ -1,0 +1,90 @@
+#include "support/PrivateSway.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+namespace keysong::test {
+
+namespace {
+
+// The first free display of a fresh runtime folder.
+constexpr const char* displayName = "wayland-1";
+
+} // namespace
+
+PrivateSway::PrivateSway() {
+    folder_.write("config", "xwayland disable\n");
+    chmod(folder_.path().c_str(), 0700);
+    if (geteuid() == 0 && chown(folder_.path().c_str(), ChildProcess::ordinaryUser(), 0) != 0) {
+        return;
+    }
+    setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
+    setenv("WAYLAND_DISPLAY", displayName, 1);
+}
+
+PrivateSway::~PrivateSway() {
+    kill();
+    unsetenv("XDG_RUNTIME_DIR");
+    unsetenv("WAYLAND_DISPLAY");
+}
+
+std::string PrivateSway::missingProgram() {
+    for (const char* program : {"sway", "swaymsg", "foot"}) {
+        if (!ChildProcess::isInstalled(program)) {
+            return program;
+        }
+    }
+    return {};
+}
+
+ChildProcess::Setting PrivateSway::setting() const {
+    const std::string folder = folder_.path().string();
+    return {{{"HOME", folder},
+             {"XDG_RUNTIME_DIR", folder},
+             {"SWAYSOCK", folder + "/ipc"},
+             {"WAYLAND_DISPLAY", displayName},
+             {"DISPLAY", ""},
+             {"LC_ALL", "C.UTF-8"}},
+            folder + "/log",
+            true};
+}
+
+bool PrivateSway::start() {
+    std::error_code ignored;
+    std::filesystem::remove(folder_.path() / "ipc", ignored);
+    ChildProcess::Setting setting = this->setting();
+    setting.environment["WAYLAND_DISPLAY"] = "";
+    setting.environment["WLR_BACKENDS"] = "headless";
+    setting.environment["WLR_LIBINPUT_NO_DEVICES"] = "1";
+    setting.environment["WLR_RENDERER"] = "pixman";
+    sway_.start({"sway", "-c", (folder_.path() / "config").string()}, setting);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!command("nop")) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+void PrivateSway::kill() {
+    sway_.kill();
+    windows_.clear();
+}
+
+void PrivateSway::openWindow(const std::string& applicationId) {
+    windows_.emplace_back().start({"foot", "--config=/dev/null", "--app-id=" + applicationId, "cat"},
+                                  setting());
+}
+
+bool PrivateSway::command(const std::string& words) const {
+    return ChildProcess::run({"swaymsg", words}, setting()) == 0;
+}
+
+} // namespace keysong::test

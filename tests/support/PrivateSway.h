@@ -1,0 +1,41 @@
+#pragma once
+
+#include "support/ChildProcess.h"
+#include "support/TempFolder.h"
+
+#include <deque>
+#include <string>
+
+namespace keysong::test {
+
+/// A sway without screen and devices, in a world of its own, with windows that the test opens and brings to
+/// the front. Sets XDG_RUNTIME_DIR and WAYLAND_DISPLAY for this process while it lives.
+class PrivateSway {
+  public:
+    PrivateSway();
+    ~PrivateSway();
+    PrivateSway(const PrivateSway&) = delete;
+    PrivateSway& operator=(const PrivateSway&) = delete;
+
+    /// What has to be installed for this, or empty when all is.
+    [[nodiscard]] static std::string missingProgram();
+
+    /// Starts it and waits until it answers; false when that takes too long.
+    bool start();
+    /// Kills it at once, and every window with it.
+    void kill();
+
+    /// Opens a window of this application id; sway brings it to the front.
+    void openWindow(const std::string& applicationId);
+    /// Runs a command of sway's; false when it fails.
+    bool command(const std::string& words) const;
+
+  private:
+    [[nodiscard]] ChildProcess::Setting setting() const;
+
+    TempFolder folder_;
+    ChildProcess sway_;
+    std::deque<ChildProcess> windows_;
+};
+
+} // namespace keysong::test
