@@ -63,7 +63,8 @@ Json floatValue(float value) {
     const std::string text = shortestText(value);
     double wide = 0;
     std::from_chars(text.data(), text.data() + text.size(), wide);
-    return wide;
+    // Rounding twice, to 64 and to 32 bits, misses one float of all, 7.038531e-26.
+    return static_cast<float>(wide) == value ? wide : static_cast<double>(value);
 }
 
 } // namespace keysong

@@ -5,15 +5,13 @@
 #include "Platform/linux/JournalLogSink.h"
 #include "Shared/WholeFile.h"
 #include "fakes/FakePlaces.h"
+#include "support/PrivateTmpfs.h"
 #include "support/TempFolder.h"
 
 #include <gmock/gmock.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 
 #include <cstring>
 #include <sstream>
@@ -146,24 +144,6 @@ TEST(LogSinks, StandardErrorOnlyWhenAskedFor) {
     EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::EndsWith("/app hello <private>\n"));
 }
 
-/// Runs `body` in a child whose /run is empty, so that it can have a journal of its own or none. The
-/// child's result; none where this machine does not allow that.
-template <typename Body>
-std::optional<bool> inPrivateRun(Body body) {
-    constexpr int notAllowed = 77;
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isolated = unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS) == 0 &&
-                              mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                              mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0;
-        _exit(!isolated ? notAllowed : body() ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 1;
-    return code == notAllowed ? std::nullopt : std::optional(code == 0);
-}
-
 /// Takes the journal's place and returns what `write` sends it.
 template <typename Write>
 std::string receivedByJournal(Write write) {
@@ -184,7 +164,7 @@ std::string receivedByJournal(Write write) {
 
 TEST(LogSinks, AJournalGetsEveryField) {
     const auto isComplete = [](const char* privacy, bool showsPrivate) {
-        return inPrivateRun([=] {
+        return test::inPrivateTmpfs("/run", "", [=] {
             const std::string datagram = receivedByJournal([=] {
                 test::FakePlaces places;
                 places.homeFolder = "/run";
@@ -198,7 +178,9 @@ TEST(LogSinks, AJournalGetsEveryField) {
                   "SUBSYSTEM=com.orlen.keysong\n", "CATEGORY=app\n", "LEVEL=error\n"}) {
                 complete = complete && datagram.find(field) != std::string::npos;
             }
-            return complete && datagram.find("CODE_FILE") == std::string::npos && !fs::exists("/run/.local");
+            EXPECT_TRUE(complete) << datagram;
+            EXPECT_EQ(datagram.find("CODE_FILE"), std::string::npos);
+            EXPECT_FALSE(fs::exists("/run/.local"));
         });
     };
     const auto redacted = isComplete("", false);
@@ -210,15 +192,15 @@ TEST(LogSinks, AJournalGetsEveryField) {
 }
 
 TEST(LogSinks, WithoutAJournalMessagesGoToAFileOrNowhere) {
-    const auto written = inPrivateRun([] {
+    const auto written = test::inPrivateTmpfs("/run", "", [] {
         test::FakePlaces places;
-        const bool nowhere = makeLogSink(places) == nullptr;
+        EXPECT_EQ(makeLogSink(places), nullptr);
         places.homeFolder = "/run/home";
         makeLogSink(places)->write(record(LogLevel::info, "one", "one"));
         places.variables["XDG_STATE_HOME"] = "/run/state";
         makeLogSink(places)->write(record(LogLevel::info, "two", "two"));
-        return nowhere && linesOf("/run/home/.local/state/keysong/keysong.log").size() == 1 &&
-               linesOf("/run/state/keysong/keysong.log").size() == 1;
+        EXPECT_EQ(linesOf("/run/home/.local/state/keysong/keysong.log").size(), 1U);
+        EXPECT_EQ(linesOf("/run/state/keysong/keysong.log").size(), 1U);
     });
     if (!written) {
         GTEST_SKIP() << "this machine does not allow a mount namespace";

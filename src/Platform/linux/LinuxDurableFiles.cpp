@@ -48,15 +48,15 @@ void syncFolder(const fs::path& folder, const fs::path& file) {
 }
 
 void makeFolders(const fs::path& folder, const fs::path& file) {
-    if (mkdir(folder.c_str(), 0700) == 0) {
-        syncFolder(folder.parent_path(), file);
-        return;
-    }
-    if (errno == ENOENT && folder.has_relative_path()) {
+    int error = mkdir(folder.c_str(), 0700) == 0 ? 0 : errno;
+    if (error == ENOENT && folder.has_relative_path()) {
         makeFolders(folder.parent_path(), file);
-        makeFolders(folder, file);
-    } else if (errno != EEXIST) {
-        fail(file, errno);
+        error = mkdir(folder.c_str(), 0700) == 0 ? 0 : errno;
+    }
+    if (error == 0) {
+        syncFolder(folder.parent_path(), file);
+    } else if (error != EEXIST) {
+        fail(file, error);
     }
 }
 
