@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace keysong::test {
+
+/// An Xvfb of a test's own, on a display number that was free. It dies with the test. Held keys repeat at
+/// once and fast, so that a test need not wait for it.
+class PrivateXServer {
+  public:
+    PrivateXServer() = default;
+    ~PrivateXServer();
+    PrivateXServer(const PrivateXServer&) = delete;
+    PrivateXServer& operator=(const PrivateXServer&) = delete;
+
+    /// Whether Xvfb is there to be started.
+    [[nodiscard]] static bool isInstalled();
+
+    /// Starts it and waits until it answers; false when that takes too long. After `kill` it starts on the
+    /// same display again.
+    bool start();
+    /// Kills it at once, as a crash would; it leaves its lock and socket behind.
+    void kill();
+
+    /// Such as ":7".
+    [[nodiscard]] const std::string& display() const { return display_; }
+
+  private:
+    pid_t process_ = -1;
+    std::string display_;
+};
+
+} // namespace keysong::test

@@ -1,0 +1,144 @@
+#include "support/XTestClient.h"
+
+#include <poll.h>
+#include <xcb/xcb.h>
+#include <xcb/xinput.h>
+#include <xcb/xtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace keysong::test {
+
+namespace {
+
+struct FreeMemory {
+    void operator()(void* memory) const noexcept { std::free(memory); }
+};
+template <typename T>
+using Ref = std::unique_ptr<T, FreeMemory>;
+
+xcb_connection_t* connect(const std::string& display) {
+    xcb_connection_t* connection = xcb_connect(display.c_str(), nullptr);
+    if (xcb_connection_has_error(connection) != 0) {
+        xcb_disconnect(connection);
+        throw std::runtime_error("no X server at " + display);
+    }
+    return connection;
+}
+
+} // namespace
+
+XTestClient::XTestClient(const std::string& display)
+    : connection_(connect(display)), root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root) {
+    const Ref<xcb_input_xi_query_version_reply_t> version(xcb_input_xi_query_version_reply(
+        connection_, xcb_input_xi_query_version(connection_, 2, 2), nullptr));
+}
+
+XTestClient::~XTestClient() {
+    xcb_disconnect(connection_);
+}
+
+XTestClient::DeviceId XTestClient::deviceNamed(std::string_view name) const {
+    const Ref<xcb_input_xi_query_device_reply_t> reply(xcb_input_xi_query_device_reply(
+        connection_, xcb_input_xi_query_device(connection_, XCB_INPUT_DEVICE_ALL), nullptr));
+    for (auto info = xcb_input_xi_query_device_infos_iterator(reply.get()); info.rem > 0;
+         xcb_input_xi_device_info_next(&info)) {
+        if (name == std::string_view(xcb_input_xi_device_info_name(info.data), info.data->name_len)) {
+            return info.data->deviceid;
+        }
+    }
+    return 0;
+}
+
+void XTestClient::key(DeviceId device, int linuxCode, bool pressed) const {
+    constexpr int keycodeOffset = 8;
+    fake(pressed ? XCB_KEY_PRESS : XCB_KEY_RELEASE, device, linuxCode + keycodeOffset);
+}
+
+void XTestClient::button(DeviceId device, int number, bool pressed) const {
+    fake(pressed ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, device, number);
+}
+
+void XTestClient::fake(std::uint8_t type, DeviceId device, int detail) const {
+    if (device != injected) {
+        // The events of devices stand in the same order, from the extension's first number plus one.
+        const auto first = xcb_get_extension_data(connection_, &xcb_input_id)->first_event;
+        type = static_cast<std::uint8_t>(type - XCB_KEY_PRESS + first + XCB_INPUT_DEVICE_KEY_PRESS);
+    }
+    xcb_test_fake_input(connection_, type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME, XCB_NONE, 0,
+                        0, static_cast<std::uint8_t>(device));
+    sync();
+}
+
+void XTestClient::setProperty(DeviceId device, std::string_view name, std::uint32_t type,
+                              std::string_view bytes) const {
+    const Ref<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
+        connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+        nullptr));
+    xcb_input_xi_change_property(connection_, device, XCB_PROP_MODE_REPLACE, XCB_INPUT_PROPERTY_FORMAT_8_BITS,
+                                 atom->atom, type, static_cast<std::uint32_t>(bytes.size()), bytes.data());
+    sync();
+}
+
+void XTestClient::setNode(DeviceId device, std::string_view node) const {
+    setProperty(device, "Device Node", XCB_ATOM_STRING, node);
+}
+
+void XTestClient::setEnabled(DeviceId device, bool enabled) const {
+    setProperty(device, "Device Enabled", XCB_ATOM_INTEGER, std::string(1, enabled ? '\1' : '\0'));
+}
+
+void XTestClient::addMaster(std::string_view name) const {
+    constexpr std::size_t word = 4;
+    const std::size_t words = (sizeof(xcb_input_add_master_t) + name.size() + word - 1) / word;
+    std::vector<char> change(words * word);
+    auto& head = *new (change.data()) xcb_input_add_master_t{};
+    head.type = XCB_INPUT_HIERARCHY_CHANGE_TYPE_ADD_MASTER;
+    head.len = static_cast<std::uint16_t>(words);
+    head.name_len = static_cast<std::uint16_t>(name.size());
+    head.send_core = 1;
+    head.enable = 1;
+    name.copy(change.data() + sizeof head, name.size());
+    xcb_input_xi_change_hierarchy(connection_, 1,
+                                  reinterpret_cast<const xcb_input_hierarchy_change_t*>(change.data()));
+    sync();
+}
+
+void XTestClient::grabKeyboard() const {
+    const Ref<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
+        connection_,
+        xcb_grab_keyboard(connection_, 0, root_, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr));
+    if (reply == nullptr || reply->status != XCB_GRAB_STATUS_SUCCESS) {
+        throw std::runtime_error("the keyboard cannot be grabbed");
+    }
+}
+
+bool XTestClient::receivesPresses(int count) const {
+    pollfd readable{xcb_get_file_descriptor(connection_), POLLIN, 0};
+    constexpr int limit = 10'000; // milliseconds without any event
+    for (;;) {
+        while (const Ref<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) {
+            count -= (event->response_type & 0x7F) == XCB_KEY_PRESS ? 1 : 0;
+        }
+        if (count <= 0) {
+            return true;
+        }
+        if (poll(&readable, 1, limit) <= 0 || xcb_connection_has_error(connection_) != 0) {
+            return false;
+        }
+    }
+}
+
+void XTestClient::sync() const {
+    const Ref<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    if (reply == nullptr) {
+        throw std::runtime_error("the X server is gone");
+    }
+}
+
+} // namespace keysong::test

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+struct xcb_connection_t;
+
+namespace keysong::test {
+
+/// Another client of an X server, which plays the part of hands and of other programs. Every operation has
+/// been done by the server when it returns.
+class XTestClient {
+  public:
+    using DeviceId = std::uint16_t;
+
+    /// Keys and buttons of no device in particular are injected: they come from the server's XTEST devices.
+    static constexpr DeviceId injected = 0;
+
+    explicit XTestClient(const std::string& display);
+    ~XTestClient();
+    XTestClient(const XTestClient&) = delete;
+    XTestClient& operator=(const XTestClient&) = delete;
+
+    /// 0 when there is none.
+    [[nodiscard]] DeviceId deviceNamed(std::string_view name) const;
+
+    /// Presses or releases a key (KEY_*) or a button of a device.
+    void key(DeviceId device, int linuxCode, bool pressed) const;
+    void button(DeviceId device, int number, bool pressed) const;
+    void tap(DeviceId device, int linuxCode) const {
+        key(device, linuxCode, true);
+        key(device, linuxCode, false);
+    }
+
+    /// What the drivers of a real server say of the kernel's node.
+    void setNode(DeviceId device, std::string_view node) const;
+    /// A device that is switched off and on again is what is unplugged and plugged to others.
+    void setEnabled(DeviceId device, bool enabled) const;
+    /// Makes a pair of masters with XTEST devices of their own, whose names all begin with `name`.
+    void addMaster(std::string_view name) const;
+
+    /// Takes the keyboard for this client alone, and receives its keys from then on.
+    void grabKeyboard() const;
+    /// Waits until the server has told this client of so many presses, repeats included.
+    [[nodiscard]] bool receivesPresses(int count) const;
+
+  private:
+    void fake(std::uint8_t type, DeviceId device, int detail) const;
+    void setProperty(DeviceId device, std::string_view name, std::uint32_t type,
+                     std::string_view bytes) const;
+    void sync() const;
+
+    xcb_connection_t* const connection_;
+    const std::uint32_t root_;
+};
+
+} // namespace keysong::test
