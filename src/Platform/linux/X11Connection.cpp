@@ -1,13 +1,10 @@
 #include "Platform/linux/X11Connection.h"
 
-#include <pthread.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
 
 namespace keysong {
@@ -19,33 +16,6 @@ struct FreeMemory {
 };
 template <typename T>
 using Ref = std::unique_ptr<T, FreeMemory>;
-
-/// While it lives, this thread gets no SIGPIPE: xcb writes in a way that raises one when the server is gone,
-/// and that would end the program.
-class NoPipeSignal {
-  public:
-    NoPipeSignal() {
-        sigemptyset(&pipe_);
-        sigaddset(&pipe_, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-        sigset_t pending;
-        sigpending(&pending);
-        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-    }
-    ~NoPipeSignal() {
-        const timespec atOnce{};
-        while (!wasPending_ && sigtimedwait(&pipe_, nullptr, &atOnce) < 0 && errno == EINTR) {
-        }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
-    NoPipeSignal(const NoPipeSignal&) = delete;
-    NoPipeSignal& operator=(const NoPipeSignal&) = delete;
-
-  private:
-    sigset_t pipe_{};
-    sigset_t before_{};
-    bool wasPending_ = false;
-};
 
 /// A property's bytes; none when the device lacks it or is gone.
 std::string bytesOf(xcb_connection_t* connection, xcb_input_xi_get_property_cookie_t cookie) {
@@ -123,7 +93,6 @@ X11Connection::~X11Connection() {
 }
 
 X11Connection::Opened X11Connection::open(const std::string& display) {
-    const NoPipeSignal noSignal;
     int screen = 0;
     xcb_connection_t* connection = xcb_connect(display.empty() ? nullptr : display.c_str(), &screen);
     std::unique_ptr<X11Connection> opened(new X11Connection(connection, screen));
@@ -195,14 +164,12 @@ bool X11Connection::isLost() const noexcept {
 }
 
 std::vector<std::uint16_t> X11Connection::devices() {
-    const NoPipeSignal noSignal;
     std::vector<std::uint16_t> found;
     forEachDevice(connection_, [&](std::uint16_t device, std::string_view) { found.push_back(device); });
     return found;
 }
 
 X11Device X11Connection::describe(std::uint16_t device) {
-    const NoPipeSignal noSignal;
     constexpr std::uint32_t longest = 64; // in words of four bytes
     const auto ask = [&](xcb_atom_t property) {
         return xcb_input_xi_get_property(connection_, device, 0, property, XCB_ATOM_ANY, 0, longest);
@@ -217,7 +184,6 @@ X11Device X11Connection::describe(std::uint16_t device) {
 }
 
 void X11Connection::selectInput() {
-    const NoPipeSignal noSignal;
     auto roots = xcb_setup_roots_iterator(xcb_get_setup(connection_));
     for (int i = 0; i < screen_; ++i) {
         xcb_screen_next(&roots);

@@ -41,7 +41,7 @@ struct X11Device {
 
 /// A connection to an X server with XInput 2.1, through plain xcb: errors and the server's end are values
 /// here, and no handler of the whole process is set, so that it does not meddle with other users of X in the
-/// process. A broken connection raises no signal either.
+/// process.
 ///
 /// One thread at a time, not the render thread. Opening and the two questions wait for the server's answer.
 class X11Connection {
