@@ -78,8 +78,11 @@ void XTestClient::setProperty(DeviceId device, std::string_view name, std::uint3
     const Ref<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
         connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
         nullptr));
+    // xcb reads whole words of four bytes.
+    std::string words(bytes);
+    words.resize((bytes.size() + 3) / 4 * 4);
     xcb_input_xi_change_property(connection_, device, XCB_PROP_MODE_REPLACE, XCB_INPUT_PROPERTY_FORMAT_8_BITS,
-                                 atom->atom, type, static_cast<std::uint32_t>(bytes.size()), bytes.data());
+                                 atom->atom, type, static_cast<std::uint32_t>(bytes.size()), words.data());
     sync();
 }
 
