@@ -1,5 +1,6 @@
 #include "Platform/linux/X11Connection.h"
 
+#include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 
@@ -40,6 +41,27 @@ void forEachDevice(xcb_connection_t* connection, Handler handler) {
          xcb_input_xi_device_info_next(&info)) {
         const auto length = static_cast<std::size_t>(xcb_input_xi_device_info_name_length(info.data));
         handler(info.data->deviceid, std::string_view(xcb_input_xi_device_info_name(info.data), length));
+    }
+}
+
+template <typename Handler>
+void forEachMonitor(xcb_connection_t* connection, xcb_window_t root, Handler handler) {
+    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_randr_id);
+    if (extension == nullptr || extension->present == 0) {
+        return; // asking all the same would break the connection
+    }
+    const Ref<xcb_randr_get_monitors_reply_t> reply(
+        xcb_randr_get_monitors_reply(connection, xcb_randr_get_monitors(connection, root, 0), nullptr));
+    if (reply == nullptr) {
+        return;
+    }
+    for (auto monitor = xcb_randr_get_monitors_monitors_iterator(reply.get()); monitor.rem > 0;
+         xcb_randr_monitor_info_next(&monitor)) {
+        const Ref<xcb_get_atom_name_reply_t> name(
+            xcb_get_atom_name_reply(connection, xcb_get_atom_name(connection, monitor.data->name), nullptr));
+        if (name != nullptr) {
+            handler(std::string_view(xcb_get_atom_name_name(name.get()), name->name_len));
+        }
     }
 }
 
@@ -141,8 +163,14 @@ bool X11Connection::isXwayland() {
     constexpr std::string_view name = "XWAYLAND";
     const auto cookie = xcb_query_extension(connection_, name.size(), name.data());
     const Ref<xcb_query_extension_reply_t> extension(xcb_query_extension_reply(connection_, cookie, nullptr));
-    bool found = extension != nullptr && extension->present != 0;
-    // Older ones lack the extension and are known by their devices.
+    if (extension != nullptr && extension->present != 0) {
+        return true;
+    }
+    // Versions before 23.1 are known by the names of their monitors and devices, of which either may be
+    // missing: a seat without a keyboard, a closed lid.
+    bool found = false;
+    forEachMonitor(connection_, root(),
+                   [&](std::string_view monitor) { found = found || monitor.starts_with(name); });
     forEachDevice(connection_, [&](std::uint16_t, std::string_view device) {
         found = found || device.starts_with("xwayland-");
     });
@@ -153,6 +181,14 @@ std::uint32_t X11Connection::atom(std::string_view name) {
     const auto cookie = xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data());
     const Ref<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection_, cookie, nullptr));
     return reply == nullptr ? xcb_atom_t{XCB_ATOM_NONE} : reply->atom;
+}
+
+std::uint32_t X11Connection::root() const {
+    auto roots = xcb_setup_roots_iterator(xcb_get_setup(connection_));
+    for (int i = 0; i < screen_; ++i) {
+        xcb_screen_next(&roots);
+    }
+    return roots.data->root;
 }
 
 int X11Connection::descriptor() const noexcept {
@@ -184,10 +220,6 @@ X11Device X11Connection::describe(std::uint16_t device) {
 }
 
 void X11Connection::selectInput() {
-    auto roots = xcb_setup_roots_iterator(xcb_get_setup(connection_));
-    for (int i = 0; i < screen_; ++i) {
-        xcb_screen_next(&roots);
-    }
     struct Mask {
         xcb_input_event_mask_t head;
         std::uint32_t events;
@@ -197,7 +229,7 @@ void X11Connection::selectInput() {
          {{XCB_INPUT_DEVICE_ALL_MASTER, 1},
           XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE |
               XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE}}};
-    xcb_input_xi_select_events(connection_, roots.data->root, masks.size(), &masks.front().head);
+    xcb_input_xi_select_events(connection_, root(), masks.size(), &masks.front().head);
     xcb_flush(connection_);
 }
 

@@ -81,6 +81,7 @@ class X11Connection {
     [[nodiscard]] std::string_view prepare();
     [[nodiscard]] bool hasRawEvents();
     [[nodiscard]] bool isXwayland();
+    [[nodiscard]] std::uint32_t root() const;
     [[nodiscard]] std::uint32_t atom(std::string_view name);
 
     xcb_connection_t* const connection_;
