@@ -233,6 +233,11 @@ void X11Connection::selectInput() {
     xcb_flush(connection_);
 }
 
+void X11Connection::settle() {
+    const Ref<xcb_get_input_focus_reply_t> answer(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+}
+
 void X11Connection::read(const std::function<void(const X11Event&)>& handler) {
     while (const Ref<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) {
         if (event->response_type == XCB_GE_GENERIC) {

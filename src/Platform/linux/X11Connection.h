@@ -43,7 +43,7 @@ struct X11Device {
 /// here, and no handler of the whole process is set, so that it does not meddle with other users of X in the
 /// process.
 ///
-/// One thread at a time, not the render thread. Opening and the two questions wait for the server's answer.
+/// One thread at a time, not the render thread. Opening, the two questions and `settle` wait for the server.
 class X11Connection {
   public:
     /// A connection, or the reason why there is none, as a phrase for the log.
@@ -71,8 +71,11 @@ class X11Connection {
     [[nodiscard]] X11Device describe(std::uint16_t device);
 
     /// Asks for keys and buttons, also those that another client has grabbed, and for changes of devices.
-    /// Nothing of it has been read when this returns.
+    /// Nothing of it has been read when this returns, and the server may not have seen it yet.
     void selectInput();
+    /// Waits until the server has done everything asked. What came in meanwhile waits for `read` without
+    /// making the descriptor readable.
+    void settle();
     /// Calls `handler`, which may use this connection, for everything that waits. Does not block.
     void read(const std::function<void(const X11Event&)>& handler);
 

@@ -55,7 +55,13 @@ class X11Tap final : public InputTap {
     [[nodiscard]] std::unique_ptr<RunLoop> makeRunLoop() override {
         auto loop = EpollRunLoop::make();
         loop_ = loop.get();
-        return loop != nullptr && watch() ? std::move(loop) : nullptr;
+        if (loop == nullptr || !watch()) {
+            return nullptr;
+        }
+        // Whatever is pressed from now on is heard; what was read along with the answer must be fetched.
+        connection_->settle();
+        loop->addTimer(std::chrono::nanoseconds(1), std::chrono::nanoseconds(0), [this] { dispatch(); });
+        return loop;
     }
 
     void enable() override {
@@ -77,6 +83,9 @@ class X11Tap final : public InputTap {
     }
 
     void dispatch() {
+        if (connection_ == nullptr) {
+            return; // lost and told already
+        }
         connection_->read([this](const X11Event& event) { handle(event); });
         if (connection_->isLost()) {
             loop_->unwatch(connection_->descriptor());
