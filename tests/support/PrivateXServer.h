@@ -24,6 +24,7 @@ class PrivateXServer {
     /// Kills it at once, as a crash would; it leaves its lock and socket behind.
     void kill();
 
+    [[nodiscard]] bool isRunning() const { return process_ > 0; }
     /// Such as ":7".
     [[nodiscard]] const std::string& display() const { return display_; }
 

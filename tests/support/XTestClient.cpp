@@ -1,7 +1,10 @@
 #include "support/XTestClient.h"
 
 #include <poll.h>
+#include <sys/uio.h>
+#include <xcb/randr.h>
 #include <xcb/xcb.h>
+#include <xcb/xcbext.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
@@ -75,11 +78,11 @@ void XTestClient::fake(std::uint8_t type, DeviceId device, int detail) const {
 
 void XTestClient::setProperty(DeviceId device, std::string_view name, std::uint32_t type,
                               std::string_view bytes) const {
-    const Ref<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
-        connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
-        nullptr));
+    // xcb reads whole words of four bytes.
+    std::string words(bytes);
+    words.resize((bytes.size() + 3) / 4 * 4);
     xcb_input_xi_change_property(connection_, device, XCB_PROP_MODE_REPLACE, XCB_INPUT_PROPERTY_FORMAT_8_BITS,
-                                 atom->atom, type, static_cast<std::uint32_t>(bytes.size()), bytes.data());
+                                 atom(name), type, static_cast<std::uint32_t>(bytes.size()), words.data());
     sync();
 }
 
@@ -107,6 +110,22 @@ void XTestClient::addMaster(std::string_view name) const {
     sync();
 }
 
+void XTestClient::addMonitor(std::string_view name) const {
+    struct {
+        xcb_randr_set_monitor_request_t head;
+        xcb_randr_monitor_info_t monitor;
+    } request{};
+    request.head.window = root_;
+    request.monitor.name = atom(name);
+    request.monitor.width = request.monitor.height = 32;
+    request.monitor.width_in_millimeters = request.monitor.height_in_millimeters = 10;
+    // Sent by hand: xcb 1.15's own function leaves the length of its last part unset.
+    iovec parts[3] = {{}, {}, {&request, sizeof request}};
+    const xcb_protocol_request_t description{1, &xcb_randr_id, XCB_RANDR_SET_MONITOR, 1};
+    xcb_send_request(connection_, 0, &parts[2], &description);
+    sync();
+}
+
 void XTestClient::grabKeyboard() const {
     const Ref<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
         connection_,
@@ -131,6 +150,11 @@ bool XTestClient::receivesPresses(int count) const {
             return false;
         }
     }
+}
+
+std::uint32_t XTestClient::atom(std::string_view name) const {
+    const auto cookie = xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data());
+    return Ref<xcb_intern_atom_reply_t>(xcb_intern_atom_reply(connection_, cookie, nullptr))->atom;
 }
 
 void XTestClient::sync() const {

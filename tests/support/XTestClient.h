@@ -40,6 +40,8 @@ class XTestClient {
     /// Makes a pair of masters with XTEST devices of their own, whose names all begin with `name`.
     void addMaster(std::string_view name) const;
 
+    void addMonitor(std::string_view name) const;
+
     /// Takes the keyboard for this client alone, and receives its keys from then on.
     void grabKeyboard() const;
     /// Waits until the server has told this client of so many presses, repeats included.
@@ -49,6 +51,7 @@ class XTestClient {
     void fake(std::uint8_t type, DeviceId device, int detail) const;
     void setProperty(DeviceId device, std::string_view name, std::uint32_t type,
                      std::string_view bytes) const;
+    [[nodiscard]] std::uint32_t atom(std::string_view name) const;
     void sync() const;
 
     xcb_connection_t* const connection_;

@@ -2,198 +2,163 @@
 
 #include "Platform/linux/EpollRunLoop.h"
 #include "Platform/linux/InputTranslator.h"
+#include "Platform/linux/KeyboardNodes.h"
+#include "Platform/linux/X11Connection.h"
+#include "Shared/Log.h"
 
-#include <X11/Xlib.h>
-#include <X11/extensions/XInput2.h>
 #include <linux/input-event-codes.h>
 
-#include <array>
-#include <atomic>
-#include <cstdlib>
-#include <set>
-#include <string_view>
+#include <bitset>
+#include <map>
+#include <utility>
 
 namespace keysong {
 
 namespace {
 
-struct CloseDisplay {
-    void operator()(Display* display) const { XCloseDisplay(display); }
-};
-using DisplayRef = std::unique_ptr<Display, CloseDisplay>;
+namespace fs = std::filesystem;
 
 /// X key codes are the kernel's, moved by eight.
-constexpr int keycodeOffset = 8;
-
-/// An X server inside a Wayland session hears only what goes to its own windows: it is no source.
-bool isXwayland(Display* display) {
-    int count = 0;
-    XIDeviceInfo* devices = XIQueryDevice(display, XIAllDevices, &count);
-    bool found = false;
-    for (int i = 0; i < count; ++i) {
-        found = found || std::string_view(devices[i].name).starts_with("xwayland-");
-    }
-    if (devices != nullptr) {
-        XIFreeDeviceInfo(devices);
-    }
-    return found;
-}
-
-DisplayRef openDisplay(int& extension) {
-    if (std::getenv("DISPLAY") == nullptr) {
-        return nullptr;
-    }
-    DisplayRef display(XOpenDisplay(nullptr));
-    int event = 0;
-    int error = 0;
-    int major = 2;
-    int minor = 2;
-    if (display == nullptr ||
-        !XQueryExtension(display.get(), "XInputExtension", &extension, &event, &error) ||
-        XIQueryVersion(display.get(), &major, &minor) != Success || isXwayland(display.get())) {
-        return nullptr;
-    }
-    return display;
-}
+constexpr std::uint32_t keycodeOffset = 8;
+constexpr std::size_t keycodes = 256;
 
 class X11Tap final : public InputTap {
   public:
-    X11Tap(EventMask mask, RawEventHandler handler)
-        : mask_(mask), handler_(std::move(handler)), translator_([this](const RawEvent& event) {
+    X11Tap(std::string display, fs::path inputClass, EventMask mask, RawEventHandler handler)
+        : display_(std::move(display)), inputClass_(std::move(inputClass)), mask_(mask),
+          handler_(std::move(handler)), translator_([this](const RawEvent& event) {
               if ((mask_ & maskOf(event.type)) != 0) {
                   handler_(event);
               }
           }) {}
 
-    bool open() {
-        lost_ = false;
-        display_ = openDisplay(extension_);
-        if (display_ == nullptr) {
-            lost_ = true;
-            return false;
+    /// Connects; answers why it could not, or nothing.
+    std::string_view open() {
+        auto opened = X11Connection::open(display_);
+        connection_ = std::move(opened.connection);
+        if (connection_ == nullptr) {
+            return opened.refusal;
         }
-        // The server's end must not be the program's; the display is let go of outside the handler.
-        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
-        XSetIOErrorHandler([](Display*) { return 0; });
-        XSetIOErrorExitHandler(
-            display_.get(), [](Display*, void* self) { static_cast<X11Tap*>(self)->lost_ = true; }, this);
-        select(XIAllMasterDevices,
-               {XI_RawKeyPress, XI_RawKeyRelease, XI_RawButtonPress, XI_RawButtonRelease});
-        select(XIAllDevices, {XI_HierarchyChanged});
-        findInjectors();
-        XFlush(display_.get());
-        return !lost_;
+        devices_.clear();
+        for (const std::uint16_t device : connection_->devices()) {
+            learn(device);
+        }
+        // Last: events that came in with an answer would lie read already and wake no one.
+        connection_->selectInput();
+        if (connection_->isLost()) {
+            connection_.reset();
+            return "its server went away";
+        }
+        return {};
     }
 
     [[nodiscard]] std::unique_ptr<RunLoop> makeRunLoop() override {
         auto loop = EpollRunLoop::make();
-        if (loop == nullptr || !loop->watch(ConnectionNumber(display_.get()), [this] { dispatch(); })) {
+        loop_ = loop.get();
+        if (loop == nullptr || !watch()) {
             return nullptr;
         }
-        loop_ = loop.get();
+        // Whatever is pressed from now on is heard; what was read along with the answer must be fetched.
+        connection_->settle();
+        loop->addTimer(std::chrono::nanoseconds(1), std::chrono::nanoseconds(0), [this] { dispatch(); });
         return loop;
     }
 
     void enable() override {
-        if (!lost_ || loop_ == nullptr) {
-            return;
-        }
-        translator_.reset();
-        if (open() && !loop_->watch(ConnectionNumber(display_.get()), [this] { dispatch(); })) {
-            lost_ = true;
+        if (connection_ == nullptr && loop_ != nullptr && open().empty() && !watch()) {
+            connection_.reset();
         }
     }
 
-    [[nodiscard]] bool isEnabled() const override { return !lost_; }
+    [[nodiscard]] bool isEnabled() const override { return connection_ != nullptr; }
 
   private:
-    void select(int devices, std::initializer_list<int> events) {
-        std::array<unsigned char, XIMaskLen(XI_LASTEVENT)> bits{};
-        for (const int event : events) {
-            const auto bit = static_cast<unsigned>(event);
-            bits.at(bit / 8) = static_cast<unsigned char>(bits.at(bit / 8) | 1U << bit % 8);
-        }
-        XIEventMask mask{devices, static_cast<int>(bits.size()), bits.data()};
-        XISelectEvents(display_.get(), DefaultRootWindow(display_.get()), &mask, 1);
-    }
+    struct Device {
+        std::int64_t sourceState = hardwareSourceState;
+        std::bitset<keycodes> held;
+    };
 
-    /// Notes the devices through which clients inject input.
-    void findInjectors() {
-        injectors_.clear();
-        const Atom property = XInternAtom(display_.get(), "XTEST Device", True);
-        int count = 0;
-        XIDeviceInfo* devices =
-            property == None ? nullptr : XIQueryDevice(display_.get(), XIAllDevices, &count);
-        for (int i = 0; i < count; ++i) {
-            Atom type = None;
-            int format = 0;
-            unsigned long items = 0;
-            unsigned long left = 0;
-            unsigned char* value = nullptr;
-            if (XIGetProperty(display_.get(), devices[i].deviceid, property, 0, 1, False, AnyPropertyType,
-                              &type, &format, &items, &left, &value) == Success) {
-                if (items > 0 && value != nullptr && *value != 0) {
-                    injectors_.insert(devices[i].deviceid);
-                }
-                XFree(value);
-            }
-        }
-        if (devices != nullptr) {
-            XIFreeDeviceInfo(devices);
-        }
+    [[nodiscard]] bool watch() {
+        return loop_->watch(connection_->descriptor(), [this] { dispatch(); });
     }
 
     void dispatch() {
-        while (!lost_ && XPending(display_.get()) > 0) {
-            XEvent event;
-            XNextEvent(display_.get(), &event);
-            XGenericEventCookie& cookie = event.xcookie;
-            if (!lost_ && event.type == GenericEvent && cookie.extension == extension_ &&
-                XGetEventData(display_.get(), &cookie)) {
-                handle(cookie);
-                XFreeEventData(display_.get(), &cookie);
-            }
+        if (connection_ == nullptr) {
+            return; // lost and told already
         }
-        if (lost_ && display_ != nullptr) {
-            loop_->unwatch(ConnectionNumber(display_.get()));
-            // Closing would talk to the server that is gone; its connection is closed without it.
-            static_cast<void>(display_.release());
+        connection_->read([this](const X11Event& event) { handle(event); });
+        if (connection_->isLost()) {
+            loop_->unwatch(connection_->descriptor());
+            connection_.reset();
+            translator_.reset();
+            RawEvent notice;
+            notice.type = RawEventType::tapDisabledByUserInput;
+            handler_(notice); // which may enable this tap again
         }
     }
 
-    void handle(const XGenericEventCookie& cookie) {
-        if (cookie.evtype == XI_HierarchyChanged) {
-            findInjectors();
-            for (const auto device : known_) {
-                translator_.release(device); // a device that went no longer holds its modifiers
-            }
-            known_.clear();
+    void handle(const X11Event& event) {
+        switch (event.kind) {
+        case X11Event::Kind::deviceGone:
+            forget(event.device);
+            break;
+        case X11Event::Kind::deviceChanged:
+            forget(event.device);
+            learn(event.device);
+            break;
+        case X11Event::Kind::keyPressed:
+        case X11Event::Kind::keyReleased:
+            key(event.device, event.detail, event.kind == X11Event::Kind::keyPressed);
+            break;
+        case X11Event::Kind::buttonPressed:
+        case X11Event::Kind::buttonReleased:
+            button(event.device, event.detail, event.kind == X11Event::Kind::buttonPressed);
+            break;
+        }
+    }
+
+    Device& learn(std::uint16_t id) {
+        const X11Device description = connection_->describe(id);
+        const bool software =
+            description.injector || originOfNode(description.node) == DeviceOrigin::software;
+        Device& device = devices_[id];
+        device.sourceState = software ? softwareSourceState : hardwareSourceState;
+        return device;
+    }
+
+    void forget(std::uint16_t id) {
+        translator_.remove(id);
+        devices_.erase(id);
+    }
+
+    Device& deviceOf(std::uint16_t id) {
+        const auto found = devices_.find(id);
+        return found != devices_.end() ? found->second : learn(id);
+    }
+
+    [[nodiscard]] DeviceOrigin originOfNode(const std::string& node) const {
+        std::error_code error;
+        const fs::path name = fs::weakly_canonical(node, error).filename();
+        if (error || !name.string().starts_with("event")) {
+            return DeviceOrigin::hardware; // not one device of the kernel's
+        }
+        return originOfDevice(fs::canonical(inputClass_ / name, error).string());
+    }
+
+    void key(std::uint16_t id, std::uint32_t keycode, bool pressed) {
+        if (keycode < keycodeOffset || keycode >= keycodes) {
             return;
         }
-        const auto& raw = *static_cast<const XIRawEvent*>(cookie.data);
-        const auto device = static_cast<InputTranslator::Device>(raw.sourceid);
-        const std::int64_t state =
-            injectors_.contains(raw.sourceid) ? softwareSourceState : hardwareSourceState;
-        known_.insert(device);
-        switch (cookie.evtype) {
-        case XI_RawKeyPress:
-        case XI_RawKeyRelease:
-            if (raw.detail >= keycodeOffset) {
-                translator_.key(device, state, static_cast<std::uint16_t>(raw.detail - keycodeOffset),
-                                cookie.evtype == XI_RawKeyPress ? 1 : 0);
-            }
-            break;
-        case XI_RawButtonPress:
-        case XI_RawButtonRelease:
-            button(device, state, raw.detail, cookie.evtype == XI_RawButtonPress);
-            break;
-        default:
-            break;
-        }
+        Device& device = deviceOf(id);
+        const bool repeats = pressed && device.held.test(keycode);
+        device.held.set(keycode, pressed);
+        translator_.key(id, device.sourceState, static_cast<std::uint16_t>(keycode - keycodeOffset),
+                        repeats ? 2 : static_cast<std::int32_t>(pressed));
     }
 
-    void button(InputTranslator::Device device, std::int64_t state, int number, bool pressed) {
+    void button(std::uint16_t id, std::uint32_t number, bool pressed) {
         constexpr double notch = 120;
+        const std::int64_t state = deviceOf(id).sourceState;
         switch (number) {
         case 1:
             translator_.button(state, BTN_LEFT, pressed);
@@ -204,7 +169,7 @@ class X11Tap final : public InputTap {
         case 4: // a notch up, a notch down: told by the press
         case 5:
             if (pressed) {
-                translator_.wheel(device, state, number == 4 ? -notch : notch);
+                translator_.wheel(id, state, number == 4 ? -notch : notch);
             }
             break;
         case 6: // sideways
@@ -216,27 +181,33 @@ class X11Tap final : public InputTap {
         }
     }
 
+    const std::string display_;
+    const fs::path inputClass_;
     const EventMask mask_;
     const RawEventHandler handler_;
     InputTranslator translator_;
-    DisplayRef display_;
+    std::unique_ptr<X11Connection> connection_;
     EpollRunLoop* loop_ = nullptr;
-    int extension_ = 0;
-    bool lost_ = false;
-    std::set<int> injectors_;
-    std::set<InputTranslator::Device> known_;
+    std::map<std::uint16_t, Device> devices_;
 };
 
 } // namespace
 
+X11Source::X11Source(std::string display, std::filesystem::path inputClass)
+    : display_(std::move(display)), inputClass_(std::move(inputClass)) {
+}
+
 bool X11Source::isTrusted() const {
-    int extension = 0;
-    return openDisplay(extension) != nullptr;
+    return X11Connection::open(display_).connection != nullptr;
 }
 
 std::unique_ptr<InputTap> X11Source::createTap(EventMask mask, RawEventHandler handler) {
-    auto tap = std::make_unique<X11Tap>(mask, std::move(handler));
-    return tap->open() ? std::move(tap) : nullptr;
+    auto tap = std::make_unique<X11Tap>(display_, inputClass_, mask, std::move(handler));
+    if (const std::string_view refusal = tap->open(); !refusal.empty()) {
+        log.notice("no input from an X display: %{public}s", refusal);
+        return nullptr;
+    }
+    return tap;
 }
 
 } // namespace keysong
