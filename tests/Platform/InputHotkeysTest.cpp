@@ -24,7 +24,6 @@ struct KeysRow {
     /// on another keyboard, held meanwhile.
     std::vector<std::uint16_t> keys;
     std::vector<std::uint16_t> otherKeyboard;
-    RightAlt rightAlt;
     std::vector<std::uint32_t> pressed;
 };
 
@@ -53,7 +52,6 @@ class InputHotkeysTest : public testing::TestWithParam<KeysRow> {
 
 TEST_P(InputHotkeysTest, MatchesWhatIsHeld) {
     const KeysRow& row = GetParam();
-    hotkeys.setRightAlt(row.rightAlt);
     for (const std::uint16_t code : row.otherKeyboard) {
         key(code, 1, 2);
     }
@@ -66,29 +64,25 @@ TEST_P(InputHotkeysTest, MatchesWhatIsHeld) {
     EXPECT_EQ(presses.pressed, row.pressed);
 }
 
-constexpr auto typesCharacters = RightAlt::typesCharacters;
 INSTANTIATE_TEST_SUITE_P(
     Keys, InputHotkeysTest,
-    testing::Values(
-        KeysRow{"LeftSide", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, typesCharacters, {1}},
-        KeysRow{"TheOtherHotkey", {KEY_LEFTALT, KEY_LEFTCTRL, KEY_C}, {}, typesCharacters, {2}},
-        KeysRow{"RightControl", {KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, typesCharacters, {1}},
-        KeysRow{"BothControls", {KEY_LEFTCTRL, KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, typesCharacters, {1}},
-        KeysRow{"RightAltAsAlt", {KEY_LEFTCTRL, KEY_RIGHTALT, KEY_K}, {}, RightAlt::isOption, {1}},
-        KeysRow{"RightAltAsAltGr", {KEY_LEFTCTRL, KEY_RIGHTALT, KEY_K}, {}, typesCharacters, {}},
-        KeysRow{"AltGrBesideAlt", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_RIGHTALT, KEY_K}, {}, typesCharacters, {}},
-        KeysRow{"CapsLockOn", {KEY_CAPSLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, typesCharacters, {1}},
-        KeysRow{"NumLockOn", {KEY_NUMLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, typesCharacters, {1}},
-        KeysRow{
-            "BothOneAfterTheOther", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K, KEY_C}, {}, typesCharacters, {1, 2}},
-        KeysRow{"ModifiersOnAnotherKeyboard", {KEY_K}, {KEY_LEFTCTRL, KEY_LEFTALT}, typesCharacters, {1}},
-        KeysRow{"ExtraShift", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_LEFTSHIFT, KEY_K}, {}, typesCharacters, {}},
-        KeysRow{"ExtraSuper", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {KEY_RIGHTMETA}, typesCharacters, {}},
-        KeysRow{"ControlAlone", {KEY_LEFTCTRL, KEY_K}, {}, typesCharacters, {}},
-        KeysRow{"AltAlone", {KEY_LEFTALT, KEY_C}, {}, typesCharacters, {}},
-        KeysRow{"ModifiersTooLate", {KEY_K, KEY_LEFTCTRL, KEY_LEFTALT}, {}, typesCharacters, {}},
-        KeysRow{"AnotherKey", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_J}, {}, typesCharacters, {}},
-        KeysRow{"TheKeyAlone", {KEY_K, KEY_C}, {}, typesCharacters, {}}),
+    testing::Values(KeysRow{"LeftSide", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"TheOtherHotkey", {KEY_LEFTALT, KEY_LEFTCTRL, KEY_C}, {}, {2}},
+                    KeysRow{"RightControl", {KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"BothControls", {KEY_LEFTCTRL, KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"RightAltMayBeAltGr", {KEY_LEFTCTRL, KEY_RIGHTALT, KEY_K}, {}, {}},
+                    KeysRow{"AltGrBesideAlt", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_RIGHTALT, KEY_K}, {}, {}},
+                    KeysRow{"CapsLockOn", {KEY_CAPSLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"NumLockOn", {KEY_NUMLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"BothOneAfterTheOther", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K, KEY_C}, {}, {1, 2}},
+                    KeysRow{"ModifiersOnAnotherKeyboard", {KEY_K}, {KEY_LEFTCTRL, KEY_LEFTALT}, {1}},
+                    KeysRow{"ExtraShift", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_LEFTSHIFT, KEY_K}, {}, {}},
+                    KeysRow{"ExtraSuper", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {KEY_RIGHTMETA}, {}},
+                    KeysRow{"ControlAlone", {KEY_LEFTCTRL, KEY_K}, {}, {}},
+                    KeysRow{"AltAlone", {KEY_LEFTALT, KEY_C}, {}, {}},
+                    KeysRow{"ModifiersTooLate", {KEY_K, KEY_LEFTCTRL, KEY_LEFTALT}, {}, {}},
+                    KeysRow{"AnotherKey", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_J}, {}, {}},
+                    KeysRow{"TheKeyAlone", {KEY_K, KEY_C}, {}, {}}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(InputHotkeysTest, AHeldKeyCountsOnceAndTheNextPressAgain) {
