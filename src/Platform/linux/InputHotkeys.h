@@ -5,16 +5,14 @@
 #include "Platform/linux/HotkeyTable.h"
 #include "Shared/Mutex.h"
 
-#include <atomic>
-
 namespace keysong {
-
-/// Whether the right Alt key counts as Option. On many layouts it is AltGr, which types characters and is no
-/// modifier of a hotkey; the key's code does not tell.
-enum class RightAlt { isOption, typesCharacters };
 
 /// Hotkeys recognised among the events that the program hears anyway, for sessions in which neither the
 /// display server nor the desktop offers any. The press also reaches the application in front.
+///
+/// Option is the left Alt key. The right one is AltGr on many layouts, where it types characters, and its
+/// code does not tell: a hotkey that stays out is a smaller fault than one that goes off while someone types.
+/// Either Control key will do.
 ///
 /// An event is compared with the registered combinations and forgotten. Nothing of it is kept, counted or
 /// passed on: what the program learns is only that one of its own hotkeys was pressed.
@@ -27,10 +25,6 @@ class InputHotkeys final : public HotkeyRegistrar {
     /// modifiers a short lock besides, a press of a hotkey a task for the main thread.
     void observe(const RawEvent& event) KEYSONG_EXCLUDES(mutex_);
 
-    /// Any thread. Until told otherwise the right Alt key types characters: a hotkey that stays out is a
-    /// smaller fault than one that goes off while someone types.
-    void setRightAlt(RightAlt meaning) noexcept { rightAlt_.store(meaning, std::memory_order_relaxed); }
-
     void installHandlers(Handlers handlers) override { delivery_.install(std::move(handlers)); }
     [[nodiscard]] HotkeyStatus registerHotkey(HotkeyCombination combination, HotkeyIdentity identity) override
         KEYSONG_EXCLUDES(mutex_);
@@ -39,7 +33,6 @@ class InputHotkeys final : public HotkeyRegistrar {
 
   private:
     HotkeyDelivery delivery_;
-    std::atomic<RightAlt> rightAlt_ = RightAlt::typesCharacters;
     Mutex mutex_;
     HotkeyTable table_ KEYSONG_GUARDED_BY(mutex_);
 };

@@ -256,10 +256,16 @@ void PortalSession::closeSession() {
 }
 
 void PortalSession::onStepStarted(sd_bus_message* message) {
-    // The answer proper is the request's response, which may even have come already.
+    // The answer proper is the request's response, which may even have come already. An error here is none:
+    // the portal does not work, or went away over the question.
     if (step_ != Step::idle && isError(message)) {
-        stepFailed(Refusal::byDesktop);
+        giveUp();
     }
+}
+
+void PortalSession::giveUp() {
+    closeSession();
+    setAvailable(false);
 }
 
 void PortalSession::onResponse(sd_bus_message* message) {
@@ -269,39 +275,32 @@ void PortalSession::onResponse(sd_bus_message* message) {
         sd_bus_message_read(message, "u", &response) <= 0) {
         return;
     }
-    if (response != responseSuccess) {
-        stepFailed(response == responseCancelled ? Refusal::byUser : Refusal::byDesktop);
-    } else if (step_ == Step::creating) {
-        session_ = readSessionHandle(message);
-        if (sd_bus_object_path_is_valid(session_.c_str()) <= 0) {
-            session_.clear();
-            stepFailed(Refusal::byDesktop);
-        } else if (again_) {
-            begin();
-        } else {
-            bindShortcuts();
-        }
-    } else {
-        bound(message);
-    }
-}
-
-void PortalSession::bound(sd_bus_message* message) {
-    const auto granted = readBoundIds(message);
-    std::vector<std::string> refused = asked_;
-    std::erase_if(refused, [&](const std::string& id) {
-        return !granted || std::find(granted->begin(), granted->end(), id) != granted->end();
-    });
-    settle(refused, Refusal::byDesktop);
-}
-
-void PortalSession::stepFailed(Refusal why) {
-    if (step_ == Step::creating) {
-        setAvailable(false); // a portal without sessions serves nobody
+    if (step_ == Step::binding) {
+        bound(response, message);
         return;
     }
-    closeSession();
-    settle(std::vector<std::string>(asked_), why);
+    session_ = response == responseSuccess ? readSessionHandle(message) : std::string();
+    if (sd_bus_object_path_is_valid(session_.c_str()) <= 0) {
+        session_.clear();
+        giveUp(); // a portal without sessions serves nobody
+    } else if (again_) {
+        begin();
+    } else {
+        bindShortcuts();
+    }
+}
+
+void PortalSession::bound(std::uint32_t response, sd_bus_message* message) {
+    std::vector<std::string> refused = asked_;
+    if (response == responseSuccess) {
+        const auto granted = readBoundIds(message);
+        std::erase_if(refused, [&](const std::string& id) {
+            return !granted || std::find(granted->begin(), granted->end(), id) != granted->end();
+        });
+    } else {
+        closeSession();
+    }
+    settle(refused, response == responseCancelled ? Refusal::byUser : Refusal::byDesktop);
 }
 
 void PortalSession::settle(const std::vector<std::string>& refused, Refusal why) {
@@ -344,7 +343,7 @@ void PortalSession::onClosed(sd_bus_message* message) {
     if (!session_.empty() && session_ == sd_bus_message_get_path(message)) {
         session_.clear();
         if (step_ == Step::binding) {
-            stepFailed(Refusal::byDesktop);
+            settle(std::vector<std::string>(asked_), Refusal::byDesktop);
         } else {
             events_.closed();
         }

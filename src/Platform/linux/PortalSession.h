@@ -3,6 +3,7 @@
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -92,8 +93,9 @@ class PortalSession {
     void createSession();
     void bindShortcuts();
     void closeSession();
-    void bound(sd_bus_message* message);
-    void stepFailed(Refusal why);
+    /// The portal does not work: until it starts anew it counts as not there.
+    void giveUp();
+    void bound(std::uint32_t response, sd_bus_message* message);
     /// Ends the binding: reports the refused ones and goes on with what was asked for meanwhile.
     void settle(const std::vector<std::string>& refused, Refusal why);
     void endStep();

@@ -36,7 +36,7 @@ HotkeyStatus X11Hotkeys::registerHotkey(HotkeyCombination combination, HotkeyIde
             if (status != noErr) {
                 table_.remove(identity);
             }
-            dispatch(); // the round trips may have read events, which the descriptor does not show
+            dispatch();
         }
         return status;
     });
@@ -50,6 +50,9 @@ void X11Hotkeys::unregisterHotkey(HotkeyIdentity identity) {
             }
         }
         table_.remove(identity);
+        if (grabs_ != nullptr) {
+            dispatch();
+        }
     });
 }
 

@@ -4,6 +4,10 @@
 #include "Platform/linux/Xcb.h"
 
 #include <X11/keysym.h>
+// The header has a field of this name.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
 
 #include <algorithm>
 #include <initializer_list>
@@ -73,7 +77,34 @@ X11KeyGrabs::X11KeyGrabs(xcb_connection_t* connection, int screen) : connection_
         xcb_screen_next(&roots);
     }
     root_ = roots.data->root;
+    useKeyboardExtension();
     masks_ = readModifiers();
+}
+
+void X11KeyGrabs::useKeyboardExtension() {
+    xcb_connection_t* connection = connection_.get();
+    const auto* extension = xcb_get_extension_data(connection, &xcb_xkb_id);
+    if (extension == nullptr || extension->present == 0) {
+        return;
+    }
+    const auto usable = xcbRef(xcb_xkb_use_extension_reply(
+        connection, xcb_xkb_use_extension(connection, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION),
+        nullptr));
+    if (usable == nullptr || usable->supported == 0) {
+        return;
+    }
+    // Otherwise a held key would seem to be released and pressed again and again.
+    constexpr std::uint32_t flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+    const auto granted = xcbRef(xcb_xkb_per_client_flags_reply(
+        connection, xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0),
+        nullptr));
+    // A client of the extension is told of mappings by it and not by the core any more.
+    constexpr std::uint16_t newKeyboard = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
+    constexpr std::uint16_t changes = newKeyboard | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+    constexpr std::uint16_t allParts = 0xFF;
+    xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, changes, 0, newKeyboard, allParts, allParts,
+                          nullptr);
+    mappingEvent_ = extension->first_event;
 }
 
 X11KeyGrabs::ModifierMasks X11KeyGrabs::readModifiers() const {
@@ -185,10 +216,18 @@ void X11KeyGrabs::ungrab(HotkeyCombination combination) {
 
 void X11KeyGrabs::dispatch(const std::function<void(HotkeyCombination)>& pressed,
                            const std::function<void(HotkeyCombination, HotkeyStatus)>& lost) {
+    // The questions after a change of the mapping may read further events, which nothing else would announce.
+    while (readEvents(pressed) && !isLost()) {
+        mappingChanged(lost);
+    }
+}
+
+bool X11KeyGrabs::readEvents(const std::function<void(HotkeyCombination)>& pressed) {
     constexpr unsigned sentByClient = 0x80;
-    bool changed = false;
+    bool mappingChanges = false;
     while (const auto event = xcbRef(xcb_poll_for_event(connection_.get()))) {
-        switch (event->response_type & ~sentByClient) {
+        const unsigned type = event->response_type & ~sentByClient;
+        switch (type) {
         case XCB_KEY_PRESS:
             keyPressed(reinterpret_cast<const xcb_key_press_event_t&>(*event), pressed);
             break;
@@ -196,24 +235,20 @@ void X11KeyGrabs::dispatch(const std::function<void(HotkeyCombination)>& pressed
             keyReleased(reinterpret_cast<const xcb_key_release_event_t&>(*event));
             break;
         case XCB_MAPPING_NOTIFY:
-            changed = true;
+            mappingChanges = true;
             break;
         default:
+            mappingChanges = mappingChanges || type == mappingEvent_;
             break;
         }
     }
-    if (changed && !isLost()) {
-        mappingChanged(lost);
-    }
+    return mappingChanges;
 }
 
 void X11KeyGrabs::keyPressed(const xcb_key_press_event_t& event,
                              const std::function<void(HotkeyCombination)>& pressed) {
-    const bool repeats =
-        event.detail == heldKey_ || (event.detail == releasedKey_ && event.time == releaseTime_);
-    heldKey_ = event.detail;
-    if (repeats) {
-        return;
+    if (std::exchange(heldKey_, event.detail) == event.detail) {
+        return; // autorepeat
     }
     const std::uint16_t modifiers = event.state & allModifiers & static_cast<std::uint16_t>(~masks_.locks);
     for (const Grab& grab : grabs_) {
@@ -229,8 +264,6 @@ void X11KeyGrabs::keyReleased(const xcb_key_release_event_t& event) {
     if (event.detail == heldKey_) {
         heldKey_ = 0;
     }
-    releasedKey_ = event.detail;
-    releaseTime_ = event.time;
 }
 
 void X11KeyGrabs::mappingChanged(const std::function<void(HotkeyCombination, HotkeyStatus)>& lost) {

@@ -14,9 +14,10 @@ namespace keysong {
 /// A connection to an X server that grabs key combinations on the root window, whatever the layout and the
 /// locks are, and tells their presses.
 ///
-/// One thread at a time, and one that blocks SIGPIPE: xcb raises it when the server has gone. Every operation
-/// but `dispatch` may take round trips to the server. When the server goes, everything does nothing from then
-/// on and `isLost` is true.
+/// One thread at a time, and one that blocks SIGPIPE: xcb raises it when the server has gone. Operations
+/// take round trips to the server and may read events with the answers, which the descriptor does not show
+/// then: dispatch after each. When the server goes, everything does nothing from then on and `isLost` is
+/// true.
 class X11KeyGrabs {
   public:
     /// Connects to the server that DISPLAY names. Null when none answers, or one inside a Wayland session,
@@ -56,6 +57,7 @@ class X11KeyGrabs {
 
     X11KeyGrabs(xcb_connection_t* connection, int screen);
 
+    void useKeyboardExtension();
     [[nodiscard]] ModifierMasks readModifiers() const;
     [[nodiscard]] Grab prepare(HotkeyCombination combination) const;
     [[nodiscard]] HotkeyStatus apply(const Grab& grab) const;
@@ -63,6 +65,8 @@ class X11KeyGrabs {
     /// Calls `use` with each keycode and each state of the locks.
     template <typename Use>
     void forEachVariant(const Grab& grab, const Use& use) const;
+    /// Whether the mapping changed.
+    bool readEvents(const std::function<void(HotkeyCombination)>& pressed);
     void keyPressed(const xcb_key_press_event_t& event,
                     const std::function<void(HotkeyCombination)>& pressed);
     void keyReleased(const xcb_key_release_event_t& event);
@@ -74,12 +78,12 @@ class X11KeyGrabs {
     xcb_window_t root_ = XCB_WINDOW_NONE;
     std::uint8_t firstKeycode_ = 0;
     std::uint8_t lastKeycode_ = 0;
+    /// The keyboard extension's event type, of which only changes of the mapping are selected.
+    unsigned mappingEvent_ = XCB_MAPPING_NOTIFY;
     ModifierMasks masks_;
     std::vector<Grab> grabs_;
-    /// The grabbed key that is down, and its last release: autorepeat releases and presses at one time.
+    /// The key that went down last among those that came here, while it is down.
     std::uint8_t heldKey_ = 0;
-    std::uint8_t releasedKey_ = 0;
-    xcb_timestamp_t releaseTime_ = 0;
 };
 
 } // namespace keysong

@@ -1,0 +1,134 @@
+#include "Platform/linux/InputHotkeys.h"
+
+#include "Platform/linux/InputTranslator.h"
+#include "Platform/linux/PortalTrigger.h"
+#include "fakes/ManualQueue.h"
+#include "support/HotkeyPresses.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
+
+#include <ostream>
+
+namespace keysong {
+namespace {
+
+using test::hotkey;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct KeysRow {
+    const char* name;
+    /// Pressed in this order on one keyboard and released the other way round; the second part is the same
+    /// on another keyboard, held meanwhile.
+    std::vector<std::uint16_t> keys;
+    std::vector<std::uint16_t> otherKeyboard;
+    std::vector<std::uint32_t> pressed;
+};
+
+void PrintTo(const KeysRow& row, std::ostream* stream) {
+    *stream << row.name;
+}
+
+class InputHotkeysTest : public testing::TestWithParam<KeysRow> {
+  protected:
+    test::ManualQueue mainQueue;
+    test::HotkeyPresses presses;
+    InputHotkeys hotkeys{mainQueue};
+    InputTranslator translator{[this](const RawEvent& event) { hotkeys.observe(event); }};
+
+    void SetUp() override {
+        presses.listenTo(hotkeys);
+        ASSERT_EQ(hotkeys.registerHotkey(test::toggleCombination, hotkey(1)), noErr);
+        ASSERT_EQ(hotkeys.registerHotkey(test::settingsCombination, hotkey(2)), noErr);
+    }
+    void key(std::uint16_t code, std::int32_t value, InputTranslator::Device device = 1,
+             std::int64_t state = hardwareSourceState) {
+        translator.key(device, state, code, value);
+        mainQueue.advance(std::chrono::nanoseconds(0));
+    }
+};
+
+TEST_P(InputHotkeysTest, MatchesWhatIsHeld) {
+    const KeysRow& row = GetParam();
+    for (const std::uint16_t code : row.otherKeyboard) {
+        key(code, 1, 2);
+    }
+    for (const std::uint16_t code : row.keys) {
+        key(code, 1);
+    }
+    for (auto code = row.keys.rbegin(); code != row.keys.rend(); ++code) {
+        key(*code, 0);
+    }
+    EXPECT_EQ(presses.pressed, row.pressed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, InputHotkeysTest,
+    testing::Values(KeysRow{"LeftSide", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"TheOtherHotkey", {KEY_LEFTALT, KEY_LEFTCTRL, KEY_C}, {}, {2}},
+                    KeysRow{"RightControl", {KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"BothControls", {KEY_LEFTCTRL, KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"RightAltMayBeAltGr", {KEY_LEFTCTRL, KEY_RIGHTALT, KEY_K}, {}, {}},
+                    KeysRow{"AltGrBesideAlt", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_RIGHTALT, KEY_K}, {}, {}},
+                    KeysRow{"CapsLockOn", {KEY_CAPSLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"NumLockOn", {KEY_NUMLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+                    KeysRow{"BothOneAfterTheOther", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K, KEY_C}, {}, {1, 2}},
+                    KeysRow{"ModifiersOnAnotherKeyboard", {KEY_K}, {KEY_LEFTCTRL, KEY_LEFTALT}, {1}},
+                    KeysRow{"ExtraShift", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_LEFTSHIFT, KEY_K}, {}, {}},
+                    KeysRow{"ExtraSuper", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {KEY_RIGHTMETA}, {}},
+                    KeysRow{"ControlAlone", {KEY_LEFTCTRL, KEY_K}, {}, {}},
+                    KeysRow{"AltAlone", {KEY_LEFTALT, KEY_C}, {}, {}},
+                    KeysRow{"ModifiersTooLate", {KEY_K, KEY_LEFTCTRL, KEY_LEFTALT}, {}, {}},
+                    KeysRow{"AnotherKey", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_J}, {}, {}},
+                    KeysRow{"TheKeyAlone", {KEY_K, KEY_C}, {}, {}}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(InputHotkeysTest, AHeldKeyCountsOnceAndTheNextPressAgain) {
+    key(KEY_LEFTCTRL, 1);
+    key(KEY_LEFTALT, 1);
+    key(KEY_K, 1);
+    key(KEY_K, 2);
+    key(KEY_K, 2);
+    key(KEY_K, 0);
+    EXPECT_THAT(presses.pressed, ElementsAre(1));
+    key(KEY_K, 1);
+    EXPECT_THAT(presses.pressed, ElementsAre(1, 1));
+}
+
+TEST_F(InputHotkeysTest, ARemappersVirtualKeyboardCountsButDoesNotMixWithTheHardware) {
+    key(KEY_LEFTCTRL, 1);
+    key(KEY_LEFTALT, 1, 2, softwareSourceState);
+    key(KEY_K, 1, 2, softwareSourceState);
+    EXPECT_THAT(presses.pressed, IsEmpty());
+    key(KEY_LEFTCTRL, 1, 2, softwareSourceState);
+    key(KEY_C, 1, 2, softwareSourceState);
+    EXPECT_THAT(presses.pressed, ElementsAre(2));
+}
+
+TEST_F(InputHotkeysTest, OnlyWhatIsRegisteredIsRecognised) {
+    EXPECT_EQ(hotkeys.registerHotkey(test::toggleCombination, hotkey(3)), eventHotKeyExistsErr);
+    EXPECT_EQ(hotkeys.registerHotkey({41, 0}, hotkey(4)), eventHotKeyInvalidErr);
+    hotkeys.unregisterHotkey(hotkey(1));
+    key(KEY_LEFTCTRL, 1);
+    key(KEY_LEFTALT, 1);
+    key(KEY_K, 1);
+    EXPECT_THAT(presses.pressed, IsEmpty());
+    EXPECT_EQ(hotkeys.registerHotkey(test::toggleCombination, hotkey(5)), noErr);
+    key(KEY_K, 1);
+    EXPECT_THAT(presses.pressed, ElementsAre(5));
+}
+
+TEST(PortalTrigger, NamesLettersAndDigitsOnly) {
+    EXPECT_EQ(portalTrigger(test::toggleCombination), "CTRL+ALT+k");
+    EXPECT_EQ(portalTrigger({29, commandKey | shiftKey}), "SHIFT+LOGO+0");
+    EXPECT_EQ(portalTrigger({12, controlKey}), "CTRL+q");
+    EXPECT_EQ(portalTrigger({46, controlKey}), "CTRL+m");
+    EXPECT_EQ(portalTrigger({33, controlKey}), std::nullopt);
+    EXPECT_EQ(portalTrigger({200, controlKey}), std::nullopt);
+    EXPECT_EQ(describeCombination(test::settingsCombination), "Control+Alt+C");
+}
+
+} // namespace
+} // namespace keysong
