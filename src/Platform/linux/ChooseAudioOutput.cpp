@@ -1,6 +1,7 @@
 #include "Platform/linux/ChooseAudioOutput.h"
 
 #include "Platform/Virtual/VirtualOutput.h"
+#include "Platform/linux/AlsaOutput.h"
 #include "Platform/linux/PipeWireOutput.h"
 #include "Shared/Log.h"
 
@@ -12,6 +13,9 @@ namespace {
 constexpr std::chrono::milliseconds answerLimit{1000};
 
 std::unique_ptr<AudioOutput> choose(const std::string& wish, Threads& threads, const Clock& clock) {
+    if (wish == "alsa") {
+        return std::make_unique<AlsaOutput>(threads, clock);
+    }
     if (wish != "virtual") {
         try {
             auto output = std::make_unique<PipeWireOutput>();
@@ -29,7 +33,7 @@ std::unique_ptr<AudioOutput> choose(const std::string& wish, Threads& threads, c
 
 std::unique_ptr<AudioOutput> chooseAudioOutput(const Places& places, Threads& threads, const Clock& clock) {
     const std::string wish = places.environment("KEYSONG_OUTPUT").value_or("");
-    if (!wish.empty() && wish != "pipewire" && wish != "virtual") {
+    if (!wish.empty() && wish != "pipewire" && wish != "alsa" && wish != "virtual") {
         log.error("KEYSONG_OUTPUT=%{public}s is not an output, choosing one", wish);
     }
     auto output = choose(wish, threads, clock);
