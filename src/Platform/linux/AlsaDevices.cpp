@@ -9,24 +9,11 @@ namespace keysong {
 
 namespace {
 
-using Control = std::unique_ptr<snd_ctl_t, AlsaDeleter<snd_ctl_close>>;
-using CardInfo = std::unique_ptr<snd_ctl_card_info_t, AlsaDeleter<snd_ctl_card_info_free>>;
 using PcmInfo = std::unique_ptr<snd_pcm_info_t, AlsaDeleter<snd_pcm_info_free>>;
-
-CardInfo makeCardInfo() {
-    snd_ctl_card_info_t* info = nullptr;
-    return CardInfo(snd_ctl_card_info_malloc(&info) < 0 ? nullptr : info);
-}
 
 PcmInfo makePcmInfo() {
     snd_pcm_info_t* info = nullptr;
     return PcmInfo(snd_pcm_info_malloc(&info) < 0 ? nullptr : info);
-}
-
-Control openControl(int card) {
-    snd_ctl_t* control = nullptr;
-    const std::string name = "hw:" + std::to_string(card);
-    return Control(snd_ctl_open(&control, name.c_str(), SND_CTL_NONBLOCK) < 0 ? nullptr : control);
 }
 
 /// A card's name and its PCM's, without saying the same twice.
@@ -63,16 +50,11 @@ void addPcm(snd_ctl_t* control, const snd_ctl_card_info_t* card, int number,
 
 std::vector<AlsaDevices::Device> cardDevices() {
     std::vector<AlsaDevices::Device> devices;
-    const CardInfo info = makeCardInfo();
-    for (int card = -1; info != nullptr && snd_card_next(&card) == 0 && card >= 0;) {
-        const Control control = openControl(card);
-        if (control == nullptr || snd_ctl_card_info(control.get(), info.get()) < 0) {
-            continue;
+    forEachCard([&](snd_ctl_t* control, const snd_ctl_card_info_t* card) {
+        for (int pcm = -1; snd_ctl_pcm_next_device(control, &pcm) == 0 && pcm >= 0;) {
+            addPcm(control, card, pcm, devices);
         }
-        for (int pcm = -1; snd_ctl_pcm_next_device(control.get(), &pcm) == 0 && pcm >= 0;) {
-            addPcm(control.get(), info.get(), pcm, devices);
-        }
-    }
+    });
     return devices;
 }
 
@@ -109,7 +91,7 @@ std::optional<AlsaDevices::Device> defaultPcm() {
             }
             device.name = defaultName(config, pcm.get());
         }
-    } catch (const AudioOutputError& error) {
+    } catch (const AlsaError& error) {
         log.info("%{public}s", error.what());
         return std::nullopt;
     }

@@ -1,7 +1,5 @@
 #include "Platform/linux/AlsaPcm.h"
 
-#include "Platform/AudioOutput.h"
-
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -37,62 +35,6 @@ HardwareParameters everyConfiguration(snd_pcm_t* pcm) {
 }
 
 } // namespace
-
-AlsaError::AlsaError(const std::string& attempt, int error)
-    : std::runtime_error(text(error) + " (" + attempt + ": " + snd_strerror(error) + ")"), code_(error) {
-}
-
-std::string AlsaError::text(int error) {
-    switch (-error) {
-    case EBUSY:
-        return "the sound device is in use by another program";
-    case EACCES:
-    case EPERM:
-        return "no permission to use the sound device";
-    case ENOENT:
-    case ENODEV:
-    case ENXIO:
-    case EBADFD:
-        return "the sound device is gone";
-    case ECONNREFUSED:
-    case EHOSTDOWN:
-        return "no sound server answers";
-    case EINVAL:
-        return "the sound device cannot play in a form that is spoken here";
-    case ETIMEDOUT:
-        return "the sound device stands still";
-    default:
-        return "the sound device failed";
-    }
-}
-
-AlsaConfig::AlsaConfig() {
-    snd_config_t* root = nullptr;
-    snd_config_update_t* files = nullptr;
-    const int result = snd_config_update_r(&root, &files, nullptr);
-    if (files != nullptr) {
-        snd_config_update_free(files);
-    }
-    if (result < 0 || root == nullptr) {
-        throw AudioOutputError(std::string("ALSA's configuration cannot be read: ") + snd_strerror(result));
-    }
-    root_.reset(root);
-}
-
-std::string AlsaConfig::description(const char* pcmName) const {
-    snd_config_t* definition = nullptr;
-    if (snd_config_search_definition(root_.get(), "pcm", pcmName, &definition) < 0) {
-        return {};
-    }
-    const std::unique_ptr<snd_config_t, AlsaDeleter<snd_config_delete>> owner(definition);
-    snd_config_t* hint = nullptr;
-    const char* text = nullptr;
-    if (snd_config_search(definition, "hint.description", &hint) < 0 ||
-        snd_config_get_string(hint, &text) < 0 || text == nullptr) {
-        return {};
-    }
-    return text;
-}
 
 std::unique_ptr<snd_pcm_t, AlsaDeleter<snd_pcm_close>> openPcm(const AlsaConfig& config,
                                                                const std::string& name, int& error) {

@@ -1,41 +1,13 @@
 #pragma once
 
+#include "Platform/linux/AlsaConfig.h"
 #include "Platform/linux/AlsaFrames.h"
-
-#include <alsa/asoundlib.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
 namespace keysong {
-
-/// Frees an ALSA object when its owner goes.
-template <auto Free>
-struct AlsaDeleter {
-    template <typename Object>
-    void operator()(Object* object) const noexcept {
-        Free(object);
-    }
-};
-
-/// ALSA's configuration, read afresh: what the files and the cards say now. The library's shared copy is
-/// read once and does not know the cards that came later.
-///
-/// Any thread but the render thread.
-class AlsaConfig {
-  public:
-    /// Throws `AudioOutputError` when the files cannot be read.
-    AlsaConfig();
-
-    [[nodiscard]] snd_config_t* get() const noexcept { return root_.get(); }
-
-    /// What the configuration calls a PCM in its hints; empty when it says nothing.
-    [[nodiscard]] std::string description(const char* pcmName) const;
-
-  private:
-    std::unique_ptr<snd_config_t, AlsaDeleter<snd_config_delete>> root_;
-};
 
 /// A playback PCM, open and configured for two channels of sound in small periods.
 ///
@@ -71,20 +43,6 @@ class AlsaPcm {
     std::uint32_t bufferFrames_ = 0;
     AlsaFormat format_ = AlsaFormat::float32;
     AlsaChannels channels_;
-};
-
-/// A refusal by ALSA, as the library numbers it. `what()` says in words what was tried and why it failed.
-class AlsaError : public std::runtime_error {
-  public:
-    /// `error` is a negative number as ALSA's functions return it.
-    AlsaError(const std::string& attempt, int error);
-
-    [[nodiscard]] int code() const noexcept { return code_; }
-    /// The error in words for a person.
-    [[nodiscard]] static std::string text(int error);
-
-  private:
-    int code_;
 };
 
 /// Opens a PCM for a look at it: nothing is configured, and a busy one is not waited for. Null with `error`

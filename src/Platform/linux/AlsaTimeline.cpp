@@ -18,7 +18,7 @@ constexpr double priorPeriods = 64;
 constexpr double largestDrift = 0.01;
 
 /// How much longer or shorter than nominal one cycle may be while the line moves to where it should be.
-constexpr double largestStretch = 0.1;
+constexpr double largestStretch = 0.5;
 
 /// Later than this is a machine that stood still, not jitter.
 constexpr double jumpNanoseconds = 50e6;
@@ -44,7 +44,7 @@ IoCycle AlsaTimeline::advance(std::int64_t observedNanoseconds) noexcept {
         count_ = 0;
     }
     if (count_ == 0) {
-        next_ = std::max(next_, observed);
+        next_ = std::max(start_, observed);
     }
     count_ = std::min(count_ + 1, windowPeriods_);
 
@@ -58,6 +58,7 @@ IoCycle AlsaTimeline::advance(std::int64_t observedNanoseconds) noexcept {
     const double length = std::clamp(period_ + endGain * error, nominalPeriod_ * (1 - largestStretch),
                                      nominalPeriod_ * (1 + largestStretch));
 
+    start_ = next_;
     IoCycle cycle;
     cycle.startNanoseconds = origin_ + std::llround(next_);
     cycle.nanosecondsPerFrame = length / periodFrames_;

@@ -11,7 +11,7 @@ namespace keysong {
 /// A straight line is fitted through the observations: over all of them while they are few, and over a
 /// sliding window of some seconds later, so that the slow drift between the two clocks is followed while the
 /// jitter of a single observation moves a cycle by a small part of itself. The cycles tile: each begins where
-/// the one before it ended, and time never runs backwards.
+/// the one before it ended. Time never runs backwards.
 ///
 /// One thread at a time; real-time safe.
 class AlsaTimeline {
@@ -22,8 +22,7 @@ class AlsaTimeline {
     /// The next cycle, of one period. `observedNanoseconds` is when the device made room for it.
     [[nodiscard]] IoCycle advance(std::int64_t observedNanoseconds) noexcept;
 
-    /// The device was started anew: the next cycle begins where its observation says, but never before the
-    /// end of the last one.
+    /// The device was started anew: the next cycle begins where its observation says.
     void reset() noexcept;
 
   private:
@@ -34,7 +33,8 @@ class AlsaTimeline {
     double count_ = 0;
     /// Periods are measured from here, so that a long uptime costs no precision.
     std::int64_t origin_ = 0;
-    /// Where the next cycle begins, and how long a period takes by the fitted line.
+    /// Where the last cycle began and the next one does, and how long a period takes by the fitted line.
+    double start_ = 0;
     double next_ = 0;
     double period_;
 };
