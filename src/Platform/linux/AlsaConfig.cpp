@@ -37,6 +37,8 @@ std::string AlsaError::text(int error) {
         return "the sound device cannot play in a form that is spoken here";
     case ETIMEDOUT:
         return "the sound device stands still";
+    case ETIME:
+        return "the sound device takes more than can be heard";
     default:
         return "the sound device failed";
     }

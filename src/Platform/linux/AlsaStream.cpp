@@ -162,10 +162,14 @@ int AlsaStream::playPeriod() noexcept {
 }
 
 int AlsaStream::waitForRoom() noexcept {
+    const std::int64_t begin = nowNanoseconds();
     for (bool woken = false; !stopping_; woken = true) {
         const snd_pcm_sframes_t room = usableRoom();
         if (room < 0 || room >= wantedRoom()) {
             return static_cast<int>(std::min<snd_pcm_sframes_t>(room, 0));
+        }
+        if (nowNanoseconds() - begin > std::chrono::nanoseconds(stallLimit).count()) {
+            return -ETIMEDOUT;
         }
         if (woken) {
             // A wake-up that brought no room would come again at once, over and over.
