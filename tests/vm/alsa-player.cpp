@@ -5,6 +5,7 @@
 //   play UID CLICKS       moves to the device and plays clicks 50 ms apart, exact to the sample
 //   wait lost             waits until the output stopped by itself
 //   wait UID              waits until the device is listed
+//   say WORDS             prints the words
 #include "Audio/Mixer.h"
 #include "Platform/linux/AlsaOutput.h"
 #include "Platform/linux/LinuxThreads.h"
@@ -28,7 +29,9 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds waitLimit{20000};
 constexpr milliseconds clickInterval{50};
-/// A period of silence first, so that the timeline is straight by the first click.
+/// Silence first, so that an emulated machine is warm and the timeline straight by the first click.
+constexpr milliseconds warmUp{1200};
+/// How far ahead clicks are given to the mixer, which takes less than a second.
 constexpr milliseconds clickLead{600};
 
 class Player {
@@ -55,6 +58,10 @@ class Player {
         }
         if (command == "play") {
             return play(argument, count);
+        }
+        if (command == "say") {
+            std::printf("%s\n", line.substr(command.size() + 1).c_str());
+            return true;
         }
         return command == "wait" && waitFor(argument);
     }
@@ -117,10 +124,10 @@ class Player {
     }
 
     void schedule(int clicks) {
+        std::this_thread::sleep_for(warmUp);
         const auto first = clock_.now() + clickLead;
         for (int i = 0; i < clicks; ++i) {
             const auto time = first + i * clickInterval;
-            // The mixer keeps a hit for less than a second.
             if (const auto early = time - clock_.now(); early > clickLead) {
                 std::this_thread::sleep_for(early - clickLead);
             }

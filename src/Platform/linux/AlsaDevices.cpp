@@ -70,8 +70,9 @@ std::string defaultName(const AlsaConfig& config, snd_pcm_t* pcm) {
     return description.empty() ? "Default" : description;
 }
 
-/// The configuration's "default", where it opens to something that plays in time.
-std::optional<AlsaDevices::Device> defaultPcm() {
+/// The configuration's "default", where it opens to something that plays in time. A busy one, which cannot be
+/// asked, keeps the name that it had.
+std::optional<AlsaDevices::Device> defaultPcm(const std::string& earlierName) {
     AlsaDevices::Device device;
     device.uid = alsaDefaultUid;
     device.plays = true;
@@ -84,7 +85,7 @@ std::optional<AlsaDevices::Device> defaultPcm() {
             if (error != -EBUSY) {
                 return std::nullopt;
             }
-            device.name = "Default";
+            device.name = earlierName;
         } else {
             if (!isPaced(pcm.get())) {
                 return std::nullopt;
@@ -110,7 +111,10 @@ std::string alsaPcmName(std::string_view kind, std::string_view cardId, int devi
 
 bool AlsaDevices::rescan(bool defaultInUse) {
     auto found = cardDevices();
-    auto standard = defaultInUse ? find(alsaDefaultUid) : defaultPcm();
+    auto standard = find(alsaDefaultUid);
+    if (!standard || !defaultInUse) {
+        standard = defaultPcm(standard ? standard->name : "Default");
+    }
     if (standard) {
         found.insert(found.begin(), std::move(*standard));
     }

@@ -3,6 +3,7 @@
 #include "Shared/Log.h"
 
 #include <sched.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
@@ -19,14 +20,27 @@ constexpr std::uint32_t mostFrames = 8192;
 void dropLibraryMessage(const char*, int, const char*, int, const char*, ...) {
 }
 
+/// Whether there is a card that this process may not use. ALSA does not even list it.
+bool isShutOut(const std::filesystem::path& deviceFolder) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(deviceFolder / "snd", error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().filename().string().starts_with("control") &&
+            access(entry->path().c_str(), R_OK | W_OK) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 AlsaOutput::AlsaOutput(Threads& threads, const Clock& clock, std::filesystem::path deviceFolder)
-    : threads_(threads), clock_(clock) {
+    : threads_(threads), clock_(clock), deviceFolder_(std::move(deviceFolder)) {
     snd_lib_error_set_handler(dropLibraryMessage);
     devices_.rescan(false);
     try {
-        watch_ = std::make_unique<AlsaWatch>(threads, std::move(deviceFolder),
+        watch_ = std::make_unique<AlsaWatch>(threads, deviceFolder_,
                                              AlsaWatch::Handlers{[this] { onNodesChanged(); },
                                                                  [this] { onStreamEnd(); },
                                                                  [this] { logXruns(); }});
@@ -62,7 +76,8 @@ void AlsaOutput::start() {
     const auto id = currentDevice();
     const auto device = id ? devices_.find(*id) : std::nullopt;
     if (!device) {
-        throw AudioOutputError("there is no sound device to play to");
+        throw AudioOutputError(isShutOut(deviceFolder_) ? AlsaError::text(-EACCES)
+                                                        : "there is no sound device to play to");
     }
     std::unique_ptr<AlsaStream> stream;
     try {

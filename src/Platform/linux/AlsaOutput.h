@@ -63,6 +63,7 @@ class AlsaOutput final : public AudioOutput {
 
     Threads& threads_;
     const Clock& clock_;
+    const std::filesystem::path deviceFolder_;
     AudioRenderer* renderer_ = nullptr;
     std::atomic<std::uint32_t> requestedFrames_ = 128;
     bool schedulingLogged_ = false;

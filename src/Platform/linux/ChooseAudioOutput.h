@@ -10,7 +10,7 @@
 namespace keysong {
 
 /// Chooses the sound output for this run: PipeWire where a server answers, else the built-in virtual output;
-/// `KEYSONG_OUTPUT` ("pipewire" or "virtual") forces one. Logs the choice. The references outlive the
+/// `KEYSONG_OUTPUT` ("pipewire", "alsa" or "virtual") forces one. Logs the choice. The references outlive the
 /// output. Main thread.
 [[nodiscard]] std::unique_ptr<AudioOutput> chooseAudioOutput(const Places& places, Threads& threads,
                                                              const Clock& clock);
