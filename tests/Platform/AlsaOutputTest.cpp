@@ -323,6 +323,14 @@ TEST_F(AlsaOutputTest, ARefusalIsToldInWordsAndTellsNobodyElse) {
     EXPECT_EQ(changes_, 0);
 }
 
+TEST_F(AlsaOutputTest, ASoundServerThatComesLaterIsFound) {
+    card_.openError = -ECONNREFUSED;
+    EXPECT_FALSE(output().canPlay());
+    card_.openError = 0;
+    ASSERT_TRUE(becomesTrue([&] { return changes_ > 0; }));
+    EXPECT_EQ(startError(), "");
+}
+
 TEST_F(AlsaOutputTest, ListenersHearOfDevicesThatComeAndGo) {
     configure("");
     std::filesystem::remove(folder_.path() / "snd");

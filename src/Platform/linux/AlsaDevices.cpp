@@ -110,6 +110,18 @@ std::string alsaPcmName(std::string_view kind, std::string_view cardId, int devi
 }
 
 bool AlsaDevices::rescan(bool defaultInUse) {
+    const auto [listChanged, defaultChanged] = look(defaultInUse);
+    if (listChanged) {
+        tell(DeviceListProperty::devices);
+    }
+    if (defaultChanged) {
+        tell(DeviceListProperty::defaultOutputDevice);
+    }
+    return listChanged || defaultChanged;
+}
+
+AlsaDevices::Changes AlsaDevices::look(bool defaultInUse) {
+    const MutexLock looking(lookMutex_);
     auto found = cardDevices();
     auto standard = find(alsaDefaultUid);
     if (!standard || !defaultInUse) {
@@ -118,28 +130,17 @@ bool AlsaDevices::rescan(bool defaultInUse) {
     if (standard) {
         found.insert(found.begin(), std::move(*standard));
     }
-    bool listChanged = false;
-    bool defaultChanged = false;
-    {
-        const MutexLock lock(mutex_);
-        for (Device& device : found) {
-            auto known = std::find(knownUids_.begin(), knownUids_.end(), device.uid);
-            if (known == knownUids_.end()) {
-                known = knownUids_.insert(known, device.uid);
-            }
-            device.id = static_cast<AudioDeviceId>(known - knownUids_.begin()) + 1;
+    const MutexLock lock(mutex_);
+    for (Device& device : found) {
+        auto known = std::find(knownUids_.begin(), knownUids_.end(), device.uid);
+        if (known == knownUids_.end()) {
+            known = knownUids_.insert(known, device.uid);
         }
-        listChanged = found != devices_;
-        defaultChanged = defaultOf(found) != defaultOf(devices_);
-        devices_ = std::move(found);
+        device.id = static_cast<AudioDeviceId>(known - knownUids_.begin()) + 1;
     }
-    if (listChanged) {
-        tell(DeviceListProperty::devices);
-    }
-    if (defaultChanged) {
-        tell(DeviceListProperty::defaultOutputDevice);
-    }
-    return listChanged || defaultChanged;
+    const Changes changes{found != devices_, defaultOf(found) != defaultOf(devices_)};
+    devices_ = std::move(found);
+    return changes;
 }
 
 void AlsaDevices::setStream(std::optional<Stream> stream) {

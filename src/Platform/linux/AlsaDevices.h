@@ -79,10 +79,18 @@ class AlsaDevices final : public AudioDevices {
         std::shared_ptr<const ChangeHandler> handler;
     };
 
+    struct Changes {
+        bool list = false;
+        bool standard = false;
+    };
+
+    [[nodiscard]] Changes look(bool defaultInUse);
     [[nodiscard]] std::optional<Stream> streamOn(AudioDeviceId device) const;
     [[nodiscard]] static std::optional<AudioDeviceId> defaultOf(const std::vector<Device>& devices);
     void tell(DeviceListProperty property);
 
+    /// Held for the whole of a look, so that an older one never replaces a newer one.
+    Mutex lookMutex_;
     mutable Mutex mutex_;
     std::vector<Device> devices_ KEYSONG_GUARDED_BY(mutex_);
     /// Every UID seen, so that a device that comes back has its old number, which is its place here plus 1.

@@ -14,6 +14,8 @@ namespace keysong {
 namespace {
 
 constexpr std::uint32_t mostFrames = 8192;
+/// How often a machine without any device to play to is looked at for a sound server.
+constexpr std::chrono::seconds serverInterval{2};
 
 /// Every failure comes back as a number and is reported in our own words; the library would also print it
 /// on standard error, from whichever thread.
@@ -38,15 +40,17 @@ bool isShutOut(const std::filesystem::path& deviceFolder) {
 AlsaOutput::AlsaOutput(Threads& threads, const Clock& clock, std::filesystem::path deviceFolder)
     : threads_(threads), clock_(clock), deviceFolder_(std::move(deviceFolder)) {
     snd_lib_error_set_handler(dropLibraryMessage);
-    devices_.rescan(false);
     try {
         watch_ = std::make_unique<AlsaWatch>(threads, deviceFolder_,
-                                             AlsaWatch::Handlers{[this] { onNodesChanged(); },
-                                                                 [this] { onStreamEnd(); },
+                                             AlsaWatch::Handlers{[this] { return lookAgain(); },
+                                                                 [this] { return woken(); },
                                                                  [this] { logXruns(); }});
     } catch (const std::system_error& error) {
         throw AudioOutputError(error.what());
     }
+    // Not before the watch: nothing may change between the two unseen.
+    devices_.rescan(false);
+    watch_->wake();
 }
 
 AlsaOutput::~AlsaOutput() {
@@ -90,9 +94,16 @@ void AlsaOutput::start() {
     logStart(*stream);
     devices_.setStream(AlsaDevices::Stream{device->id, AlsaPcm::rate, stream->latencyFrames(),
                                            stream->filledFrames() - stream->pcm().periodFrames()});
-    const MutexLock lock(mutex_);
-    stream_ = std::move(stream);
-    streamUid_ = device->uid;
+    bool lost = false;
+    {
+        const MutexLock lock(mutex_);
+        stream_ = std::move(stream);
+        streamUid_ = device->uid;
+        lost = !stream_->isRunning();
+    }
+    if (lost) {
+        watch_->wake();
+    }
 }
 
 std::unique_ptr<AlsaStream> AlsaOutput::open(const AlsaDevices::Device& device) {
@@ -196,30 +207,38 @@ void AlsaOutput::logXruns() {
     }
 }
 
-void AlsaOutput::onStreamEnd() {
-    int error = 0;
+AlsaWatch::NextLook AlsaOutput::woken() {
+    std::optional<int> error;
     {
         const MutexLock lock(mutex_);
-        if (stream_ == nullptr || stream_->isRunning()) {
-            return;
+        if (stream_ != nullptr && !stream_->isRunning()) {
+            error = stream_->error();
         }
-        error = stream_->error();
     }
-    log.notice("the output stopped: %{public}s", AlsaError::text(error));
-    devices_.rescan(false);
-    reportChange();
+    if (error) {
+        log.notice("the output stopped: %{public}s", AlsaError::text(*error));
+        devices_.rescan(false);
+        reportChange();
+    }
+    return nextLook();
 }
 
-void AlsaOutput::onNodesChanged() {
+AlsaWatch::NextLook AlsaOutput::lookAgain() {
     bool defaultInUse = false;
     {
         const MutexLock lock(mutex_);
         defaultInUse = stream_ != nullptr && stream_->isRunning() && streamUid_ == alsaDefaultUid;
     }
     // An output that stands may have been waiting for just this.
-    if (devices_.rescan(defaultInUse) || !isRunning()) {
+    if (devices_.rescan(defaultInUse) || (!isRunning() && canPlay())) {
         reportChange();
     }
+    return nextLook();
+}
+
+/// A sound server that comes leaves no trace among the nodes: without any device it is looked for.
+AlsaWatch::NextLook AlsaOutput::nextLook() const {
+    return canPlay() ? std::nullopt : AlsaWatch::NextLook(serverInterval);
 }
 
 void AlsaOutput::reportChange() {

@@ -23,7 +23,8 @@ namespace keysong {
 /// For systems without a PipeWire server. A sound server of another kind is reached through the
 /// configuration's default device, a bare console's card directly or through ALSA's own mixer. While nobody
 /// has chosen a device, every start takes the default. When the device goes, the output stops by itself and
-/// the configuration-change handler is called; it is also called when devices come and go. The handler runs
+/// the configuration-change handler is called; it is also called when devices come and go. A sound
+/// server that comes back is noticed within two seconds. The handler runs
 /// on the watch's thread and must only hand the news on.
 class AlsaOutput final : public AudioOutput {
   public:
@@ -57,8 +58,10 @@ class AlsaOutput final : public AudioOutput {
     [[nodiscard]] std::unique_ptr<AlsaStream> open(const AlsaDevices::Device& device);
     void logStart(const AlsaStream& stream);
     void logXruns();
-    void onStreamEnd();
-    void onNodesChanged();
+    // On the watch's thread.
+    AlsaWatch::NextLook lookAgain();
+    AlsaWatch::NextLook woken();
+    [[nodiscard]] AlsaWatch::NextLook nextLook() const;
     void reportChange();
 
     Threads& threads_;

@@ -308,14 +308,10 @@ void AlsaStream::keepMore() noexcept {
 }
 
 void AlsaStream::measureLatency() noexcept {
+    snd_pcm_sframes_t room = 0;
     snd_pcm_sframes_t delay = 0;
-    if (snd_pcm_delay(pcm_.get(), &delay) < 0) {
-        return;
-    }
-    const snd_pcm_sframes_t room = snd_pcm_avail_update(pcm_.get());
-    if (room >= 0) {
-        const auto buffered = static_cast<snd_pcm_sframes_t>(pcm_.bufferFrames()) - room;
-        latency_ = std::max<std::int64_t>(0, delay - buffered);
+    if (snd_pcm_avail_delay(pcm_.get(), &room, &delay) == 0) {
+        latency_ = std::max<std::int64_t>(0, delay - (pcm_.bufferFrames() - room));
     }
 }
 

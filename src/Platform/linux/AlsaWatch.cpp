@@ -53,6 +53,12 @@ void AlsaWatch::wake() noexcept {
     eventfd_write(wakeEvent_.get(), 1);
 }
 
+void AlsaWatch::lookAgainIn(NextLook delay) {
+    if (delay) {
+        nextLook_ = std::min(nextLook_, std::chrono::steady_clock::now() + *delay);
+    }
+}
+
 void AlsaWatch::watchNodes() {
     nodesWatch_ = inotify_add_watch(inotify_.get(), (folder_ / nodesFolder).c_str(),
                                     IN_CREATE | IN_DELETE | IN_ATTRIB | IN_MOVED_TO | IN_MOVED_FROM);
@@ -82,11 +88,10 @@ bool AlsaWatch::readEvents() {
 }
 
 void AlsaWatch::serve() {
-    Time settled = Time::max();
     Time nextMinute = std::chrono::steady_clock::now() + minute;
     while (!stopping_) {
         const auto now = std::chrono::steady_clock::now();
-        const Time next = std::max(now, std::min(settled, nextMinute));
+        const Time next = std::max(now, std::min(nextLook_, nextMinute));
         const auto wait = std::chrono::ceil<milliseconds>(next - now);
         std::array<pollfd, 2> events{{{wakeEvent_.get(), POLLIN, 0}, {inotify_.get(), POLLIN, 0}}};
         ::poll(events.data(), events.size(), static_cast<int>(wait.count()));
@@ -94,17 +99,17 @@ void AlsaWatch::serve() {
             return;
         }
         if ((events[1].revents & POLLIN) != 0 && readEvents()) {
-            settled = std::chrono::steady_clock::now() + settleTime;
+            nextLook_ = std::chrono::steady_clock::now() + settleTime;
         }
         if ((events[0].revents & POLLIN) != 0) {
             eventfd_t count = 0;
             eventfd_read(wakeEvent_.get(), &count);
-            handlers_.woken();
+            lookAgainIn(handlers_.woken());
         }
         const auto later = std::chrono::steady_clock::now();
-        if (later >= settled) {
-            settled = Time::max();
-            handlers_.nodesChanged();
+        if (later >= nextLook_) {
+            nextLook_ = Time::max();
+            lookAgainIn(handlers_.lookAgain());
         }
         if (later >= nextMinute) {
             nextMinute = later + minute;

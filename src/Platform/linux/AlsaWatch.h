@@ -7,6 +7,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <thread>
 
 namespace keysong {
@@ -17,11 +18,15 @@ namespace keysong {
 /// later: each of these shows at the nodes themselves, which a device manager's messages would not tell.
 class AlsaWatch {
   public:
+    /// When a handler wants `lookAgain` to be called, if at all.
+    using NextLook = std::optional<std::chrono::milliseconds>;
+
     struct Handlers {
-        /// Nodes came, went or changed their access rights, a moment ago and not again since.
-        std::function<void()> nodesChanged;
+        /// Nodes came, went or changed their access rights, a moment ago and not again since; or it was asked
+        /// for.
+        std::function<NextLook()> lookAgain;
         /// Somebody called `wake`.
-        std::function<void()> woken;
+        std::function<NextLook()> woken;
         /// A minute has passed.
         std::function<void()> minutePassed;
     };
@@ -41,6 +46,7 @@ class AlsaWatch {
     using Time = std::chrono::steady_clock::time_point;
 
     void serve();
+    void lookAgainIn(NextLook delay);
     void watchNodes();
     /// Reads what has happened; true when it concerns sound.
     [[nodiscard]] bool readEvents();
@@ -51,6 +57,8 @@ class AlsaWatch {
     FileDescriptor wakeEvent_;
     int folderWatch_ = -1;
     int nodesWatch_ = -1;
+    /// When `lookAgain` is due. The thread's own.
+    Time nextLook_ = Time::max();
     std::atomic<bool> stopping_ = false;
     std::thread thread_;
 };
