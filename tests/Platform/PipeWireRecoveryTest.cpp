@@ -133,10 +133,11 @@ TEST_F(PipeWireRecoveryTest, TheEnvironmentForcesAnOutput) {
         }
         return names;
     };
-    EXPECT_EQ(chosen(nullptr), "pipewire virtual");
+    EXPECT_EQ(chosen(nullptr), "pipewire alsa virtual");
+    EXPECT_EQ(chosen("alsa"), "alsa");
     EXPECT_EQ(chosen("virtual"), "virtual");
     EXPECT_EQ(chosen("pipewire"), "pipewire");
-    EXPECT_EQ(chosen("speaker"), "pipewire virtual");
+    EXPECT_EQ(chosen("speaker"), "pipewire alsa virtual");
     EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
 }
 

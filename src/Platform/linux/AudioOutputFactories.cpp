@@ -1,6 +1,7 @@
 #include "Platform/linux/AudioOutputFactories.h"
 
 #include "Platform/Virtual/VirtualOutput.h"
+#include "Platform/linux/AlsaOutput.h"
 #include "Platform/linux/PipeWireOutput.h"
 #include "Shared/Log.h"
 
@@ -36,6 +37,7 @@ audioOutputFactories(const Places& places, Threads& threads, const Clock& clock)
     };
     const std::vector<Named> all = {
         {"pipewire", makePipeWireOutput},
+        {"alsa", [&threads, &clock] { return std::make_unique<AlsaOutput>(threads, clock); }},
         {"virtual", [&threads, &clock] { return std::make_unique<VirtualOutput>(threads, clock); }}};
     const std::string wish = places.environment("KEYSONG_OUTPUT").value_or("");
     const bool forced =
