@@ -66,6 +66,10 @@ const libinput_interface LibinputTap::interface = {
     .close_restricted = [](int descriptor,
                            void* self) { static_cast<LibinputTap*>(self)->closeNode(descriptor); }};
 
+void LibinputTap::Unref::operator()(libinput_device* device) const noexcept {
+    libinput_device_unref(device);
+}
+
 LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler)
     : mask_(mask), handler_(std::move(handler)), translator_([this](const RawEvent& event) { emit(event); }),
       remapped_([this](InputTranslator::Device keyboard) {
@@ -77,6 +81,7 @@ LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler)
 
 LibinputTap::~LibinputTap() {
     loop_ = nullptr; // it went before the tap
+    devices_.clear();
     if (libinput_ != nullptr) {
         libinput_unref(libinput_);
     }
@@ -97,7 +102,7 @@ bool LibinputTap::open() {
 
 std::unique_ptr<RunLoop> LibinputTap::makeRunLoop() {
     auto loop = EpollRunLoop::make();
-    if (loop == nullptr || !loop->watch(libinput_get_fd(libinput_), [this] { dispatch(); }) ||
+    if (loop == nullptr || !loop->watch(libinput_get_fd(libinput_), [this] { dispatchAndReview(); }) ||
         !loop->watch(udev_->descriptor(), [this] {
             folder_.watchAgain();
             review(udev_->takeChanges());
@@ -178,7 +183,8 @@ int LibinputTap::descriptorOf(const std::string& node) const {
 bool LibinputTap::isTaken(const Device& device, const NodeState& now) const {
     // libinput closes some devices for a while by itself, such as a keyboard under a closed lid.
     const int descriptor = descriptorOf(device.node);
-    return now.inode == device.inode && (!now.readable || (descriptor >= 0 && isDead(descriptor)));
+    const bool dead = device.isDead || (descriptor >= 0 && isDead(descriptor));
+    return now.inode == device.inode && (dead || !now.readable);
 }
 
 void LibinputTap::review(const std::vector<std::string>& nodes) {
@@ -190,6 +196,9 @@ void LibinputTap::review(const std::vector<std::string>& nodes) {
         RawEvent notice;
         notice.type = RawEventType::tapDisabledByUserInput;
         handler_(notice);
+    }
+    if (!deadNodes_.empty()) {
+        review(std::exchange(deadNodes_, {}));
     }
 }
 
@@ -232,7 +241,7 @@ void LibinputTap::addDevice(const std::string& node, const NodeState& now) {
     }
     withheld_.erase(node);
     Device& device = devices_[node];
-    device = {node, now.inode, *origin, handle, {}};
+    device = {node, now.inode, *origin, Handle(libinput_device_ref(handle)), {}, false};
     libinput_device_set_user_data(handle, &device);
     if (*origin == DeviceOrigin::hardware &&
         libinput_device_has_capability(handle, LIBINPUT_DEVICE_CAP_KEYBOARD) != 0) {
@@ -242,14 +251,18 @@ void LibinputTap::addDevice(const std::string& node, const NodeState& now) {
 }
 
 void LibinputTap::removeDevice(const std::string& node) {
-    libinput_device* handle = devices_.at(node).handle;
-    libinput_device_ref(handle);
-    libinput_path_remove_device(handle);
+    const Device& device = devices_.at(node);
+    const auto key = keyOf(device.handle.get());
+    libinput_path_remove_device(device.handle.get());
     dispatch(); // lets go of the keys and buttons that are held
-    translator_.remove(keyOf(handle));
-    remapped_.remove(keyOf(handle));
+    translator_.remove(key);
+    remapped_.remove(key);
     devices_.erase(node);
-    libinput_device_unref(handle);
+}
+
+void LibinputTap::dispatchAndReview() {
+    dispatch();
+    review(std::exchange(deadNodes_, {}));
 }
 
 void LibinputTap::dispatch() {
@@ -277,6 +290,12 @@ void LibinputTap::handle(libinput_event* event) {
     case LIBINPUT_EVENT_POINTER_SCROLL_CONTINUOUS:
         handlePointer(event, device);
         break;
+    case LIBINPUT_EVENT_DEVICE_REMOVED: {
+        auto* removed = static_cast<Device*>(libinput_device_get_user_data(device));
+        removed->isDead = true;
+        deadNodes_.push_back(removed->node);
+        break;
+    }
     default:
         break;
     }

@@ -42,13 +42,20 @@ class LibinputTap final : public InputTap {
     [[nodiscard]] bool isEnabled() const override;
 
   private:
+    struct Unref {
+        void operator()(libinput_device* device) const noexcept;
+    };
+    /// Kept alive: libinput lets go of a device that it finds dead.
+    using Handle = std::unique_ptr<libinput_device, Unref>;
     struct Device {
         std::string node;
         ino_t inode = 0;
         DeviceOrigin origin = DeviceOrigin::hardware;
-        libinput_device* handle = nullptr;
+        Handle handle;
         /// For hardware keyboards: tells which keys are held, never events.
         FileDescriptor probe;
+        /// libinput found it unplugged or revoked.
+        bool isDead = false;
     };
     /// A node that could not be opened, or was taken from the tap.
     struct Withheld {
@@ -66,6 +73,7 @@ class LibinputTap final : public InputTap {
     // What libinput asks for.
     int openNode(const char* path);
     void closeNode(int descriptor);
+    void dispatchAndReview();
 
     void watchHangUp(int descriptor, const std::string& node);
     [[nodiscard]] int descriptorOf(const std::string& node) const;
@@ -102,6 +110,8 @@ class LibinputTap final : public InputTap {
     /// The node behind each descriptor that libinput has open.
     std::map<int, std::string> descriptors_;
     int openError_ = 0;
+    /// Found dead while events were read; reviewed after that.
+    std::vector<std::string> deadNodes_;
     /// Keys of virtual keyboards, judged when all that the hardware has delivered is read.
     std::vector<VirtualKey> virtualKeys_;
 };
