@@ -189,7 +189,7 @@ void RenderCommand::run(const RenderOptions& options) const {
         // A hit starts a period after its event: what happens before this period starts may sound in it.
         for (; next != recording.events.end() && next->time < start; ++next) {
             output.setNow(next->time);
-            translator.event(next->type, next->code, next->value);
+            translator.event(next->type, next->code, next->value, next->time);
         }
         output.step();
         file.write(output.left(), output.right());

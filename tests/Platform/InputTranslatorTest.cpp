@@ -19,19 +19,42 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST(KeyCodes, EveryGroupAndEverySpecialKeyIsReached) {
-    const std::vector<std::pair<int, int>> rows = {
-        {KEY_A, 0},         {KEY_Z, 6},        {KEY_M, 46},           {KEY_0, 29},       {KEY_GRAVE, 50},
-        {KEY_102ND, 10},    {KEY_YEN, 93},     {KEY_RO, 94},          {KEY_ENTER, 36},   {KEY_KPENTER, 76},
-        {KEY_NUMLOCK, 71},  {KEY_INSERT, 114}, {KEY_DELETE, 117},     {KEY_F1, 122},     {KEY_F12, 111},
-        {KEY_F20, 90},      {KEY_SYSRQ, 105},  {KEY_SCROLLLOCK, 107}, {KEY_PAUSE, 113},  {KEY_UP, 126},
-        {KEY_COMPOSE, 110}, {KEY_SCALE, 160},  {KEY_SEARCH, 177},     {KEY_DICTATE, 176}};
+    const std::vector<std::pair<int, int>> rows = {{KEY_A, 0},
+                                                   {KEY_Z, 6},
+                                                   {KEY_M, 46},
+                                                   {KEY_0, 29},
+                                                   {KEY_GRAVE, 50},
+                                                   {KEY_102ND, 10},
+                                                   {KEY_YEN, 93},
+                                                   {KEY_RO, 94},
+                                                   {KEY_ENTER, 36},
+                                                   {KEY_KPENTER, 76},
+                                                   {KEY_NUMLOCK, 71},
+                                                   {KEY_INSERT, 114},
+                                                   {KEY_DELETE, 117},
+                                                   {KEY_F1, 122},
+                                                   {KEY_F12, 111},
+                                                   {KEY_F20, 90},
+                                                   {KEY_SYSRQ, 105},
+                                                   {KEY_SCROLLLOCK, 107},
+                                                   {KEY_PAUSE, 113},
+                                                   {KEY_UP, 126},
+                                                   {KEY_COMPOSE, 110},
+                                                   {KEY_SCALE, 160},
+                                                   {KEY_SEARCH, 177},
+                                                   {KEY_DICTATE, 176},
+                                                   {KEY_CLEAR, 71},
+                                                   {KEY_BREAK, 113},
+                                                   {KEY_CONTEXT_MENU, 110},
+                                                   {KEY_APPSELECT, 160},
+                                                   {KEY_ZENKAKUHANKAKU, 50}};
     for (const auto& [linuxCode, code] : rows) {
         EXPECT_EQ(keyMeaningOf(static_cast<std::uint16_t>(linuxCode)).code, code) << linuxCode;
     }
     std::map<KeyGroup, int> keysOfGroup;
     for (std::uint16_t linuxCode = 0; linuxCode < KEY_CNT; ++linuxCode) {
         const KeyMeaning meaning = keyMeaningOf(linuxCode);
-        if (meaning.kind != KeyMeaning::Kind::media) {
+        if (meaning.kind != KeyMeaning::Kind::media && meaning.kind != KeyMeaning::Kind::none) {
             ++keysOfGroup[keyGroupOf(meaning.code)];
         }
     }
@@ -69,6 +92,21 @@ class InputTranslatorTest : public testing::Test {
     std::vector<std::string> sounds;
     InputTranslator translator{[this](const RawEvent& event) { take(event); }};
 };
+
+TEST_F(InputTranslatorTest, WhatIsNoKeyAndNoMouseButtonIsSilent) {
+    EvdevTranslator recorded([this](const RawEvent& event) { take(event); });
+    for (const int code :
+         {KEY_RESERVED, BTN_0, BTN_SOUTH, BTN_THUMBR, BTN_TOOL_FINGER, BTN_TOUCH, BTN_GEAR_UP, BTN_DPAD_UP,
+          BTN_DPAD_RIGHT, BTN_TRIGGER_HAPPY1, BTN_TRIGGER_HAPPY40}) {
+        for (const int value : {1, 0}) {
+            const auto linuxCode = static_cast<std::uint16_t>(code);
+            translator.key(laptop, hardwareSourceState, linuxCode, value);
+            translator.button(hardwareSourceState, linuxCode, value == 1);
+            recorded.event(EV_KEY, linuxCode, value);
+        }
+        EXPECT_THAT(takeSounds(), IsEmpty()) << code;
+    }
+}
 
 TEST_F(InputTranslatorTest, ModifiersAreToldApartAcrossSidesAndDevices) {
     translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 1);
@@ -108,6 +146,16 @@ TEST_F(InputTranslatorTest, SoftwareModifiersNeverShowInHardwareEvents) {
     EXPECT_THAT(takeSounds(), ElementsAre("keyDown 0 [main]"));
 }
 
+TEST_F(InputTranslatorTest, AModifierIsReleasedAsWhatItWasPressed) {
+    // A virtual keyboard that stands for the hardware now, but did not when this key went down.
+    translator.key(usb, softwareSourceState, KEY_LEFTSHIFT, 1);
+    translator.key(usb, hardwareSourceState, KEY_LEFTCTRL, 1);
+    translator.key(usb, softwareSourceState, KEY_LEFTSHIFT, 0);
+    EXPECT_EQ(raw.back().sourceState, softwareSourceState);
+    translator.remove(usb);
+    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 59 [modifier]", "keyUp 59 [modifier]"));
+}
+
 TEST_F(InputTranslatorTest, CapsLockIsOneEventAToggle) {
     for (const int value : {1, 2, 0, 1, 0}) {
         translator.key(laptop, hardwareSourceState, KEY_CAPSLOCK, value);
@@ -139,6 +187,17 @@ TEST_F(InputTranslatorTest, AWheelTellsEachNotchOnce) {
     translator.wheel(usb, hardwareSourceState, 240);
     EXPECT_EQ(raw.back().lineDelta, 2);
     EXPECT_EQ(takeSounds().size(), 2U);
+}
+
+TEST_F(InputTranslatorTest, APartOfANotchIsForgottenWhenTheWheelRests) {
+    using namespace std::chrono_literals;
+    translator.wheel(usb, hardwareSourceState, 90, 10s);
+    translator.wheel(usb, hardwareSourceState, 60, 10s + 900ms);
+    EXPECT_EQ(takeSounds().size(), 1U); // and 30 over
+    translator.wheel(usb, hardwareSourceState, 90, 12s);
+    EXPECT_THAT(takeSounds(), IsEmpty());
+    translator.wheel(usb, hardwareSourceState, 30, 12s + 500ms);
+    EXPECT_EQ(takeSounds().size(), 1U);
 }
 
 TEST_F(InputTranslatorTest, AFingerGestureBeginsOnceAndKeepsItsFractions) {

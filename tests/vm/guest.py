@@ -4,12 +4,19 @@ import json
 import os
 import re
 import socket
+import sys
 import time
+
+EVENTS = (r"(?:keyDown|keyUp) \d+|(?:mouseDown|mouseUp) \w+|scrollTick"
+          r"|dropped as synthetic: type \d+|event tap (?:disabled|was disabled) .*")
 
 
 class Guest:
     def __init__(self, limit=120):
         self.folder = os.environ["GUEST_FOLDER"]
+        self.commands = 0
+        self.judged = 0
+        self.cases = []
         deadline = time.time() + limit
         while True:
             try:
@@ -41,24 +48,67 @@ class Guest:
         except FileNotFoundError:
             return ""
 
-    def wait(self, pattern, limit=120, count=1):
-        """Waits until the guest has printed `count` lines that match."""
+    def wait(self, pattern, limit=60):
+        """Waits until the guest has printed a line that matches."""
         deadline = time.time() + limit
-        while len(re.findall(pattern, self.console(), re.M)) < count:
+        while not re.search(pattern, self.console(), re.M):
             if time.time() > deadline:
                 raise TimeoutError(f"the guest never printed {pattern!r}")
             time.sleep(0.05)
 
+    def run(self, line, limit=60):
+        """Has the guest run a shell line, and waits until it has."""
+        self.commands += 1
+        path = f"{self.folder}/do.{self.commands}"
+        with open(path + ".new", "w") as file:
+            file.write(line + "\n")
+        os.rename(path + ".new", path)
+        self.wait(rf"^DONE {self.commands}$", limit)
+
+    def end(self):
+        """Lets the guest go."""
+        open(self.folder + "/end", "w").close()
+
+    def send(self, *events):
+        self.command("input-send-event", events=list(events))
+
     def key(self, code, down):
-        event = {"type": "key", "data": {"down": down, "key": {"type": "qcode", "data": code}}}
-        self.command("input-send-event", events=[event])
+        self.send({"type": "key", "data": {"down": down, "key": {"type": "qcode", "data": code}}})
 
-    def tap(self, code, hold=0.06, gap=0.1):
-        self.key(code, True)
-        time.sleep(hold)
-        self.key(code, False)
-        time.sleep(gap)
+    def tap(self, *codes, hold=0.06, gap=0.08):
+        for code in codes:
+            self.key(code, True)
+            time.sleep(hold)
+            self.key(code, False)
+            time.sleep(gap)
 
-    def say(self, word):
-        """Lets the guest's command go on: it waits for the file."""
-        open(f"{self.folder}/{word}", "w").close()
+    def button(self, name, down):
+        self.send({"type": "btn", "data": {"down": down, "button": name}})
+
+    def expect(self, case, *wanted, ordered=True, limit=15):
+        """The program has said exactly this since the last case: events, synthetic ones, notices."""
+        wanted = list(wanted)
+        deadline = time.time() + limit
+        while True:
+            heard = re.findall(EVENTS, self.console())[self.judged:]
+            if len(heard) >= len(wanted) or time.time() > deadline:
+                break
+            time.sleep(0.05)
+        self.judged += len(heard)
+        right = heard == wanted if ordered else sorted(heard) == sorted(wanted)
+        self.cases.append((right, len(wanted)))
+        print(f"{'as wanted' if right else 'WRONG'}: {case} ({len(wanted)} events)", flush=True)
+        if not right:
+            print(f"  heard  {heard}\n  wanted {wanted}", flush=True)
+
+    def judge(self):
+        """The sum of all cases; ends the process."""
+        right = [count for good, count in self.cases if good]
+        print(f"{sum(right)} of {sum(count for _, count in self.cases)} events as wanted, "
+              f"{len(right)} of {len(self.cases)} cases")
+        sys.exit(0 if len(right) == len(self.cases) else 1)
+
+
+def taps(*codes):
+    """What the program says of keys that are pressed and released one after the other."""
+    return [f"{word} {code}" for code in codes for word in ("keyDown", "keyUp")]

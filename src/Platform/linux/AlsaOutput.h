@@ -33,6 +33,8 @@ class AlsaOutput final : public AudioOutput {
     AlsaOutput(Threads& threads, const Clock& clock, std::filesystem::path deviceFolder = "/dev");
     ~AlsaOutput() override;
 
+    /// Whether there is a device to play to.
+    [[nodiscard]] bool canPlay() const { return devices_.defaultOutputDevice().has_value(); }
     /// How often devices ran dry since this output was made. Any thread.
     [[nodiscard]] std::uint64_t xruns() const;
 
@@ -46,7 +48,7 @@ class AlsaOutput final : public AudioOutput {
     void stop() noexcept override;
     /// Absent while there is no device to play to.
     [[nodiscard]] Readiness readiness() const override {
-        return devices_.defaultOutputDevice() ? Readiness::ready : Readiness::absent;
+        return canPlay() ? Readiness::ready : Readiness::absent;
     }
     [[nodiscard]] bool isRunning() const noexcept override;
     /// Keeps to the device until the next call, the default device too. EBUSY while running.

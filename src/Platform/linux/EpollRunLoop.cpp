@@ -19,9 +19,9 @@ timespec toTimespec(std::chrono::nanoseconds time) {
     return {seconds.count(), (time - seconds).count()};
 }
 
-bool addToEpoll(int epoll, int descriptor) {
+bool addToEpoll(int epoll, int descriptor, std::uint32_t events) {
     epoll_event event{};
-    event.events = EPOLLIN;
+    event.events = events;
     event.data.fd = descriptor;
     return epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
@@ -31,14 +31,22 @@ bool addToEpoll(int epoll, int descriptor) {
 std::unique_ptr<EpollRunLoop> EpollRunLoop::make() {
     FileDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
     FileDescriptor wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!epoll.isOpen() || !wake.isOpen() || !addToEpoll(epoll.get(), wake.get())) {
+    if (!epoll.isOpen() || !wake.isOpen() || !addToEpoll(epoll.get(), wake.get(), EPOLLIN)) {
         return nullptr;
     }
     return std::unique_ptr<EpollRunLoop>(new EpollRunLoop(std::move(epoll), std::move(wake)));
 }
 
 bool EpollRunLoop::watch(int descriptor, std::function<void()> handler) {
-    if (!addToEpoll(epoll_.get(), descriptor)) {
+    return add(descriptor, EPOLLIN, std::move(handler));
+}
+
+bool EpollRunLoop::watchHangUp(int descriptor, std::function<void()> handler) {
+    return add(descriptor, 0, std::move(handler)); // failures are told without being asked for
+}
+
+bool EpollRunLoop::add(int descriptor, std::uint32_t events, std::function<void()> handler) {
+    if (!addToEpoll(epoll_.get(), descriptor, events)) {
         return false;
     }
     watches_.push_back({descriptor, std::make_shared<const std::function<void()>>(std::move(handler))});

@@ -3,6 +3,7 @@
 #include "Platform/InputSource.h"
 #include "Platform/linux/FileDescriptor.h"
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -17,6 +18,9 @@ class EpollRunLoop final : public RunLoop {
     /// Calls `handler` on the serving thread while the descriptor, which the caller owns, is readable or
     /// has failed. False when it cannot be watched.
     bool watch(int descriptor, std::function<void()> handler);
+    /// The same, but only when the descriptor has failed or its other end is gone: until then somebody else
+    /// reads it.
+    bool watchHangUp(int descriptor, std::function<void()> handler);
     /// Ends the watch; the descriptor is still open. Serving thread, or before `run`.
     void unwatch(int descriptor);
 
@@ -30,6 +34,8 @@ class EpollRunLoop final : public RunLoop {
         int descriptor;
         std::shared_ptr<const std::function<void()>> handler;
     };
+
+    bool add(int descriptor, std::uint32_t events, std::function<void()> handler);
 
     EpollRunLoop(FileDescriptor epoll, FileDescriptor wake)
         : epoll_(std::move(epoll)), wake_(std::move(wake)) {}

@@ -10,6 +10,7 @@ namespace keysong {
 namespace {
 
 constexpr double stepsPerNotch = 120;
+constexpr std::chrono::seconds longestWheelPause{1};
 constexpr std::int64_t scrollPhaseChanged = 2;
 constexpr std::int64_t scrollPhaseEnded = 4;
 
@@ -41,14 +42,15 @@ std::uint64_t InputTranslator::flags(std::int64_t sourceState) const {
         word |= capsLockFlag;
     }
     for (const auto& [device, state] : devices_) {
-        if (state.sourceState == sourceState) {
-            for (const std::uint16_t code : state.modifiers) {
-                const KeyMeaning meaning = keyMeaningOf(code);
-                if ((word & meaning.flags) == meaning.flags) {
-                    word |= sharedBit(meaning);
-                }
-                word |= meaning.flags;
+        for (const HeldModifier& held : state.modifiers) {
+            if (held.sourceState != sourceState) {
+                continue;
             }
+            const KeyMeaning meaning = keyMeaningOf(held.linuxCode);
+            if ((word & meaning.flags) == meaning.flags) {
+                word |= sharedBit(meaning);
+            }
+            word |= meaning.flags;
         }
     }
     return word;
@@ -60,14 +62,13 @@ void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t
     const bool repeats = value == 2;
     const bool pressed = value != 0;
     switch (meaning.kind) {
+    case KeyMeaning::Kind::none:
+        return;
     case KeyMeaning::Kind::modifier:
-        if (!repeats) {
-            DeviceState& state = devices_[device];
-            if (state.sourceState != sourceState) {
-                release(device);
-                state.sourceState = sourceState;
-            }
-            modifier(state, linuxCode, meaning, pressed);
+        if (value == 1) {
+            pressModifier(devices_[device], linuxCode, sourceState);
+        } else if (value == 0) {
+            releaseModifier(devices_[device], linuxCode);
         }
         return;
     case KeyMeaning::Kind::capsLock:
@@ -95,23 +96,36 @@ void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t
     emit_(result);
 }
 
-void InputTranslator::modifier(DeviceState& state, std::uint16_t linuxCode, const KeyMeaning& meaning,
-                               bool pressed) {
-    const auto held = std::find(state.modifiers.begin(), state.modifiers.end(), linuxCode);
-    if (pressed == (held != state.modifiers.end())) {
-        return; // a release whose press was let go already
+void InputTranslator::pressModifier(DeviceState& state, std::uint16_t linuxCode, std::int64_t sourceState) {
+    const bool isHeld = std::any_of(state.modifiers.begin(), state.modifiers.end(),
+                                    [&](const HeldModifier& held) { return held.linuxCode == linuxCode; });
+    if (isHeld) {
+        return;
     }
-    if (pressed) {
-        state.modifiers.push_back(linuxCode);
-    } else {
-        state.modifiers.erase(held);
+    state.modifiers.push_back({linuxCode, sourceState});
+    RawEvent result = event(RawEventType::flagsChanged, sourceState);
+    result.keycode = keyMeaningOf(linuxCode).code;
+    emit_(result);
+}
+
+void InputTranslator::releaseModifier(DeviceState& state, std::uint16_t linuxCode) {
+    const auto held =
+        std::find_if(state.modifiers.begin(), state.modifiers.end(),
+                     [&](const HeldModifier& candidate) { return candidate.linuxCode == linuxCode; });
+    if (held == state.modifiers.end()) {
+        return; // its press was let go already
     }
-    RawEvent result = event(RawEventType::flagsChanged, state.sourceState);
-    result.keycode = meaning.code;
+    const std::int64_t sourceState = held->sourceState;
+    state.modifiers.erase(held);
+    RawEvent result = event(RawEventType::flagsChanged, sourceState);
+    result.keycode = keyMeaningOf(linuxCode).code;
     emit_(result);
 }
 
 void InputTranslator::button(std::int64_t sourceState, std::uint16_t linuxCode, bool pressed) {
+    if (!isMouseButton(linuxCode)) {
+        return;
+    }
     auto type = pressed ? RawEventType::otherMouseDown : RawEventType::otherMouseUp;
     if (linuxCode == BTN_LEFT) {
         type = pressed ? RawEventType::leftMouseDown : RawEventType::leftMouseUp;
@@ -121,11 +135,12 @@ void InputTranslator::button(std::int64_t sourceState, std::uint16_t linuxCode, 
     emit_(event(type, sourceState));
 }
 
-void InputTranslator::wheel(Device device, std::int64_t sourceState, double steps120) {
+void InputTranslator::wheel(Device device, std::int64_t sourceState, double steps120, Time time) {
     DeviceState& state = devices_[device];
-    if (steps120 * state.wheelSteps < 0) {
-        state.wheelSteps = 0; // turned back within a notch
+    if (steps120 * state.wheelSteps < 0 || time - state.lastTurn > longestWheelPause) {
+        state.wheelSteps = 0; // turned back within a notch, or left to rest there
     }
+    state.lastTurn = time;
     state.wheelSteps += steps120;
     const double notches = std::trunc(state.wheelSteps / stepsPerNotch);
     if (notches == 0) {
@@ -160,9 +175,8 @@ void InputTranslator::release(Device device) {
     if (found == devices_.end()) {
         return;
     }
-    const auto held = found->second.modifiers; // released one by one
-    for (const std::uint16_t code : held) {
-        modifier(found->second, code, keyMeaningOf(code), false);
+    while (!found->second.modifiers.empty()) {
+        releaseModifier(found->second, found->second.modifiers.front().linuxCode);
     }
 }
 
@@ -175,21 +189,22 @@ void InputTranslator::reset() {
     devices_.clear();
 }
 
-void EvdevTranslator::event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
+void EvdevTranslator::event(std::uint16_t type, std::uint16_t code, std::int32_t value,
+                            InputTranslator::Time time) {
     constexpr InputTranslator::Device device = 0;
     if (type == EV_SYN && code == SYN_DROPPED) {
         dropping_ = true;
         wheel_ = fineWheel_ = 0;
         translator_.release(device);
     } else if (type == EV_SYN && code == SYN_REPORT) {
-        endReport();
+        endReport(time);
     } else if (dropping_) {
         return;
     } else if (type == EV_KEY && isMouseButton(code)) {
         if (value != 2) {
             translator_.button(hardwareSourceState, code, value != 0);
         }
-    } else if (type == EV_KEY && (code < BTN_MISC || code >= KEY_OK)) {
+    } else if (type == EV_KEY) {
         translator_.key(device, hardwareSourceState, code, value);
     } else if (type == EV_REL && code == REL_WHEEL) {
         wheel_ += std::clamp(value, -1000, 1000);
@@ -199,10 +214,10 @@ void EvdevTranslator::event(std::uint16_t type, std::uint16_t code, std::int32_t
     }
 }
 
-void EvdevTranslator::endReport() {
+void EvdevTranslator::endReport(InputTranslator::Time time) {
     const double steps = hasFineWheel_ ? fineWheel_ : wheel_ * stepsPerNotch;
     if (steps != 0 && !dropping_) {
-        translator_.wheel(0, hardwareSourceState, steps);
+        translator_.wheel(0, hardwareSourceState, steps, time);
     }
     wheel_ = fineWheel_ = 0;
     dropping_ = false;

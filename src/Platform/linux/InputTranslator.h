@@ -3,6 +3,7 @@
 #include "Platform/InputSource.h"
 #include "Platform/linux/KeyCodes.h"
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -18,16 +19,19 @@ class InputTranslator {
   public:
     /// Any number that stays with a device while it is there.
     using Device = std::uintptr_t;
+    /// When something happened, on any clock that stays the same.
+    using Time = std::chrono::microseconds;
 
     explicit InputTranslator(RawEventHandler emit) : emit_(std::move(emit)) {}
 
-    /// A key went down (1), came up (0) or repeats (2).
+    /// A key went down (1), came up (0) or repeats (2). What is no key is ignored.
     void key(Device device, std::int64_t sourceState, std::uint16_t linuxCode, std::int32_t value);
-    /// A mouse button (BTN_LEFT and so on).
+    /// A mouse button (BTN_LEFT and so on). Buttons of other things are ignored.
     void button(std::int64_t sourceState, std::uint16_t linuxCode, bool pressed);
     /// A notched wheel turned vertically, in 120ths of a notch. One event for each time that one or more
-    /// notches were completed.
-    void wheel(Device device, std::int64_t sourceState, double steps120);
+    /// notches were completed. A part of a notch counts until the wheel turns back or rests for a second;
+    /// wheels that tell whole notches need no time.
+    void wheel(Device device, std::int64_t sourceState, double steps120, Time time = {});
     /// Fingers scrolled vertically, in points; the gesture ends when they stop.
     void fingers(Device device, std::int64_t sourceState, double points, bool ends);
     /// Fewer presses than releases may have been seen: lets go of what the device holds.
@@ -38,11 +42,14 @@ class InputTranslator {
     void reset();
 
   private:
+    struct HeldModifier {
+        std::uint16_t linuxCode;
+        std::int64_t sourceState;
+    };
     struct DeviceState {
-        std::int64_t sourceState = hardwareSourceState;
-        /// Linux codes of the modifiers that this device holds.
-        std::vector<std::uint16_t> modifiers;
+        std::vector<HeldModifier> modifiers;
         double wheelSteps = 0;
+        Time lastTurn{};
         bool scrolling = false;
         double scrollRemainder = 0;
     };
@@ -50,7 +57,8 @@ class InputTranslator {
     [[nodiscard]] RawEvent event(RawEventType type, std::int64_t sourceState) const;
     /// The flag word of one origin: Caps Lock and all held modifiers.
     [[nodiscard]] std::uint64_t flags(std::int64_t sourceState) const;
-    void modifier(DeviceState& state, std::uint16_t linuxCode, const KeyMeaning& meaning, bool pressed);
+    void pressModifier(DeviceState& state, std::uint16_t linuxCode, std::int64_t sourceState);
+    void releaseModifier(DeviceState& state, std::uint16_t linuxCode);
 
     RawEventHandler emit_;
     std::map<Device, DeviceState> devices_;
@@ -65,10 +73,10 @@ class EvdevTranslator {
     explicit EvdevTranslator(RawEventHandler emit) : translator_(std::move(emit)) {}
 
     /// One kernel event; wheels are told at the end of their report.
-    void event(std::uint16_t type, std::uint16_t code, std::int32_t value);
+    void event(std::uint16_t type, std::uint16_t code, std::int32_t value, InputTranslator::Time time = {});
 
   private:
-    void endReport();
+    void endReport(InputTranslator::Time time);
 
     InputTranslator translator_;
     std::int32_t wheel_ = 0;

@@ -68,6 +68,7 @@ constexpr Row ordinaryKeys[] = {
     {KEY_SLASH, 44},
     {KEY_DOT, 47},
     {KEY_GRAVE, 50},
+    {KEY_ZENKAKUHANKAKU, 50}, // in that place on a JIS board
     // The keys of ISO and JIS boards.
     {KEY_102ND, 10},
     {KEY_YEN, 93},
@@ -99,11 +100,13 @@ constexpr Row ordinaryKeys[] = {
     {KEY_UP, 126},
     {KEY_COMPOSE, 110},
     {KEY_MENU, 110},
+    {KEY_CONTEXT_MENU, 110},
     // The keypad.
     {KEY_KPDOT, 65},
     {KEY_KPASTERISK, 67},
     {KEY_KPPLUS, 69},
     {KEY_NUMLOCK, 71},
+    {KEY_CLEAR, 71},
     {KEY_KPSLASH, 75},
     {KEY_KPENTER, 76},
     {KEY_KPMINUS, 78},
@@ -144,9 +147,11 @@ constexpr Row ordinaryKeys[] = {
     {KEY_PRINT, 105},
     {KEY_SCROLLLOCK, 107},
     {KEY_PAUSE, 113},
+    {KEY_BREAK, 113},
     // Special keys of a function row, as the decoder knows them.
     {KEY_SCALE, 160},
     {KEY_CYCLEWINDOWS, 160},
+    {KEY_APPSELECT, 160},
     {KEY_DASHBOARD, 131},
     {KEY_ALL_APPLICATIONS, 131},
     {KEY_SEARCH, 177},
@@ -189,12 +194,22 @@ constexpr std::uint16_t freeCode(std::uint16_t linuxCode) {
     return static_cast<std::uint16_t>(code);
 }
 
+/// The kernel numbers buttons among the keys.
+constexpr bool isKey(std::uint16_t linuxCode) {
+    const auto isWithin = [linuxCode](std::uint16_t first, std::uint16_t last) {
+        return linuxCode >= first && linuxCode <= last;
+    };
+    return linuxCode != KEY_RESERVED && !isWithin(BTN_MISC, KEY_OK - 1) &&
+           !isWithin(BTN_DPAD_UP, BTN_DPAD_RIGHT) && !isWithin(BTN_TRIGGER_HAPPY, BTN_TRIGGER_HAPPY40);
+}
+
 constexpr std::size_t tableSize = KEY_CNT;
 
 constexpr std::array<KeyMeaning, tableSize> makeTable() {
     std::array<KeyMeaning, tableSize> table{};
     for (std::uint16_t code = 0; code < tableSize; ++code) {
-        table[code] = {KeyMeaning::Kind::key, freeCode(code), 0};
+        table[code] = isKey(code) ? KeyMeaning{KeyMeaning::Kind::key, freeCode(code), 0}
+                                  : KeyMeaning{KeyMeaning::Kind::none, 0, 0};
     }
     for (const Row& row : ordinaryKeys) {
         table[row.linuxCode].code = row.code;

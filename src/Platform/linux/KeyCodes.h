@@ -10,6 +10,8 @@ struct KeyMeaning {
     enum class Kind : std::uint8_t {
         /// An ordinary key; `code` is its virtual key code.
         key,
+        /// No key at all: a mouse or joystick button, a direction pad, the reserved code.
+        none,
         /// A key whose press and release change the flag word; `code` and `flags` are its own.
         modifier,
         /// Caps Lock, whose every press toggles its flag.
@@ -24,8 +26,8 @@ struct KeyMeaning {
     std::uint64_t flags = 0;
 };
 
-/// The meaning of a Linux key code (KEY_*). Total: a key with no counterpart gets a code between 128 and 255
-/// that no other meaning uses, so that it still sounds. Any thread; real-time safe.
+/// The meaning of a Linux key code (KEY_*). A key with no counterpart gets a code between 128 and 255 that
+/// no other meaning uses, so that it still sounds. Any thread; real-time safe.
 [[nodiscard]] KeyMeaning keyMeaningOf(std::uint16_t linuxCode) noexcept;
 
 /// The Linux key codes (KEY_*) of the ordinary keys that have this virtual key code; empty when there is

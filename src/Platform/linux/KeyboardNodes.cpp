@@ -1,13 +1,9 @@
 #include "Platform/linux/KeyboardNodes.h"
 
-#include "Platform/linux/FileDescriptor.h"
-
-#include <fcntl.h>
-#include <linux/input.h>
-#include <sys/ioctl.h>
+#include <linux/input-event-codes.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -37,16 +33,27 @@ DeviceOrigin originOfDevice(std::string_view sysfsPath) {
                                                                                : DeviceOrigin::hardware;
 }
 
-std::vector<std::string> keyboardNodes() {
+bool isEventNode(std::string_view path) {
+    return path.starts_with("/dev/input/event");
+}
+
+std::vector<std::string> eventNodes() {
     std::vector<std::string> nodes;
     std::error_code error;
-    for (fs::directory_iterator entry("/sys/class/input", error), end; !error && entry != end;
+    for (fs::directory_iterator entry("/dev/input", error), end; !error && entry != end;
          entry.increment(error)) {
-        const std::string name = entry->path().filename();
-        if (name.starts_with("event") && hasLetterKeys(entry->path() / "device")) {
-            nodes.push_back("/dev/input/" + name);
+        if (isEventNode(entry->path().native())) {
+            nodes.push_back(entry->path());
         }
     }
+    return nodes;
+}
+
+std::vector<std::string> keyboardNodes() {
+    std::vector<std::string> nodes = eventNodes();
+    std::erase_if(nodes, [](const fs::path& node) {
+        return !hasLetterKeys("/sys/class/input" / node.filename() / "device");
+    });
     return nodes;
 }
 
@@ -54,16 +61,12 @@ bool isReadable(const std::string& node) {
     return access(node.c_str(), R_OK) == 0;
 }
 
-bool isGrabbedByOther(const std::string& node) {
-    const FileDescriptor device(open(node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!device.isOpen()) {
-        return false;
+NodeState nodeStateOf(const std::string& node) {
+    struct stat facts {};
+    if (stat(node.c_str(), &facts) != 0) {
+        return {};
     }
-    if (ioctl(device.get(), EVIOCGRAB, 1) != 0) {
-        return errno == EBUSY;
-    }
-    ioctl(device.get(), EVIOCGRAB, 0);
-    return false;
+    return {facts.st_ino, facts.st_rdev, isReadable(node)};
 }
 
 } // namespace keysong

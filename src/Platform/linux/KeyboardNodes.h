@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -7,7 +9,7 @@
 
 namespace keysong {
 
-/// What sysfs and the device nodes tell about keyboards. Any thread but the render thread.
+/// What sysfs and the device nodes tell about input devices. Any thread but the render thread.
 
 /// Where a device's events come from, by its path in sysfs, which a program cannot choose.
 enum class DeviceOrigin : std::uint8_t { hardware, software };
@@ -15,12 +17,27 @@ enum class DeviceOrigin : std::uint8_t { hardware, software };
 /// Virtual input devices are software; those made through uhid stand for Bluetooth LE hardware.
 [[nodiscard]] DeviceOrigin originOfDevice(std::string_view sysfsPath);
 
-/// The nodes under /dev/input that have letter keys, readable or not.
+/// Whether this is the path of an event node under /dev/input.
+[[nodiscard]] bool isEventNode(std::string_view path);
+
+/// The event nodes under /dev/input, readable or not.
+[[nodiscard]] std::vector<std::string> eventNodes();
+
+/// Those of them that have letter keys.
 [[nodiscard]] std::vector<std::string> keyboardNodes();
 
 [[nodiscard]] bool isReadable(const std::string& node);
 
-/// Whether another process has grabbed the device behind this node. Grabs it itself for a moment.
-[[nodiscard]] bool isGrabbedByOther(const std::string& node);
+/// A device node at one moment. Names are used again for other devices; the inode is not, nor the number
+/// while the inode is there.
+struct NodeState {
+    /// 0 when there is no such node.
+    ino_t inode = 0;
+    dev_t device = 0;
+    bool readable = false;
+};
+
+/// Two system calls.
+[[nodiscard]] NodeState nodeStateOf(const std::string& node);
 
 } // namespace keysong

@@ -9,9 +9,8 @@ namespace keysong {
 ///
 /// Hardware is source state 1; what programs make through uinput is not, with one exception: while a key
 /// remapper has grabbed the hardware keyboards for itself, the virtual keyboard that it types on is the one
-/// that the user hears. That is looked into when a virtual keyboard types although no hardware keyboard has
-/// for a while, at most every two seconds, because asking means to grab a keyboard for a microsecond.
-/// Bluetooth LE keyboards, made through uhid, are hardware.
+/// that the user hears (`RemappedKeyboards` tells it from others). Bluetooth LE keyboards, made through uhid,
+/// are hardware.
 class LibinputSource final : public InputSource {
   public:
     /// Whether this process may read a keyboard under /dev/input.

@@ -1,0 +1,38 @@
+# guest-commands.sh PROGRAM DEVICES: the guest's part of the tests. Starts udev and does what the host asks for
+# (guest.py), in this one shell. PROGRAM is Keysong, DEVICES is keysong-guest-devices.
+program=$1 devices=$2
+
+# node NAME: the event node of the device with this name, once it is there.
+node() {
+    until name=$(grep -lx "$1" /sys/class/input/event*/device/name); do sleep 0.05; done
+    name=${name#/sys/class/input/}
+    echo "/dev/input/${name%%/*}"
+}
+
+# opened NAME: waits until the program listens to the device; leaves its node in $opened.
+opened() {
+    opened=$(node "$1")
+    until ls -l "/proc/$(pgrep -x keysong)/fd" 2>/dev/null | grep -q " $opened\$"; do sleep 0.05; done
+}
+
+# listen COMMAND...: runs the program as its live input test, and waits until it listens.
+listen() {
+    "$@" "$program" --input-test 2>&1 | grep --line-buffered -v ^pass &
+    opened "AT Translated Set 2 keyboard"
+}
+
+mkdir -p /run/udev
+/lib/systemd/systemd-udevd --daemon 2>/dev/null
+udevadm trigger --action=add
+udevadm settle
+export KEYSONG_LOG_SINK=stderr
+count=1
+until [ -e /out/end ]; do
+    if [ -e /out/do.$count ]; then
+        . /out/do.$count
+        echo "DONE $count"
+        count=$((count + 1))
+    else
+        sleep 0.05
+    fi
+done
