@@ -1,0 +1,31 @@
+# Completion of keysongctl for bash.
+
+_keysongctl() {
+    local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]:-}
+    COMPREPLY=()
+    if [ "$COMP_CWORD" -eq 1 ]; then
+        mapfile -t COMPREPLY < <(compgen -W "status toggle on off volume sets set output tone preview
+            settings quit stats render --help" -- "$word")
+        return
+    fi
+    case $command in
+        set | preview)
+            [ "$COMP_CWORD" -eq 2 ] && mapfile -t COMPREPLY < <(compgen -W "$(keysongctl sets 2>/dev/null |
+                sed 's/^[* ] //; s/\t.*//')" -- "$word")
+            ;;
+        output)
+            [ "$COMP_CWORD" -eq 2 ] && mapfile -t COMPREPLY < <(compgen -W "$(keysongctl output 2>/dev/null |
+                sed 's/^[* ] //; s/\t.*//')" -- "$word")
+            ;;
+        status) mapfile -t COMPREPLY < <(compgen -W "--json --help" -- "$word") ;;
+        stats) mapfile -t COMPREPLY < <(compgen -W "--reset --help" -- "$word") ;;
+        render)
+            case $word in
+                -*) mapfile -t COMPREPLY < <(compgen -W "--set --seed --tone --body --volume --no-spatial
+                    --output --help" -- "$word") ;;
+                *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+            esac
+            ;;
+    esac
+}
+complete -F _keysongctl keysongctl
