@@ -33,8 +33,7 @@ TEST(WholeFile, RefusesWhatIsNoRegularFileWithoutWaiting) {
     const test::TempFolder folder;
     const auto pipe = folder.path() / "pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    for (const std::filesystem::path& path :
-         {pipe, folder.path(), std::filesystem::path("/dev/zero")}) {
+    for (const std::filesystem::path& path : {pipe, folder.path(), std::filesystem::path("/dev/zero")}) {
         EXPECT_EQ(failureOf(path, 10), FileReadError::Kind::unreadable) << path;
     }
 }
