@@ -132,8 +132,8 @@ TEST_F(BusFrontmostTest, KwinRunsAScriptThatTellsOfWindows) {
 
     // Nothing is left behind.
     follower.reset();
-    EXPECT_TRUE(test::PumpedQueue().runUntil([&] { return kwin->calls.back() == "unload"; },
-                                             [&] { kwin->serve(); }));
+    EXPECT_TRUE(
+        test::PumpedQueue().runUntil([&] { return kwin->calls.back() == "unload"; }, [&] { kwin->serve(); }));
     EXPECT_FALSE(std::filesystem::exists(bus.runtimeFolder() / "keysong-frontmost.js"));
 }
 

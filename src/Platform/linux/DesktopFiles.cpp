@@ -96,8 +96,11 @@ class DesktopFiles::Scan {
         if (!entry || entry->hidden) {
             return;
         }
-        list.push_back({id, entry->name.empty() ? id : std::move(entry->name), std::move(entry->icon),
-                        std::move(entry->program), std::move(entry->startupClass), !entry->noDisplay});
+        if (entry->name.empty()) {
+            entry->name = id;
+        }
+        list.push_back({id, std::move(entry->name), std::move(entry->icon), std::move(entry->program),
+                        std::move(entry->startupClass), !entry->noDisplay});
     }
 
     const std::vector<std::string>& languages_;
