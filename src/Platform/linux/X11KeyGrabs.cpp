@@ -61,7 +61,7 @@ std::unique_ptr<X11KeyGrabs> X11KeyGrabs::connect() {
     int screen = 0;
     // The connection is an object even when it failed.
     std::unique_ptr<X11KeyGrabs> grabs(new X11KeyGrabs(xcb_connect(nullptr, &screen), screen));
-    return grabs->isLost() || isXwayland(grabs->connection_.get()) ? nullptr : std::move(grabs);
+    return grabs->isLost() || isXwayland(grabs->connection_.get(), grabs->root_) ? nullptr : std::move(grabs);
 }
 
 X11KeyGrabs::X11KeyGrabs(xcb_connection_t* connection, int screen) : connection_(connection) {

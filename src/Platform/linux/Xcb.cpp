@@ -1,37 +1,48 @@
 #include "Platform/linux/Xcb.h"
 
-#include <xcb/xinput.h>
+#include <xcb/randr.h>
 
 #include <string_view>
 
 namespace keysong {
 
-bool isXwayland(xcb_connection_t* connection) {
-    constexpr std::string_view extension = "XWAYLAND";
-    const auto present = xcbRef(xcb_query_extension_reply(
-        connection, xcb_query_extension(connection, extension.size(), extension.data()), nullptr));
-    if (present != nullptr && present->present != 0) {
+namespace {
+
+constexpr std::string_view extensionAndOutput = "XWAYLAND";
+
+bool firstOutputIsXwayland(xcb_connection_t* connection, xcb_window_t root) {
+    const auto version =
+        xcbRef(xcb_randr_query_version_reply(connection, xcb_randr_query_version(connection, 1, 3), nullptr));
+    const auto resources = xcbRef(xcb_randr_get_screen_resources_current_reply(
+        connection, xcb_randr_get_screen_resources_current(connection, root), nullptr));
+    if (version == nullptr || resources == nullptr || resources->num_outputs == 0) {
+        return false;
+    }
+    const xcb_randr_output_t first = *xcb_randr_get_screen_resources_current_outputs(resources.get());
+    const auto output = xcbRef(xcb_randr_get_output_info_reply(
+        connection, xcb_randr_get_output_info(connection, first, resources->config_timestamp), nullptr));
+    if (output == nullptr) {
+        return false;
+    }
+    const std::string_view name(
+        reinterpret_cast<const char*>(xcb_randr_get_output_info_name(output.get())),
+        static_cast<std::size_t>(xcb_randr_get_output_info_name_length(output.get())));
+    return name.starts_with(extensionAndOutput);
+}
+
+} // namespace
+
+bool isXwayland(xcb_connection_t* connection, xcb_window_t root) {
+    const auto extension = xcbRef(xcb_query_extension_reply(
+        connection, xcb_query_extension(connection, extensionAndOutput.size(), extensionAndOutput.data()),
+        nullptr));
+    if (extension != nullptr && extension->present != 0) {
         return true;
     }
-    // Older ones show themselves by their devices only.
-    const auto* input = xcb_get_extension_data(connection, &xcb_input_id);
-    if (input == nullptr || input->present == 0) {
-        return false;
-    }
-    const auto devices = xcbRef(
-        xcb_input_list_input_devices_reply(connection, xcb_input_list_input_devices(connection), nullptr));
-    if (devices == nullptr) {
-        return false;
-    }
-    for (auto names = xcb_input_list_input_devices_names_iterator(devices.get()); names.rem > 0;
-         xcb_str_next(&names)) {
-        const std::string_view name(xcb_str_name(names.data),
-                                    static_cast<std::size_t>(xcb_str_name_length(names.data)));
-        if (name.starts_with("xwayland-")) {
-            return true;
-        }
-    }
-    return false;
+    // Those before 23.1 lack the extension and show themselves by their outputs. They have input devices of
+    // their own too, but only once the session has some.
+    const auto* outputs = xcb_get_extension_data(connection, &xcb_randr_id);
+    return outputs != nullptr && outputs->present != 0 && firstOutputIsXwayland(connection, root);
 }
 
 } // namespace keysong

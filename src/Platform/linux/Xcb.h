@@ -23,6 +23,6 @@ template <typename Reply>
 
 /// Whether an X server runs inside a Wayland session: it then sees only the keys of its own windows. Round
 /// trips to the server; the thread that uses the connection.
-[[nodiscard]] bool isXwayland(xcb_connection_t* connection);
+[[nodiscard]] bool isXwayland(xcb_connection_t* connection, xcb_window_t root);
 
 } // namespace keysong
