@@ -43,8 +43,11 @@ def sounds_in_time(starts, console):
     every recording begins with its loudest frame."""
     logged = [int(h) * 3600 + int(m) * 60 + float(s)
               for h, m, s in re.findall(r"T(\d+):(\d+):([\d.]+)Z notice \S+ play ", console)]
-    wanted = [round((time - logged[0]) * RATE) + starts[0] for time in logged]
-    heard = sum(any(abs(start - time) <= 4 * TOLERANCE for start in starts) for time in wanted)
+    wanted = [round((time - logged[0]) * RATE) for time in logged]
+    # Any of the first few may be the one that was heard in its time.
+    heard = max((sum(any(abs(start - first - time + wanted[i]) <= 4 * TOLERANCE for start in starts)
+                     for time in wanted)
+                 for i in range(min(5, len(wanted))) for first in starts[:5]), default=0)
     print(f"play test: {heard} of {len(wanted)} sounds heard in time")
     return len(wanted) == 41 and heard >= 36
 

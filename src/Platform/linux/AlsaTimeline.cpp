@@ -14,6 +14,10 @@ constexpr double windowSeconds = 8;
 /// intervals would bend the line wildly.
 constexpr double priorPeriods = 64;
 
+/// Observations can only be late. As long as there are fewer than this, one that is earlier than the line
+/// is better than the line.
+constexpr double youngPeriods = 32;
+
 /// No sound card's clock is further off than this.
 constexpr double largestDrift = 0.01;
 
@@ -50,7 +54,8 @@ IoCycle AlsaTimeline::advance(std::int64_t observedNanoseconds) noexcept {
 
     // The gains of a least-squares line through `count` points, as corrections of its end and its slope.
     const double error = observed - next_;
-    const double endGain = 2 * (2 * count_ - 1) / (count_ * (count_ + 1));
+    const bool startedLate = error < 0 && count_ <= youngPeriods;
+    const double endGain = startedLate ? 1 : 2 * (2 * count_ - 1) / (count_ * (count_ + 1));
     const double slopeCount = std::min(count_ + priorPeriods, windowPeriods_);
     const double slopeGain = 6 / (slopeCount * (slopeCount + 1));
     period_ = std::clamp(period_ + slopeGain * error, nominalPeriod_ * (1 - largestDrift),
