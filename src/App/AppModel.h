@@ -19,7 +19,6 @@
 #include "Platform/TextOrder.h"
 
 #include <QObject>
-
 #include <cstdint>
 #include <functional>
 #include <memory>

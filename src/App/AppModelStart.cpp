@@ -78,8 +78,8 @@ void AppModel::restore() {
     setBody(preferences.number("body").value_or(0));
     setMouseSounds(preferences.boolean("mouse").value_or(true));
     setScrollSounds(preferences.boolean("scroll").value_or(false));
-    setMutedApps(withoutRepetitions(
-        preferences.stringArray("mutedApps").value_or(SleepTriggers::defaultMutedApps())));
+    setMutedApps(
+        withoutRepetitions(preferences.stringArray("mutedApps").value_or(SleepTriggers::defaultMutedApps())));
     setMuteWhileRecording(preferences.boolean("muteWhileRecording").value_or(false));
     store(canLaunchAtLogin_, services_.loginItem.isInstalled(), &AppModel::canLaunchAtLoginChanged);
     setLaunchAtLogin(canLaunchAtLogin_ && LaunchAtLogin::isEnabled(services_.loginItem));
@@ -101,9 +101,8 @@ void AppModel::startEngine() {
 }
 
 void AppModel::chooseFirstSetIfNeeded() {
-    const bool installed =
-        std::any_of(availableSets_.begin(), availableSets_.end(),
-                    [&](const SoundSetInfo& set) { return set.id == selectedSetId_; });
+    const bool installed = std::any_of(availableSets_.begin(), availableSets_.end(),
+                                       [&](const SoundSetInfo& set) { return set.id == selectedSetId_; });
     if (installed) {
         loadSelectedSet();
         return;

@@ -3,7 +3,6 @@
 #include <QMetaObject>
 #include <QThread>
 #include <QTimer>
-
 #include <exception>
 #include <utility>
 

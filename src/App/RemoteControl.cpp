@@ -6,7 +6,6 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -41,9 +40,9 @@ RemoteControl::Claim RemoteControl::claim() {
     if (!bus_.registerVirtualObject(objectPath, this, QDBusConnection::SingleNode)) {
         log.error("remote control is not available: %s", bus_.lastError().message().toStdString());
     }
-    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply = bus_.interface()->registerService(
-        serviceName, QDBusConnectionInterface::DontQueueService,
-        QDBusConnectionInterface::DontAllowReplacement);
+    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
+        bus_.interface()->registerService(serviceName, QDBusConnectionInterface::DontQueueService,
+                                          QDBusConnectionInterface::DontAllowReplacement);
     if (!reply.isValid()) {
         log.error("the bus did not give a name: %s", reply.error().message().toStdString());
         return Claim::noBus;
@@ -52,8 +51,7 @@ RemoteControl::Claim RemoteControl::claim() {
 }
 
 bool RemoteControl::activateOther() {
-    auto message =
-        QDBusMessage::createMethodCall(serviceName, objectPath, applicationInterface, "Activate");
+    auto message = QDBusMessage::createMethodCall(serviceName, objectPath, applicationInterface, "Activate");
     message << QVariantMap();
     return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
 }
@@ -98,8 +96,8 @@ QVariantList RemoteControl::handleProperties(const QDBusMessage& message) {
     }
     const QString name = arguments[1].toString();
     const auto& all = properties();
-    const auto found = std::find_if(all.begin(), all.end(),
-                                    [&](const Property& property) { return name == property.name; });
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const Property& property) { return name == property.name; });
     if (found == all.end()) {
         throw Refusal(QDBusError::UnknownProperty, "no such property: " + name.toStdString());
     }

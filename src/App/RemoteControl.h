@@ -6,7 +6,6 @@
 #include <QDBusError>
 #include <QDBusVirtualObject>
 #include <QStringList>
-
 #include <functional>
 #include <stdexcept>
 #include <string>

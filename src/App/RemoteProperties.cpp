@@ -83,9 +83,7 @@ RemoteControl::Property RemoteControl::level(const char* name, float (AppModel::
                                              void (AppModel::*set)(float), double low,
                                              void (AppModel::*changed)()) {
     return {name, "d", [get](const AppModel& model) { return QVariant(shortened((model.*get)())); },
-            [set, low](AppModel& model, const QVariant& value) {
-                (model.*set)(expectWithin(value, low, 1));
-            },
+            [set, low](AppModel& model, const QVariant& value) { (model.*set)(expectWithin(value, low, 1)); },
             changed};
 }
 
@@ -100,7 +98,8 @@ const std::vector<RemoteControl::Property>& RemoteControl::properties() {
              model.setSelectedSetId(expectInstalledSet(model, expect<QString>(value)));
          },
          &Model::selectedSetIdChanged},
-        {"Sets", "a(ss)",
+        {"Sets",
+         "a(ss)",
          [](const Model& model) {
              return choices(model.availableSets(), &SoundSetInfo::id, &SoundSetInfo::name);
          },
@@ -111,7 +110,8 @@ const std::vector<RemoteControl::Property>& RemoteControl::properties() {
              return QVariant(QString::fromStdString(model.outputDeviceUid().value_or("")));
          },
          &setOutput, &Model::outputDeviceUidChanged},
-        {"Outputs", "a(ss)",
+        {"Outputs",
+         "a(ss)",
          [](const Model& model) {
              return choices(model.outputDevices(), &AudioOutputDevice::uid, &AudioOutputDevice::name);
          },
@@ -137,18 +137,21 @@ const std::vector<RemoteControl::Property>& RemoteControl::properties() {
         flag("CanLaunchAtLogin", &Model::canLaunchAtLogin, nullptr, &Model::canLaunchAtLoginChanged),
         flag("Trusted", &Model::isTrusted, nullptr, &Model::isTrustedChanged),
         flag("Sleeping", &Model::isSleeping, nullptr, &Model::isSleepingChanged),
-        {"KeysPressed", "x",
+        {"KeysPressed",
+         "x",
          [](const Model& model) { return QVariant::fromValue<qlonglong>(model.keysPressed()); },
          {},
          &Model::keysPressedChanged},
-        {"Hotkeys", "s",
+        {"Hotkeys",
+         "s",
          [](const Model& model) {
              const std::string_view way = model.hotkeyWay();
              return QVariant(QString::fromUtf8(way.data(), static_cast<qsizetype>(way.size())));
          },
          {},
          nullptr},
-        {"PlayingOn", "s",
+        {"PlayingOn",
+         "s",
          [](const Model& model) {
              return QVariant(QString::fromStdString(model.engine().currentOutputDeviceUid().value_or("")));
          },

@@ -17,7 +17,7 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
-
+#include <csignal>
 #include <filesystem>
 
 namespace keysong {
@@ -49,8 +49,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     AutostartItem loginItem(machine.places, machine.durableFiles, ownExecutable());
     LinuxHotkeys hotkeys(mainQueue, machine.threads, hotkeyLabels());
     DesktopFiles applications(machine.places);
-    const auto frontmost =
-        makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
+    const auto frontmost = makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
     PipeWireMicrophone microphone(mainQueue);
     BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
@@ -71,6 +70,8 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
 
 int runApplication(Machine& machine, char* programPath) {
     const TerminationSignals termination;
+    // A display server or bus that dies is noticed where it is written to, not by the end of the program.
+    std::signal(SIGPIPE, SIG_IGN);
     int count = 1;
     char* words[] = {programPath, nullptr};
     const QCoreApplication application(count, words);

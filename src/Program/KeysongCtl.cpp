@@ -3,17 +3,18 @@
 #include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/LogSinks.h"
 #include "Platform/linux/SndfileAudio.h"
+#include "Shared/Log.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <exception>
+
 #include "Program/CommandNumbers.h"
 #include "Program/ControlCommands.h"
 #include "Program/RemoteClient.h"
 #include "Program/RenderCommand.h"
-#include "Shared/Log.h"
-
-#include <CLI/CLI.hpp>
-#include <QCoreApplication>
-
-#include <cstdio>
-#include <exception>
 
 int main(int count, char** words) {
     using namespace keysong;

@@ -5,7 +5,6 @@
 #include "Input/InputDevTest.h"
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/LogSinks.h"
-#include "Program/Application.h"
 #include "Shared/Log.h"
 
 #include <cstdio>
@@ -14,6 +13,8 @@
 #include <memory>
 #include <thread>
 #include <vector>
+
+#include "Program/Application.h"
 
 namespace keysong {
 namespace {

@@ -3,10 +3,10 @@
 #include "App/RemoteControl.h"
 #include "App/RemoteTypes.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <nlohmann/json.hpp>
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <algorithm>
 
 namespace keysong {
@@ -136,7 +136,7 @@ std::string RemoteClient::status(bool asJson) const {
     const auto decimal = [&](const char* name) {
         return QString::number(values.value(name).toDouble()).toStdString();
     };
-    const std::string sound = !flag("Trusted")  ? "not allowed to hear the keyboards"
+    const std::string sound = !flag("Trusted")   ? "not allowed to hear the keyboards"
                               : !flag("Enabled") ? "off"
                               : flag("Sleeping") ? "asleep"
                                                  : "on";

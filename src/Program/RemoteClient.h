@@ -2,7 +2,6 @@
 
 #include <QString>
 #include <QVariant>
-
 #include <optional>
 #include <stdexcept>
 #include <string>

@@ -1,5 +1,4 @@
 #include "App/ModelFixture.h"
-
 #include "Input/EventTap.h"
 
 namespace keysong::test {
@@ -21,8 +20,7 @@ TEST_F(AppModelTest, AFreshStartHasTheDefaultsAndStoresOnlyTheChosenSet) {
     EXPECT_TRUE(model->spatialAudio());
     EXPECT_TRUE(model->mouseSounds());
     EXPECT_FALSE(model->scrollSounds());
-    EXPECT_THAT(model->mutedApps(),
-                ElementsAre("us.zoom.xos", "com.microsoft.teams2", "com.apple.FaceTime"));
+    EXPECT_THAT(model->mutedApps(), ElementsAre("us.zoom.xos", "com.microsoft.teams2", "com.apple.FaceTime"));
     EXPECT_TRUE(model->isTrusted());
     EXPECT_EQ(model->outputDevices().size(), 2U);
     EXPECT_EQ(windows.onboarding, 0);
@@ -267,8 +265,8 @@ TEST_F(AppModelTest, ATapThatDoesNotStartIsTriedAgain) {
     input.refusesTap = false;
     mainQueue.advance(seconds(1));
     EXPECT_TRUE(model->isTrusted());
-    EXPECT_THAT(LogCapture::shared().takeErrors(),
-                ElementsAre("event tap did not start: createFailed", "event tap did not start: createFailed"));
+    EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre("event tap did not start: createFailed",
+                                                               "event tap did not start: createFailed"));
 }
 
 TEST_F(AppModelTest, KeyPressesAreCountedShownAndStored) {

@@ -96,11 +96,11 @@ class ModelFixture : public testing::Test {
 
     /// A model as at a launch, with the preferences as they are.
     void makeModel() {
-        model = std::make_unique<AppModel>(AppServices{
-            *engine, output.devices(), input, threads, places, order, files, *preferences, migration,
-            loginItem, hotkeys, frontmost, microphone, windows, mainQueue,
-            [this](std::function<void()> task) { background.push_back(std::move(task)); },
-            [this](const RawEvent&) { ++rawEvents; }});
+        model = std::make_unique<AppModel>(
+            AppServices{*engine, output.devices(), input, threads, places, order, files, *preferences,
+                        migration, loginItem, hotkeys, frontmost, microphone, windows, mainQueue,
+                        [this](std::function<void()> task) { background.push_back(std::move(task)); },
+                        [this](const RawEvent&) { ++rawEvents; }});
     }
 
     /// Runs everything that is due, background tasks included.

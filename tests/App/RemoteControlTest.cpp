@@ -8,7 +8,6 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
-
 #include <cmath>
 #include <future>
 
@@ -54,9 +53,9 @@ class RemoteControlTest : public ModelFixture {
         return answer.get();
     }
     QDBusMessage set(const char* property, const QVariant& value) {
-        return ask("org.freedesktop.DBus.Properties", "Set",
-                   {QString(RemoteControl::controlInterface), property,
-                    QVariant::fromValue(QDBusVariant(value))});
+        return ask(
+            "org.freedesktop.DBus.Properties", "Set",
+            {QString(RemoteControl::controlInterface), property, QVariant::fromValue(QDBusVariant(value))});
     }
     QVariant get(const char* property) {
         const auto answer = ask("org.freedesktop.DBus.Properties", "Get",
@@ -97,12 +96,12 @@ TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
         QVariant value;
         const char* error;
     };
-    for (const Row& row : {Row{"Volume", 1.5, "out of range"}, Row{"Volume", std::nan(""), "out of range"},
-                           Row{"Volume", "loud", "another type"}, Row{"Tone", -1.01, "out of range"},
-                           Row{"SetId", "missing", "no set \"missing\""},
-                           Row{"OutputUid", "gone", "output device gone is not attached"},
-                           Row{"Enabled", 1, "another type"}, Row{"KeysPressed", 7LL, "can only be read"},
-                           Row{"Nothing", true, "no such property"}}) {
+    for (const Row& row :
+         {Row{"Volume", 1.5, "out of range"}, Row{"Volume", std::nan(""), "out of range"},
+          Row{"Volume", "loud", "another type"}, Row{"Tone", -1.01, "out of range"},
+          Row{"SetId", "missing", "no set \"missing\""},
+          Row{"OutputUid", "gone", "output device gone is not attached"}, Row{"Enabled", 1, "another type"},
+          Row{"KeysPressed", 7LL, "can only be read"}, Row{"Nothing", true, "no such property"}}) {
         const auto answer = set(row.property, row.value);
         EXPECT_EQ(answer.type(), QDBusMessage::ErrorMessage) << row.property;
         EXPECT_THAT(answer.errorMessage().toStdString(), testing::HasSubstr(row.error));
@@ -115,8 +114,8 @@ TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
 }
 
 TEST_F(RemoteControlTest, DescribesAllThatItHas) {
-    const auto all = ask("org.freedesktop.DBus.Properties", "GetAll",
-                         {QString(RemoteControl::controlInterface)});
+    const auto all =
+        ask("org.freedesktop.DBus.Properties", "GetAll", {QString(RemoteControl::controlInterface)});
     const auto values = qdbus_cast<QVariantMap>(all.arguments().value(0));
     EXPECT_GT(values.size(), 15);
     const auto xml = ask("org.freedesktop.DBus.Introspectable", "Introspect", {}).arguments()[0].toString();

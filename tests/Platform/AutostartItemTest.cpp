@@ -35,7 +35,8 @@ TEST_F(AutostartItemTest, ComesGoesAndCanBeSwitchedOffByTheDesktop) {
     login.unregisterItem();
     EXPECT_EQ(login.status(), Status::notRegistered);
     for (const char* off : {"Hidden=true", "Hidden = true", "X-GNOME-Autostart-enabled=false"}) {
-        folder.write(entry, std::string("[Desktop Entry]\nType=Application\nName=K\nExec=keysong\n") + off + "\n");
+        folder.write(entry,
+                     std::string("[Desktop Entry]\nType=Application\nName=K\nExec=keysong\n") + off + "\n");
         EXPECT_EQ(login.status(), Status::disabled) << off;
     }
     // Only the main group counts.

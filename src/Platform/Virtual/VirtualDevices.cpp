@@ -22,33 +22,27 @@ std::optional<VirtualDevice> VirtualDevices::find(AudioDeviceId device) const {
 }
 
 std::uint32_t VirtualDevices::outputChannels(AudioDeviceId device) const {
-    const auto found = find(device);
-    return found ? found->channels : 0;
+    return get(device, &VirtualDevice::channels);
 }
 
 std::optional<std::string> VirtualDevices::uid(AudioDeviceId device) const {
-    const auto found = find(device);
-    return found ? found->uid : std::nullopt;
+    return get(device, &VirtualDevice::uid);
 }
 
 std::optional<std::string> VirtualDevices::name(AudioDeviceId device) const {
-    const auto found = find(device);
-    return found ? found->name : std::nullopt;
+    return get(device, &VirtualDevice::name);
 }
 
 std::optional<double> VirtualDevices::nominalSampleRate(AudioDeviceId device) const {
-    const auto found = find(device);
-    return found ? found->rate : std::nullopt;
+    return get(device, &VirtualDevice::rate);
 }
 
 std::optional<std::uint32_t> VirtualDevices::latencyFrames(AudioDeviceId device) const {
-    const auto found = find(device);
-    return found ? found->latency : std::nullopt;
+    return get(device, &VirtualDevice::latency);
 }
 
 std::optional<std::uint32_t> VirtualDevices::safetyOffsetFrames(AudioDeviceId device) const {
-    const auto found = find(device);
-    return found ? found->safetyOffset : std::nullopt;
+    return get(device, &VirtualDevice::safetyOffset);
 }
 
 std::optional<AudioDeviceId> VirtualDevices::defaultOutputDevice() const {

@@ -57,6 +57,12 @@ class VirtualDevices final : public AudioDevices {
 
     /// A copy of the device; none when it is not there.
     [[nodiscard]] std::optional<VirtualDevice> find(AudioDeviceId device) const;
+    /// One field of the device; empty when it is not there.
+    template <typename Value>
+    [[nodiscard]] Value get(AudioDeviceId device, Value VirtualDevice::*field) const {
+        const auto found = find(device);
+        return found ? (*found).*field : Value();
+    }
     void tell(DeviceListProperty property) const;
 
     mutable std::mutex mutex_;

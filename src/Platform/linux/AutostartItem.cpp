@@ -1,9 +1,8 @@
 #include "Platform/linux/AutostartItem.h"
 
+#include "Platform/linux/DesktopEntry.h"
 #include "Shared/WholeFile.h"
 
-#include <algorithm>
-#include <sstream>
 #include <string_view>
 
 namespace keysong {
@@ -13,27 +12,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t largestEntryBytes = 64 * 1024;
-
-/// The value of a key in the entry's main group; empty when it is not there.
-std::string valueOf(const std::string& entry, std::string_view key) {
-    std::istringstream lines(entry);
-    bool inMainGroup = false;
-    for (std::string line; std::getline(lines, line);) {
-        line.erase(line.find_last_not_of(" \t\r") + 1);
-        const auto equals = line.find('=');
-        if (line.starts_with('[')) {
-            inMainGroup = line == "[Desktop Entry]";
-        } else if (inMainGroup && equals != std::string::npos) {
-            std::string name = line.substr(0, equals);
-            name.erase(name.find_last_not_of(" \t") + 1);
-            if (name == key) {
-                const auto begin = line.find_first_not_of(" \t", equals + 1);
-                return begin == std::string::npos ? std::string() : line.substr(begin);
-            }
-        }
-    }
-    return {};
-}
 
 fs::path entryIn(const fs::path& config) {
     return config.empty() ? config : config / "autostart" / "com.orlen.keysong.desktop";
@@ -63,10 +41,8 @@ LoginItem::Status AutostartItem::status() const {
         return Status::notRegistered;
     }
     try {
-        const std::string entry = readWholeFile(entry_, largestEntryBytes);
-        const bool off =
-            valueOf(entry, "Hidden") == "true" || valueOf(entry, "X-GNOME-Autostart-enabled") == "false";
-        return off ? Status::disabled : Status::enabled;
+        const auto entry = parseDesktopEntry(readWholeFile(entry_, largestEntryBytes), {});
+        return entry && !entry->hidden && entry->autostarts ? Status::enabled : Status::disabled;
     } catch (const FileReadError&) { // nobody else can start it from there either
         return Status::disabled;
     }

@@ -6,6 +6,8 @@ namespace keysong {
 
 namespace {
 
+constexpr std::string_view autostartKey = "X-GNOME-Autostart-enabled";
+
 constexpr std::string_view blanks = " \t\r";
 
 std::string_view trim(std::string_view text) {
@@ -116,8 +118,8 @@ class Collector {
     };
 
     const std::vector<std::string>& languages_;
-    Value values_[7] = {{"Type", {}},      {"Name", {}},           {"Icon", {}},  {"Exec", {}},
-                        {"NoDisplay", {}}, {"StartupWMClass", {}}, {"Hidden", {}}};
+    Value values_[8] = {{"Type", {}},      {"Name", {}},           {"Icon", {}},   {"Exec", {}},
+                        {"NoDisplay", {}}, {"StartupWMClass", {}}, {"Hidden", {}}, {autostartKey, {}}};
 };
 
 /// "de_AT.UTF-8@euro" gives "de_AT@euro", "de_AT", "de@euro" and "de".
@@ -164,9 +166,13 @@ std::optional<DesktopEntry> parseDesktopEntry(std::string_view text,
     if (!found || (type != "Application" && !type.empty())) {
         return std::nullopt;
     }
-    return DesktopEntry{
-        values.text("Name"),           values.text("Icon"),      programOf(values.text("Exec")),
-        values.text("StartupWMClass"), values.flag("NoDisplay"), values.flag("Hidden")};
+    return DesktopEntry{values.text("Name"),
+                        values.text("Icon"),
+                        programOf(values.text("Exec")),
+                        values.text("StartupWMClass"),
+                        values.flag("NoDisplay"),
+                        values.flag("Hidden"),
+                        values.text(autostartKey) != "false"};
 }
 
 std::vector<std::string> desktopLanguages(const Places& places) {

@@ -20,6 +20,8 @@ struct DesktopEntry {
     bool noDisplay = false;
     /// To be treated as if the file were not there, nor any of its name in a later folder.
     bool hidden = false;
+    /// Whether it is started at login where it lies in an autostart folder; one desktop switches it off so.
+    bool autostarts = true;
 };
 
 /// Reads the text of a desktop file. Lines that make no sense are passed over; of a key that is repeated the

@@ -43,10 +43,11 @@ void PipeWireMicrophone::setWatching(bool watching) {
 void PipeWireMicrophone::look() {
     const auto& nodes = session_->nodes();
     const auto& links = session_->links();
-    const bool captured = session_->isReady() && std::any_of(links.begin(), links.end(), [&](const auto& link) {
-                              const auto from = nodes.find(link.second.outputNode);
-                              return from != nodes.end() && from->second.isSource();
-                          });
+    const bool captured =
+        session_->isReady() && std::any_of(links.begin(), links.end(), [&](const auto& link) {
+            const auto from = nodes.find(link.second.outputNode);
+            return from != nodes.end() && from->second.isSource();
+        });
     if (std::exchange(told_, captured) != captured) {
         mainQueue_.async([this, watch = std::weak_ptr(watch_), captured] {
             if (!watch.expired()) {
