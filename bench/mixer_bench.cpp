@@ -23,9 +23,9 @@ std::vector<float> sine(double frequency, std::size_t length, float amplitude) {
 }
 
 /// A mixer whose voices are started anew whenever they run out, so that all of them sound all the time.
-void renderBlocks(benchmark::State& state, SincInterpolator::Instructions instructions, float rate) {
+void renderBlocks(benchmark::State& state, SincInterpolator::Instructions limit, float rate) {
     const auto voices = static_cast<std::uint32_t>(state.range(0));
-    Mixer mixer({}, instructions);
+    Mixer mixer({}, limit);
     mixer.setLowShelfGain(state.range(1) != 0 ? 4.2F : 0);
     mixer.prepare(Mixer::bufferSampleRate);
     const SampleBuffer buffer(sine(440, soundFrames, 0.03F));
@@ -50,16 +50,20 @@ void renderBlocks(benchmark::State& state, SincInterpolator::Instructions instru
 }
 
 void renderFastest(benchmark::State& state) {
-    renderBlocks(state, SincInterpolator::Instructions::fastest, 1.07F);
+    renderBlocks(state, SincInterpolator::fastest, 1.07F);
 }
 void renderPortable(benchmark::State& state) {
     renderBlocks(state, SincInterpolator::Instructions::portable, 1.07F);
 }
+void renderAvx2(benchmark::State& state) {
+    renderBlocks(state, SincInterpolator::Instructions::avx2, 1.07F);
+}
 void renderUnchangedRate(benchmark::State& state) {
-    renderBlocks(state, SincInterpolator::Instructions::fastest, 1);
+    renderBlocks(state, SincInterpolator::fastest, 1);
 }
 
 BENCHMARK(renderFastest)->ArgNames({"voices", "tone"})->ArgsProduct({{0, 1, 2, 16}, {0, 1}});
+BENCHMARK(renderAvx2)->ArgNames({"voices", "tone"})->ArgsProduct({{1, 16}, {0, 1}});
 BENCHMARK(renderPortable)->ArgNames({"voices", "tone"})->ArgsProduct({{1, 16}, {0}});
 BENCHMARK(renderUnchangedRate)->ArgNames({"voices", "tone"})->ArgsProduct({{1, 16}, {0}});
 
@@ -69,7 +73,7 @@ void interpolate(benchmark::State& state) {
     const double rate = static_cast<double>(state.range(1)) / 100;
     const SincInterpolator interpolator;
     const std::uint64_t step = SincInterpolator::step(rate);
-    const float* filter = interpolator.filter(step);
+    const SincInterpolator::Phase* filter = interpolator.filter(step);
     const std::vector<float> source = sine(frequency, 8192, 1);
     std::vector<float> out(4096);
     for (auto _ : state) {

@@ -42,12 +42,11 @@ class FlushTinyNumbers {
 
 } // namespace
 
-Mixer::Mixer(const std::array<float, voiceCount>& pans)
-    : Mixer(pans, SincInterpolator::Instructions::fastest) {
+Mixer::Mixer(const std::array<float, voiceCount>& pans) : Mixer(pans, SincInterpolator::fastest) {
 }
 
-Mixer::Mixer(const std::array<float, voiceCount>& pans, SincInterpolator::Instructions instructions)
-    : voices_(pans, instructions) {
+Mixer::Mixer(const std::array<float, voiceCount>& pans, SincInterpolator::Instructions limit)
+    : voices_(pans, limit) {
     prepare(bufferSampleRate);
 }
 

@@ -30,8 +30,8 @@ class Mixer final : public AudioRenderer {
     /// `pans` places each voice, from -1, left, to 1, right. Allocates; ready for 48 kHz.
     explicit Mixer(const std::array<float, voiceCount>& pans);
 
-    /// For comparisons: with the interpolator's instructions named.
-    Mixer(const std::array<float, voiceCount>& pans, SincInterpolator::Instructions instructions);
+    /// For comparisons: with a limit to the interpolator's instructions.
+    Mixer(const std::array<float, voiceCount>& pans, SincInterpolator::Instructions limit);
 
     /// Takes a hit; false when the queue is full, or when the hit names no buffer or voice or a rate or
     /// volume that is no use. A hit that was not taken is not counted down either. Any thread, real-time

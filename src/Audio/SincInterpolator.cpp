@@ -13,10 +13,11 @@ namespace keysong {
 
 namespace {
 
+using Phase = SincInterpolator::Phase;
+
 constexpr std::size_t taps = SincInterpolator::taps;
 constexpr std::size_t phases = SincInterpolator::phases;
-// One more row than phases: the last one is the first, moved by a frame, so that every phase has a next.
-constexpr std::size_t filterLength = (phases + 1) * taps;
+constexpr std::size_t filterLength = phases + 1;
 constexpr int filtersPerOctave = 12;
 constexpr int filterCount = 3 * filtersPerOctave + 1;
 
@@ -54,28 +55,26 @@ double distanceTo(std::size_t tap, std::size_t phase) {
            static_cast<double>(phase) / phases;
 }
 
-void fillFilter(float* filter, double cutoff, const std::vector<double>& windows) {
-    for (std::size_t phase = 0; phase <= phases; ++phase) {
+void fillFilter(Phase* filter, double cutoff, const std::vector<double>& windows) {
+    for (std::size_t phase = 0; phase < filterLength; ++phase) {
         std::array<double, taps> row;
         double sum = 0;
         for (std::size_t tap = 0; tap < taps; ++tap) {
-            const double distance = distanceTo(tap, phase);
-            row[tap] = sinc(distance * cutoff) * windows[phase * taps + tap];
+            row[tap] = sinc(distanceTo(tap, phase) * cutoff) * windows[phase * taps + tap];
             sum += row[tap];
         }
         // Equal sums keep a constant a constant, whatever the phase.
-        for (std::size_t tap = 0; tap < taps; ++tap) {
-            filter[phase * taps + tap] = static_cast<float>(row[tap] / sum);
-        }
+        std::transform(row.begin(), row.end(), filter[phase].factors.begin(),
+                       [sum](double factor) { return static_cast<float>(factor / sum); });
     }
 }
 
-std::vector<float> computeFilters() {
-    std::vector<double> windows(filterLength);
-    for (std::size_t index = 0; index < filterLength; ++index) {
+std::vector<Phase> computeFilters() {
+    std::vector<double> windows(filterLength * taps);
+    for (std::size_t index = 0; index < windows.size(); ++index) {
         windows[index] = window(distanceTo(index % taps, index / taps));
     }
-    std::vector<float> filters(filterLength * filterCount);
+    std::vector<Phase> filters(filterLength * filterCount);
     for (std::size_t index = 0; index < filterCount; ++index) {
         const double cutoff = std::exp2(-static_cast<double>(index) / filtersPerOctave);
         fillFilter(filters.data() + index * filterLength, cutoff, windows);
@@ -99,14 +98,33 @@ struct Register<8> {
     using Lanes [[gnu::vector_size(32)]] = float;
 };
 
+template <>
+struct Register<16> {
+    using Lanes [[gnu::vector_size(64)]] = float;
+};
+
+/// The sums of a register's quarters or halves.
 template <std::size_t width>
-[[gnu::always_inline]] inline FloatLanes partialSums(const float* source, const float* filter,
+[[gnu::always_inline]] inline FloatLanes folded(typename Register<width>::Lanes sums) noexcept {
+    if constexpr (width == 16) {
+        return folded<8>(__builtin_shufflevector(sums, sums, 0, 1, 2, 3, 4, 5, 6, 7) +
+                         __builtin_shufflevector(sums, sums, 8, 9, 10, 11, 12, 13, 14, 15));
+    } else if constexpr (width == 8) {
+        return __builtin_shufflevector(sums, sums, 0, 1, 2, 3) +
+               __builtin_shufflevector(sums, sums, 4, 5, 6, 7);
+    } else {
+        return sums;
+    }
+}
+
+template <std::size_t width>
+[[gnu::always_inline]] inline FloatLanes partialSums(const float* source, const Phase* filter,
                                                      std::uint64_t position) noexcept {
     using Lanes = typename Register<width>::Lanes;
     const auto fraction = static_cast<std::uint32_t>(position);
     const float* x = source + static_cast<std::ptrdiff_t>(position >> 32) -
                      static_cast<std::ptrdiff_t>(SincInterpolator::before);
-    const float* row = filter + (fraction >> 24) * taps;
+    const Phase* phase = filter + (fraction >> 24);
     const float between = static_cast<float>(static_cast<std::int32_t>(fraction & 0xFFFFFFU)) * 0x1p-24F;
     Lanes here = {};
     Lanes next = {};
@@ -115,23 +133,17 @@ template <std::size_t width>
         Lanes first;
         Lanes second;
         std::memcpy(&frames, x + tap, sizeof frames);
-        std::memcpy(&first, row + tap, sizeof first);
-        std::memcpy(&second, row + taps + tap, sizeof second);
+        std::memcpy(&first, phase[0].factors.data() + tap, sizeof first);
+        std::memcpy(&second, phase[1].factors.data() + tap, sizeof second);
         here += frames * first;
         next += frames * second;
     }
-    const Lanes sums = here + (next - here) * between;
-    if constexpr (width == 2 * floatLaneCount) {
-        return __builtin_shufflevector(sums, sums, 0, 1, 2, 3) +
-               __builtin_shufflevector(sums, sums, 4, 5, 6, 7);
-    } else {
-        return sums;
-    }
+    return folded<width>(here + (next - here) * between);
 }
 
 /// Four output frames at the positions `position + offset[i]`.
 template <std::size_t width>
-[[gnu::always_inline]] inline FloatLanes fourFrames(const float* source, const float* filter,
+[[gnu::always_inline]] inline FloatLanes fourFrames(const float* source, const Phase* filter,
                                                     std::uint64_t position,
                                                     const std::array<std::uint64_t, 4>& offsets) noexcept {
     const FloatLanes a = partialSums<width>(source, filter, position + offsets[0]);
@@ -147,7 +159,7 @@ template <std::size_t width>
 }
 
 template <std::size_t width>
-[[gnu::always_inline]] inline void interpolate(const float* source, const float* filter,
+[[gnu::always_inline]] inline void interpolate(const float* source, const Phase* filter,
                                                std::uint64_t position, std::uint64_t step, float* out,
                                                std::size_t count) noexcept {
     std::size_t done = 0;
@@ -165,34 +177,46 @@ template <std::size_t width>
     }
 }
 
-void interpolatePortable(const float* source, const float* filter, std::uint64_t position, std::uint64_t step,
+void interpolatePortable(const float* source, const Phase* filter, std::uint64_t position, std::uint64_t step,
                          float* out, std::size_t count) noexcept {
     interpolate<floatLaneCount>(source, filter, position, step, out, count);
 }
 
 #if defined(__x86_64__)
-[[gnu::target("avx2,fma")]] void interpolateAvx2(const float* source, const float* filter,
+[[gnu::target("avx2,fma")]] void interpolateAvx2(const float* source, const Phase* filter,
                                                  std::uint64_t position, std::uint64_t step, float* out,
                                                  std::size_t count) noexcept {
-    interpolate<2 * floatLaneCount>(source, filter, position, step, out, count);
+    interpolate<8>(source, filter, position, step, out, count);
+}
+
+[[gnu::target("avx512f,avx512dq,avx512vl,fma")]] void
+interpolateAvx512(const float* source, const Phase* filter, std::uint64_t position, std::uint64_t step,
+                  float* out, std::size_t count) noexcept {
+    interpolate<16>(source, filter, position, step, out, count);
 }
 #endif
 
 } // namespace
 
-SincInterpolator::SincInterpolator(Instructions instructions) : kernel_(chooseKernel(instructions)) {
-    static const std::vector<float> filters = computeFilters();
+SincInterpolator::SincInterpolator(Instructions limit) : kernel_(chooseKernel(limit)) {
+    static const std::vector<Phase> filters = computeFilters();
     filters_ = filters.data();
 }
 
-SincInterpolator::Kernel SincInterpolator::chooseKernel(Instructions instructions) noexcept {
+SincInterpolator::Kernel SincInterpolator::chooseKernel(Instructions limit) noexcept {
 #if defined(__x86_64__)
-    if (instructions == Instructions::fastest && __builtin_cpu_supports("avx2") &&
-        __builtin_cpu_supports("fma")) {
+    // The first processors with AVX-512 lower their clock for it. Those that no longer do have VBMI2 too.
+    const bool avx512 = __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+                        __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512vbmi2") != 0;
+    const bool avx2 = __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
+    if (avx512 && avx2 && limit >= Instructions::avx512) {
+        return interpolateAvx512;
+    }
+    if (avx2 && limit >= Instructions::avx2) {
         return interpolateAvx2;
     }
 #else
-    static_cast<void>(instructions);
+    static_cast<void>(limit);
 #endif
     return interpolatePortable;
 }
@@ -201,7 +225,7 @@ std::uint64_t SincInterpolator::step(double ratio) noexcept {
     return static_cast<std::uint64_t>(std::llround(std::clamp(ratio, 1.0 / 256, 16.0) * 0x1p32));
 }
 
-const float* SincInterpolator::filter(std::uint64_t step) const noexcept {
+const SincInterpolator::Phase* SincInterpolator::filter(std::uint64_t step) const noexcept {
     // A hair above a semitone still counts as that semitone: the difference is below what can be heard,
     // and rounding must not send rate 1 to the second filter.
     const double semitones = std::log2(static_cast<double>(step) * 0x1p-32) * filtersPerOctave;
@@ -209,7 +233,7 @@ const float* SincInterpolator::filter(std::uint64_t step) const noexcept {
     return filters_ + static_cast<std::size_t>(index) * filterLength;
 }
 
-void SincInterpolator::read(const float* source, const float* filter, std::uint64_t& position,
+void SincInterpolator::read(const float* source, const Phase* filter, std::uint64_t& position,
                             std::uint64_t step, float* out, std::size_t count) const noexcept {
     if (step == oneFrame && static_cast<std::uint32_t>(position) == 0) {
         std::copy_n(source + (position >> 32), count, out);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -24,30 +25,39 @@ class SincInterpolator {
     /// Fixed-point representation of one frame.
     static constexpr std::uint64_t oneFrame = std::uint64_t{1} << 32;
 
-    /// Which instructions to use: whatever this machine does fastest, or those that every machine has.
-    enum class Instructions { fastest, portable };
+    /// The taps of one phase. On a cache line's boundary: a register's worth that lies across two lines takes
+    /// two loads, and loads are what the time goes into.
+    struct alignas(64) Phase {
+        std::array<float, taps> factors;
+    };
 
-    explicit SincInterpolator(Instructions instructions = Instructions::fastest);
+    /// Sets of instructions that there is a version for, slowest first. Every machine has the portable ones.
+    enum class Instructions { portable, avx2, avx512 };
+    static constexpr Instructions fastest = Instructions::avx512;
+
+    /// Uses the fastest instructions that this machine has, going no further than `limit`.
+    explicit SincInterpolator(Instructions limit = fastest);
 
     /// The fixed-point step for reading `ratio` frames per output frame, limited to between 1/256 and 16.
     [[nodiscard]] static std::uint64_t step(double ratio) noexcept;
 
-    /// The filter for a step. Lives as long as the interpolator.
-    [[nodiscard]] const float* filter(std::uint64_t step) const noexcept;
+    /// The filter for a step: its phases, and the first one again, moved by a frame, so that every phase has
+    /// a next. Lives as long as the process.
+    [[nodiscard]] const Phase* filter(std::uint64_t step) const noexcept;
 
     /// Writes `count` frames to `out`, read at `position`, `position + step` and so on, and moves
     /// `position` behind the last. `filter` is the one for `step`. The caller sees to it that all frames
     /// around these positions may be read.
-    void read(const float* source, const float* filter, std::uint64_t& position, std::uint64_t step,
+    void read(const float* source, const Phase* filter, std::uint64_t& position, std::uint64_t step,
               float* out, std::size_t count) const noexcept;
 
   private:
-    using Kernel = void (*)(const float* source, const float* filter, std::uint64_t position,
+    using Kernel = void (*)(const float* source, const Phase* filter, std::uint64_t position,
                             std::uint64_t step, float* out, std::size_t count);
 
-    static Kernel chooseKernel(Instructions instructions) noexcept;
+    static Kernel chooseKernel(Instructions limit) noexcept;
 
-    const float* filters_;
+    const Phase* filters_;
     Kernel kernel_;
 };
 

@@ -75,16 +75,22 @@ bool ToneStage::isQuiet() const noexcept {
 
 // The transposed second direct form. Where b and a agree, as they do for a flat shelf, its state runs down
 // to nothing while the signal passes: that is what lets the stage fall back to doing nothing unheard.
-ToneStage::Stereo ToneStage::filterFrame(const Parameters& parameters, Stereo frame) noexcept {
-    for (std::size_t section = 0; section < sectionCount; ++section) {
-        const double* c = parameters.data() + section * coefficientCount;
-        SectionState& state = states_[section];
-        const Stereo out = c[0] * frame + state.first;
-        state.first = c[1] * frame - c[3] * out + state.second;
-        state.second = c[2] * frame - c[4] * out;
-        frame = out;
-    }
-    return frame * parameters.back();
+//
+// A frame waits for the one before it, so what counts is how many operations lie between one state and the
+// next: the sums are grouped to leave three.
+[[gnu::always_inline]] inline ToneStage::Stereo ToneStage::filterSection(const double* c, SectionState& state,
+                                                                         Stereo frame) noexcept {
+    const Stereo out = c[0] * frame + state.first;
+    state.first = (c[1] * frame + state.second) - c[3] * out;
+    state.second = c[2] * frame - c[4] * out;
+    return out;
+}
+
+[[gnu::always_inline]] inline ToneStage::Stereo
+ToneStage::filterFrame(const Parameters& parameters, States& states, Stereo frame) noexcept {
+    // Written out: in a loop the states would have to be reached through memory.
+    const Stereo low = filterSection(parameters.data(), states[0], frame);
+    return filterSection(parameters.data() + coefficientCount, states[1], low) * parameters.back();
 }
 
 void ToneStage::process(float* left, float* right, std::size_t count) noexcept {
@@ -92,9 +98,11 @@ void ToneStage::process(float* left, float* right, std::size_t count) noexcept {
         states_ = {};
         return;
     }
+    // Copies of its own: what may be reached through the channels could not stay in registers.
+    States states = states_;
     const auto filter = [&](std::size_t index, const Parameters& parameters) {
         const Stereo frame = {static_cast<double>(left[index]), static_cast<double>(right[index])};
-        const Stereo out = filterFrame(parameters, frame);
+        const Stereo out = filterFrame(parameters, states, frame);
         left[index] = static_cast<float>(out[0]);
         right[index] = static_cast<float>(out[1]);
     };
@@ -112,6 +120,7 @@ void ToneStage::process(float* left, float* right, std::size_t count) noexcept {
     for (; index < count; ++index) {
         filter(index, steady);
     }
+    states_ = states;
 }
 
 } // namespace keysong

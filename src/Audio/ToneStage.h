@@ -58,11 +58,13 @@ class ToneStage {
         Stereo first = {};
         Stereo second = {};
     };
+    using States = std::array<SectionState, sectionCount>;
 
     static std::array<double, coefficientCount> designShelf(Shelf shelf, double frequency,
                                                             double gainDecibels, double sampleRate) noexcept;
     [[nodiscard]] Parameters design(const ToneGains& gains) const noexcept;
-    [[nodiscard]] Stereo filterFrame(const Parameters& parameters, Stereo frame) noexcept;
+    static Stereo filterSection(const double* coefficients, SectionState& state, Stereo frame) noexcept;
+    static Stereo filterFrame(const Parameters& parameters, States& states, Stereo frame) noexcept;
 
     double sampleRate_ = 48000;
     ToneGains gains_;
@@ -70,7 +72,7 @@ class ToneStage {
     Parameters target_ = {};
     Parameters perFrame_ = {};
     std::size_t rampFrames_ = 0;
-    std::array<SectionState, sectionCount> states_;
+    States states_;
 };
 
 } // namespace keysong

@@ -17,12 +17,19 @@ namespace {
 /// would never recover from anything else.
 void moveOut(float* from, float* to, std::size_t count) noexcept {
     constexpr FloatLanes limit = {1024, 1024, 1024, 1024};
-    for (std::size_t index = 0; index < count; index += floatLaneCount) {
+    const auto take = [from](std::size_t index) {
         FloatLanes lanes = loadLanes(from + index);
-        lanes = lanes < limit ? lanes : limit;
-        lanes = lanes > -limit ? lanes : -limit;
-        std::memcpy(to + index, &lanes, std::min(floatLaneCount, count - index) * sizeof(float));
         storeLanes(from + index, FloatLanes{});
+        lanes = lanes < limit ? lanes : limit;
+        return lanes > -limit ? lanes : -limit;
+    };
+    std::size_t index = 0;
+    for (; index + floatLaneCount <= count; index += floatLaneCount) {
+        storeLanes(to + index, take(index));
+    }
+    if (index < count) {
+        const FloatLanes lanes = take(index);
+        std::memcpy(to + index, &lanes, (count - index) * sizeof(float));
     }
 }
 
@@ -30,8 +37,8 @@ void moveOut(float* from, float* to, std::size_t count) noexcept {
 
 static_assert(VoicePool::maximumChunk % floatLaneCount == 0);
 
-VoicePool::VoicePool(std::span<const float, voiceCount> pans, SincInterpolator::Instructions instructions)
-    : interpolator_(instructions) {
+VoicePool::VoicePool(std::span<const float, voiceCount> pans, SincInterpolator::Instructions limit)
+    : interpolator_(limit) {
     for (std::size_t voice = 0; voice < voiceCount; ++voice) {
         // Equal power: wherever a sound is placed, it is equally loud.
         const double pan = std::clamp(static_cast<double>(pans[voice]), -1.0, 1.0);

@@ -25,7 +25,7 @@ class VoicePool {
     static constexpr double fadeSeconds = 0.002;
 
     /// `pans` places each voice, from -1, left, to 1, right.
-    VoicePool(std::span<const float, voiceCount> pans, SincInterpolator::Instructions instructions);
+    VoicePool(std::span<const float, voiceCount> pans, SincInterpolator::Instructions limit);
 
     /// Computes what depends on the rates, in Hz: that of the recordings and that of the output. Sounds
     /// under way go on at their pitch.
@@ -49,7 +49,7 @@ class VoicePool {
     struct Playback {
         const SampleBuffer* buffer = nullptr;
         std::atomic<std::uint32_t>* inFlight = nullptr;
-        const float* filter = nullptr;
+        const SincInterpolator::Phase* filter = nullptr;
         /// 32.32 fixed-point frames of the recording.
         std::uint64_t position = 0;
         std::uint64_t step = 0;
