@@ -1,0 +1,147 @@
+// The built program as a person runs it: on a bus, a display and settings of its own, without sound hardware.
+
+#include "support/ChildProcess.h"
+#include "support/PrivateBus.h"
+#include "support/PrivateXServer.h"
+#include "support/TempFolder.h"
+#include "support/XTestClient.h"
+
+#include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <thread>
+
+namespace keysong::test {
+namespace {
+
+class ApplicationTest : public testing::Test {
+  public:
+    void SetUp() override {
+        if (std::filesystem::exists("/dev/input/event0")) {
+            GTEST_SKIP() << "the program would hear this machine's own keyboards";
+        }
+        ASSERT_TRUE(bus.start());
+        ASSERT_TRUE(server.start());
+        setting.environment = {{"HOME", home.path()},         {"XDG_CONFIG_HOME", ""},
+                               {"DISPLAY", server.display()}, {"WAYLAND_DISPLAY", ""},
+                               {"KEYSONG_OUTPUT", "virtual"}, {"KEYSONG_LOG_SINK", "stderr"},
+                               {"XDG_STATE_HOME", ""}};
+    }
+
+    [[nodiscard]] ChildProcess::Setting loggingTo(const std::string& name) const {
+        ChildProcess::Setting result = setting;
+        result.output = home.path() / name;
+        return result;
+    }
+    [[nodiscard]] std::string textOf(const std::string& name) const {
+        std::ifstream file(home.path() / name);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    /// What keysongctl prints; empty when it fails.
+    [[nodiscard]] std::string control(std::vector<std::string> words) const {
+        std::filesystem::remove(home.path() / "control"); // the output is added to what is there
+        words.insert(words.begin(), KEYSONG_CONTROL);
+        auto quiet = loggingTo("control");
+        quiet.environment["KEYSONG_LOG_SINK"] = "";
+        return ChildProcess::run(words, quiet) == 0 ? textOf("control") : std::string();
+    }
+    static bool eventually(const std::function<bool()>& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        return true;
+    }
+    /// Starts the program and waits until it hears the keyboard.
+    void launch(ChildProcess& program) {
+        program.start({KEYSONG_PROGRAM}, loggingTo("log"));
+        ASSERT_TRUE(eventually([&] {
+            const std::string status = control({"status"});
+            return status.starts_with("sound    on\n") || status.starts_with("sound    off\n");
+        })) << textOf("log");
+    }
+
+    TempFolder home;
+    PrivateBus bus;
+    PrivateXServer server;
+    ChildProcess::Setting setting;
+};
+
+TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
+    ChildProcess programs[5];
+    for (int i = 0; i < 5; ++i) {
+        programs[i].start({KEYSONG_PROGRAM}, loggingTo("log" + std::to_string(i)));
+    }
+    ASSERT_TRUE(eventually([&] { return !control({"status"}).empty(); }));
+    int owners = 0;
+    int asked = 0;
+    ASSERT_TRUE(eventually([&] {
+        owners = asked = 0;
+        for (int i = 0; i < 5; ++i) {
+            const std::string log = textOf("log" + std::to_string(i));
+            owners += log.find("engine started") != std::string::npos ? 1 : 0;
+            for (auto at = log.find("settings on"); at != std::string::npos;
+                 at = log.find("settings on", at + 1)) {
+                ++asked;
+            }
+        }
+        return asked == 4;
+    }));
+    EXPECT_EQ(owners, 1);
+    EXPECT_EQ(control({"quit"}), "");
+    for (ChildProcess& program : programs) {
+        EXPECT_EQ(program.wait(), 0);
+    }
+}
+
+TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsLocked) {
+    const XTestClient hands(server.display());
+    const auto keyboard = hands.deviceNamed("Xvfb keyboard");
+    ASSERT_NE(keyboard, XTestClient::injected);
+    ChildProcess program;
+    launch(program);
+    for (int i = 0; i < 7; ++i) {
+        hands.tap(keyboard, KEY_A);
+        hands.tap(XTestClient::injected, KEY_B); // software does not count
+    }
+    EXPECT_TRUE(eventually([&] { return control({"stats"}) == "7\n"; })) << control({"stats"});
+    EXPECT_EQ(control({"volume", "0.25"}), "");
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0);
+
+    launch(program);
+    EXPECT_EQ(control({"stats"}), "7\n");
+    EXPECT_EQ(control({"volume"}), "0.25\n");
+    bool on = true;
+    for (const int lock : {0, KEY_CAPSLOCK, KEY_NUMLOCK}) {
+        if (lock != 0) {
+            hands.tap(keyboard, lock);
+        }
+        for (const int key : {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}) {
+            hands.key(keyboard, key, true);
+        }
+        for (const int key : {KEY_K, KEY_LEFTALT, KEY_LEFTCTRL}) {
+            hands.key(keyboard, key, false);
+        }
+        on = !on;
+        EXPECT_TRUE(eventually([&] {
+            return control({"status"}).starts_with(on ? "sound    on" : "sound    off");
+        })) << "with lock "
+            << lock;
+    }
+    program.kill();
+    EXPECT_EQ(control({"status"}), "");
+    launch(program); // the killed one left the settings whole
+    EXPECT_EQ(control({"volume"}), "0.25\n");
+}
+
+} // namespace
+} // namespace keysong::test
