@@ -2,29 +2,10 @@
 
 #include "Shared/Log.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace keysong {
-
-namespace {
-
-/// A device number is the back end's own below these bits and the back end's rank, from 1, in them.
-constexpr unsigned rankShift = 28;
-constexpr AudioDeviceId ownMask = (AudioDeviceId{1} << rankShift) - 1;
-
-/// 0 for a number that does not fit.
-AudioDeviceId numbered(std::size_t rank, AudioDeviceId own) {
-    return own == (own & ownMask) && own != 0 ? static_cast<AudioDeviceId>(rank + 1) << rankShift | own : 0;
-}
-
-std::optional<std::size_t> rankOf(AudioDeviceId device) {
-    const AudioDeviceId rank = device >> rankShift;
-    return rank != 0 ? std::optional<std::size_t>(rank - 1) : std::nullopt;
-}
-
-} // namespace
 
 struct FallbackOutput::Gate {
     explicit Gate(FallbackOutput* target) : output(target) {}
@@ -46,113 +27,25 @@ struct FallbackOutput::Gate {
     FallbackOutput* output KEYSONG_GUARDED_BY(mutex);
 };
 
-/// The wanted back end's devices under numbers that name it. Listeners stay when the back end changes.
-class FallbackOutput::Devices final : public AudioDevices {
-  public:
-    explicit Devices(const FallbackOutput& output) : output_(output) {}
-
-    [[nodiscard]] std::vector<AudioDeviceId> deviceIds() const override {
-        const std::size_t rank = output_.wanted_;
-        std::vector<AudioDeviceId> ids = output_.at(rank).devices().deviceIds();
-        std::transform(ids.begin(), ids.end(), ids.begin(),
-                       [&](AudioDeviceId own) { return numbered(rank, own); });
-        std::erase(ids, AudioDeviceId{0});
-        return ids;
-    }
-    [[nodiscard]] std::uint32_t outputChannels(AudioDeviceId device) const override {
-        const AudioDevices* owner = ownerOf(device);
-        return owner != nullptr ? owner->outputChannels(device & ownMask) : 0;
-    }
-    [[nodiscard]] std::optional<std::string> uid(AudioDeviceId device) const override {
-        return ask(device, &AudioDevices::uid);
-    }
-    [[nodiscard]] std::optional<std::string> name(AudioDeviceId device) const override {
-        return ask(device, &AudioDevices::name);
-    }
-    [[nodiscard]] std::optional<double> nominalSampleRate(AudioDeviceId device) const override {
-        return ask(device, &AudioDevices::nominalSampleRate);
-    }
-    [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override {
-        return ask(device, &AudioDevices::latencyFrames);
-    }
-    [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override {
-        return ask(device, &AudioDevices::safetyOffsetFrames);
-    }
-    [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override {
-        const std::size_t rank = output_.wanted_;
-        const auto own = output_.at(rank).devices().defaultOutputDevice();
-        return own ? std::optional(numbered(rank, *own)) : std::nullopt;
-    }
-
-    std::int32_t addListener(DeviceListProperty property,
-                             std::shared_ptr<const ChangeHandler> handler) override {
-        const MutexLock lock(mutex_);
-        listeners_.push_back({property, std::move(handler)});
-        return 0;
-    }
-    void removeListener(DeviceListProperty property,
-                        const std::shared_ptr<const ChangeHandler>& handler) override {
-        const MutexLock lock(mutex_);
-        std::erase_if(listeners_, [&](const Listener& listener) {
-            return listener.property == property && listener.handler == handler;
-        });
-    }
-
-    /// On the output's queue.
-    void tell(DeviceListProperty property) const KEYSONG_EXCLUDES(mutex_) {
-        std::vector<Listener> listeners;
-        {
-            const MutexLock lock(mutex_);
-            listeners = listeners_;
-        }
-        for (const Listener& listener : listeners) {
-            if (listener.property == property) {
-                (*listener.handler)();
-            }
-        }
-    }
-
-  private:
-    struct Listener {
-        DeviceListProperty property;
-        std::shared_ptr<const ChangeHandler> handler;
-    };
-
-    /// Who knows the device: its back end, even when it is no longer the wanted one.
-    [[nodiscard]] const AudioDevices* ownerOf(AudioDeviceId device) const {
-        const auto rank = rankOf(device);
-        const MutexLock lock(output_.mutex_);
-        if (!rank || *rank >= output_.backEnds_.size() || output_.backEnds_[*rank].output == nullptr) {
-            return nullptr;
-        }
-        return &output_.backEnds_[*rank].output->devices();
-    }
-    template <typename Value>
-    [[nodiscard]] std::optional<Value>
-    ask(AudioDeviceId device, std::optional<Value> (AudioDevices::*question)(AudioDeviceId) const) const {
-        const AudioDevices* owner = ownerOf(device);
-        return owner != nullptr ? (owner->*question)(device & ownMask) : std::nullopt;
-    }
-
-    const FallbackOutput& output_;
-    mutable Mutex mutex_;
-    std::vector<Listener> listeners_ KEYSONG_GUARDED_BY(mutex_);
-};
-
 void FallbackOutput::Gate::listChanged(std::size_t rank, DeviceListProperty property) {
     const MutexLock lock(mutex);
     if (output != nullptr) {
         output->queue_->async([output = output, rank, property] {
             if (rank == output->wanted_) {
-                output->devices_->tell(property);
+                output->devices_.tell(property);
             }
         });
     }
 }
 
 FallbackOutput::FallbackOutput(std::vector<Factory> factories, std::unique_ptr<TaskQueue> queue)
-    : devices_(std::make_unique<Devices>(*this)), gate_(std::make_shared<Gate>(this)),
-      queue_(std::move(queue)) {
+    : devices_([this] { return wanted_.load(); },
+               [this](std::size_t rank) -> const AudioDevices* {
+                   const MutexLock lock(mutex_);
+                   AudioOutput* output = rank < backEnds_.size() ? backEnds_[rank].output.get() : nullptr;
+                   return output != nullptr ? &output->devices() : nullptr;
+               }),
+      gate_(std::make_shared<Gate>(this)), queue_(std::move(queue)) {
     const MutexLock lock(mutex_);
     for (Factory& factory : factories) {
         backEnds_.push_back({std::move(factory), nullptr, Readiness::absent});
@@ -276,8 +169,8 @@ void FallbackOutput::moveTo(std::size_t rank) {
         waitForWanted();
     }
     log.notice("sound output %{public}s", name);
-    devices_->tell(DeviceListProperty::defaultOutputDevice);
-    devices_->tell(DeviceListProperty::devices);
+    devices_.tell(DeviceListProperty::defaultOutputDevice);
+    devices_.tell(DeviceListProperty::devices);
     reportChange();
 }
 
@@ -340,11 +233,11 @@ bool FallbackOutput::isRunning() const noexcept {
 
 std::int32_t FallbackOutput::setDevice(AudioDeviceId device) {
     const MutexLock control(controlMutex_);
-    const auto rank = rankOf(device);
+    const auto rank = FallbackDevices::rankOf(device);
     if (rank != wanted_) {
         return ENODEV;
     }
-    const std::int32_t status = at(*rank).setDevice(device & ownMask);
+    const std::int32_t status = at(*rank).setDevice(FallbackDevices::ownNumber(device));
     if (status == 0) {
         active_ = *rank;
     }
@@ -354,7 +247,7 @@ std::int32_t FallbackOutput::setDevice(AudioDeviceId device) {
 std::optional<AudioDeviceId> FallbackOutput::currentDevice() const {
     const std::size_t rank = active_;
     const auto own = at(rank).currentDevice();
-    return own ? std::optional(numbered(rank, *own)) : std::nullopt;
+    return own ? std::optional(FallbackDevices::numbered(rank, *own)) : std::nullopt;
 }
 
 void FallbackOutput::setConfigurationChangeHandler(std::function<void()> handler) {
@@ -363,7 +256,7 @@ void FallbackOutput::setConfigurationChangeHandler(std::function<void()> handler
 }
 
 AudioDevices& FallbackOutput::devices() {
-    return *devices_;
+    return devices_;
 }
 
 } // namespace keysong

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Audio/FallbackDevices.h"
 #include "Platform/AudioOutput.h"
 #include "Shared/Mutex.h"
 #include "Shared/TaskQueue.h"
@@ -22,9 +23,6 @@ namespace keysong {
 /// that crashed is mostly back within a second; then a lower one stands in. Either way the change is
 /// reported like one inside a back end, and the caller's next look-up of devices leads to the new one.
 /// Lower back ends are made when they are needed first.
-///
-/// Device numbers carry their back end, so that a number looked up before a change never means another back
-/// end's device after it.
 class FallbackOutput final : public AudioOutput {
   public:
     /// Makes a back end, stopped; null when it cannot be had in this process.
@@ -57,7 +55,6 @@ class FallbackOutput final : public AudioOutput {
     [[nodiscard]] AudioDevices& devices() override;
 
   private:
-    class Devices;
     /// What the back ends' handlers hold, which may be called a moment longer than this lives.
     struct Gate;
     struct BackEnd {
@@ -99,7 +96,7 @@ class FallbackOutput final : public AudioOutput {
     /// Changed under the control mutex alone.
     std::atomic<std::size_t> active_ = 0;
 
-    std::unique_ptr<Devices> devices_;
+    FallbackDevices devices_;
     std::shared_ptr<Gate> gate_;
     std::unique_ptr<TaskQueue> queue_;
 };
