@@ -1,4 +1,5 @@
 #include "Audio/Mixer.h"
+#include "support/WaveFile.h"
 
 #include <benchmark/benchmark.h>
 
@@ -12,15 +13,7 @@ namespace {
 constexpr std::size_t blockFrames = 128;
 constexpr std::size_t soundFrames = 24'000;
 
-std::vector<float> sine(double frequency, std::size_t length, float amplitude) {
-    std::vector<float> frames(length);
-    for (std::size_t index = 0; index < length; ++index) {
-        const double phase =
-            2 * std::numbers::pi * frequency * static_cast<double>(index) / Mixer::bufferSampleRate;
-        frames[index] = amplitude * static_cast<float>(std::sin(phase));
-    }
-    return frames;
-}
+using test::sine;
 
 /// A mixer whose voices are started anew whenever they run out, so that all of them sound all the time.
 void renderBlocks(benchmark::State& state, SincInterpolator::Instructions limit, float rate) {
@@ -28,7 +21,7 @@ void renderBlocks(benchmark::State& state, SincInterpolator::Instructions limit,
     Mixer mixer({}, limit);
     mixer.setLowShelfGain(state.range(1) != 0 ? 4.2F : 0);
     mixer.prepare(Mixer::bufferSampleRate);
-    const SampleBuffer buffer(sine(440, soundFrames, 0.03F));
+    const SampleBuffer buffer(sine(440, soundFrames, Mixer::bufferSampleRate, 0.03));
     IoCycle cycle;
     cycle.frameCount = blockFrames;
     const auto blocksPerSound =
@@ -74,7 +67,7 @@ void interpolate(benchmark::State& state) {
     const SincInterpolator interpolator;
     const std::uint64_t step = SincInterpolator::step(rate);
     const SincInterpolator::Phase* filter = interpolator.filter(step);
-    const std::vector<float> source = sine(frequency, 8192, 1);
+    const std::vector<float> source = sine(frequency, 8192, Mixer::bufferSampleRate, 1);
     std::vector<float> out(4096);
     for (auto _ : state) {
         std::uint64_t position = 64 * SincInterpolator::oneFrame;

@@ -7,7 +7,8 @@ add_library(keysong_options INTERFACE)
 target_compile_options(keysong_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wno-psabi
-  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+  # PipeWire's macros are made of statement expressions.
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety;-Wno-gnu-statement-expression>)
 target_link_libraries(keysong_options INTERFACE Threads::Threads)
 # lld links each of the many test programs in a fraction of the time.
 find_program(KEYSONG_LLD ld.lld)

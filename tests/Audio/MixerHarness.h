@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Audio/Mixer.h"
+#include "support/RealtimeGuard.h"
+#include "support/WaveFile.h"
 
 #include <gtest/gtest.h>
 
@@ -12,16 +14,6 @@
 
 namespace keysong::test {
 
-/// Frames of a sine, the first at phase 0.
-inline std::vector<float> sine(double frequency, double sampleRate, std::size_t length, float amplitude = 1) {
-    std::vector<float> frames(length);
-    for (std::size_t index = 0; index < length; ++index) {
-        const double phase = 2 * std::numbers::pi * frequency * static_cast<double>(index) / sampleRate;
-        frames[index] = amplitude * static_cast<float>(std::sin(phase));
-    }
-    return frames;
-}
-
 /// The greatest difference between neighbouring samples.
 inline float greatestJump(const std::vector<float>& samples) {
     float greatest = 0;
@@ -31,7 +23,8 @@ inline float greatestJump(const std::vector<float>& samples) {
     return greatest;
 }
 
-/// A mixer on a timeline of its own, period after period, with everything it played.
+/// A mixer on a timeline of its own, period after period, with everything it played. Fails the test when a
+/// hit or a period does what a render thread must not.
 struct MixerHarness {
     static constexpr std::uint32_t period = 128;
 
@@ -48,12 +41,14 @@ struct MixerHarness {
     /// Plays on a voice, as asked for the given number of frames after the beginning of the next period.
     bool play(const SampleBuffer& buffer, std::uint32_t voice = 0, double framesFromNow = 0, float rate = 1,
               float volume = 1) {
+        const RealtimeGuard guard;
         ++inFlight;
         const bool taken = mixer.schedule({now() + std::llround(framesFromNow * nanosecondsPerFrame), voice,
                                            &buffer, rate, volume, &inFlight});
         if (!taken) {
             --inFlight;
         }
+        EXPECT_EQ(guard.total(), 0U);
         return taken;
     }
 
@@ -62,7 +57,9 @@ struct MixerHarness {
         // What the mixer finds there must not matter.
         left.resize(left.size() + frames, 77.0F);
         right.resize(right.size() + frames, 77.0F);
+        const RealtimeGuard guard;
         mixer.render(cycle, left.data() + left.size() - frames, right.data() + right.size() - frames);
+        EXPECT_EQ(guard.total(), 0U);
     }
 
     void renderPeriods(std::size_t count) {

@@ -12,17 +12,24 @@ constexpr Instructions allInstructions[] = {Instructions::portable, Instructions
 
 constexpr std::uint64_t start = 64 * SincInterpolator::oneFrame;
 
-/// The error against the sine itself, in dB below it.
-double residual(const SincInterpolator& interpolator, double frequency, double rate) {
-    const std::vector<float> source = sine(frequency, 48000, 8192);
+std::vector<float> readAll(const SincInterpolator& interpolator, const std::vector<float>& source,
+                           double rate, std::size_t count) {
     const std::uint64_t step = SincInterpolator::step(rate);
     std::uint64_t position = start;
-    std::vector<float> out(4000);
-    interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), out.size());
-    EXPECT_EQ(position, start + out.size() * step);
+    std::vector<float> out(count);
+    interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), count);
+    EXPECT_EQ(position, start + count * step);
+    return out;
+}
+
+/// The error against the sine itself, in dB below it.
+double residual(const SincInterpolator& interpolator, double frequency, double rate) {
+    const std::vector<float> source = sine(frequency, 8192, 48000, 1);
+    const std::vector<float> out = readAll(interpolator, source, rate, 4000);
+    const double step = static_cast<double>(SincInterpolator::step(rate)) * 0x1p-32;
     double error = 0;
     for (std::size_t index = 0; index < out.size(); ++index) {
-        const double at = 64 + static_cast<double>(index) * static_cast<double>(step) * 0x1p-32;
+        const double at = 64 + static_cast<double>(index) * step;
         const double wanted = std::sin(2 * std::numbers::pi * frequency / 48000 * at);
         error += std::pow(static_cast<double>(out[index]) - wanted, 2);
     }
@@ -45,24 +52,17 @@ TEST(SincInterpolator, leavesOutWhatNoLongerFits) {
     const SincInterpolator interpolator;
     for (const auto& [rate, frequency] :
          {std::pair{1.19, 23800.0}, {1.5, 21500.0}, {2.0, 17500.0}, {4.0, 11500.0}}) {
-        const std::vector<float> source = sine(frequency, 48000, 20000);
-        const std::uint64_t step = SincInterpolator::step(rate);
-        std::uint64_t position = start;
-        std::vector<float> out(4000);
-        interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), out.size());
+        const std::vector<float> source = sine(frequency, 20000, 48000, 1);
+        const std::vector<float> out = readAll(interpolator, source, rate, 4000);
         EXPECT_LT(*std::max_element(out.begin(), out.end()), rate == 1.19 ? 0.005 : 3e-4) << rate;
     }
 }
 
 TEST(SincInterpolator, isTransparentAtWholePositions) {
-    const std::vector<float> source = sine(997, 48000, 400, 0.7F);
+    const std::vector<float> source = sine(997, 400, 48000, 0.7);
     for (const Instructions instructions : allInstructions) {
-        const SincInterpolator interpolator(instructions);
         // Rate 1/2 goes through the filters: every other frame must still be the recording's own.
-        const std::uint64_t step = SincInterpolator::step(0.5);
-        std::uint64_t position = start;
-        std::vector<float> out(401);
-        interpolator.read(source.data(), interpolator.filter(step), position, step, out.data(), out.size());
+        const std::vector<float> out = readAll(SincInterpolator(instructions), source, 0.5, 401);
         for (std::size_t index = 0; index < out.size(); index += 2) {
             ASSERT_EQ(out[index], source[64 + index / 2]) << index;
         }
@@ -71,7 +71,7 @@ TEST(SincInterpolator, isTransparentAtWholePositions) {
 
 // However a sound is cut into blocks, it is the same sound, and all instructions agree.
 TEST(SincInterpolator, doesNotDependOnBlocksOrInstructions) {
-    const std::vector<float> source = sine(3000, 48000, 2000);
+    const std::vector<float> source = sine(3000, 2000, 48000, 1);
     const std::uint64_t step = SincInterpolator::step(1.1234567);
     const auto readInParts = [&](Instructions instructions, std::size_t greatest) {
         const SincInterpolator interpolator(instructions);

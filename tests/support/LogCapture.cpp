@@ -49,8 +49,7 @@ std::vector<std::string> LogCapture::lines(LogLevel level) const {
 }
 
 std::vector<LogCapture::Line> LogCapture::all() const {
-    auto& mutex = mutex_;
-    const MutexLock lock(mutex);
+    const MutexLock lock(mutex_);
     return lines_;
 }
 

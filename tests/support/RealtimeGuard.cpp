@@ -5,12 +5,12 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <new>
 #include <numeric>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -29,7 +29,7 @@ namespace {
 thread_local std::size_t depth = 0;
 thread_local RealtimeGuard::Counts counts = {};
 
-[[maybe_unused]] void note(RealtimeGuard::Operation operation) noexcept {
+void note(RealtimeGuard::Operation operation) noexcept {
     if (depth > 0) {
         ++counts[static_cast<std::size_t>(operation)];
     }
@@ -43,15 +43,6 @@ RealtimeGuard::RealtimeGuard() noexcept : before_(counts) {
 
 RealtimeGuard::~RealtimeGuard() {
     --depth;
-}
-
-bool RealtimeGuard::watches(Operation operation) noexcept {
-#ifdef KEYSONG_SANITIZED
-    return operation == Operation::heap;
-#else
-    static_cast<void>(operation);
-    return true;
-#endif
 }
 
 std::size_t RealtimeGuard::count(Operation operation) const noexcept {
@@ -71,61 +62,27 @@ using Operation = keysong::test::RealtimeGuard::Operation;
 
 #ifdef KEYSONG_SANITIZED
 
-void* operator new(std::size_t size) {
-    note(Operation::heap);
-    if (void* memory = std::malloc(size > 0 ? size : 1)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    note(Operation::heap);
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    operator delete(memory);
-}
+// The sanitizer's heap must stay in its place, but it says what happens there.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                                         void (*freed)(const volatile void*));
+
+namespace {
+
+[[maybe_unused]] const int hooks = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void*, std::size_t) { note(Operation::heap); },
+    [](const volatile void*) { note(Operation::heap); });
+
+} // namespace
 
 #else
 
-// The C library's own entries stand behind the heap. Everything else is looked up when first called.
+// The C library's own entries stand behind the heap.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void* memory);
-}
-
-namespace {
-
-/// The entry behind ours. Where the C library keeps an older one for old programs, `version` names the
-/// current one.
-template <typename Function>
-Function* behind(Function*& known, const char* name, const char* version = nullptr) noexcept {
-    if (known == nullptr) {
-        void* found = version != nullptr ? dlvsym(RTLD_NEXT, name, version) : nullptr;
-        known = reinterpret_cast<Function*>(found != nullptr ? found : dlsym(RTLD_NEXT, name));
-    }
-    return known;
-}
-
-} // namespace
-
-// Each forwards to the function of the same name and counts the call.
-// NOLINTBEGIN(bugprone-macro-parentheses): parameter lists are no expressions.
-#define KEYSONG_WATCH(operation, result, name, version, parameters, arguments, exception)                    \
-    extern "C" result name parameters exception {                                                            \
-        note(operation);                                                                                     \
-        static result(*next) parameters = nullptr;                                                           \
-        return behind(next, #name, version) arguments;                                                       \
-    }
-// NOLINTEND(bugprone-macro-parentheses)
-
-#define KEYSONG_WATCH_LOCK(name, type)                                                                       \
-    KEYSONG_WATCH(Operation::lock, int, name, nullptr, (type * object), (object), noexcept)
-
-extern "C" {
 
 void* malloc(std::size_t size) noexcept {
     note(Operation::heap);
@@ -156,6 +113,45 @@ int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexc
     *memory = __libc_memalign(alignment, size);
     return *memory != nullptr ? 0 : ENOMEM;
 }
+
+} // extern "C"
+
+#endif
+
+namespace {
+
+/// The entry behind ours: a sanitizer's if there is one, for GCC's are libraries behind the program. Where
+/// the C library keeps an older one for old programs, `version` names the current one; a sanitizer's has
+/// none.
+template <typename Function>
+Function behind(std::atomic<Function>& known, const char* name,
+                [[maybe_unused]] const char* version) noexcept {
+    Function function = known.load(std::memory_order_relaxed);
+    if (function == nullptr) {
+        void* found = nullptr;
+#ifndef KEYSONG_SANITIZED
+        found = version != nullptr ? dlvsym(RTLD_NEXT, name, version) : nullptr;
+#endif
+        function = reinterpret_cast<Function>(found != nullptr ? found : dlsym(RTLD_NEXT, name));
+        known.store(function, std::memory_order_relaxed);
+    }
+    return function;
+}
+
+} // namespace
+
+// Each forwards to the function of the same name and counts the call.
+#define KEYSONG_WATCH(operation, result, name, version, parameters, arguments, exception)                    \
+    extern "C" result name parameters exception {                                                            \
+        note(operation);                                                                                     \
+        static std::atomic<result(*) parameters> next = nullptr;                                             \
+        return behind(next, #name, version) arguments;                                                       \
+    }
+
+#define KEYSONG_WATCH_LOCK(name, type)                                                                       \
+    KEYSONG_WATCH(Operation::lock, int, name, nullptr, (type * object), (object), noexcept)
+
+extern "C" {
 
 int printf(const char* format, ...) {
     std::va_list arguments;
@@ -216,5 +212,3 @@ KEYSONG_WATCH(Operation::file, ssize_t, read, nullptr, (int file, void* data, st
               (file, data, size), )
 KEYSONG_WATCH(Operation::file, ssize_t, write, nullptr, (int file, const void* data, std::size_t size),
               (file, data, size), )
-
-#endif

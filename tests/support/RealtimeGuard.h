@@ -9,8 +9,7 @@ namespace keysong::test {
 /// each counts what happens during its own life.
 ///
 /// Works in a test program that links `keysong_realtime_guard`, which puts itself before the C library's
-/// heap, locks, waits and files. Under a sanitizer, which does the same, only the heap as C++ sees it is
-/// watched: ask `watches`.
+/// heap, locks, waits and files, and before those of a sanitizer.
 class RealtimeGuard {
   public:
     enum class Operation : std::size_t { heap, lock, wait, file };
@@ -22,7 +21,6 @@ class RealtimeGuard {
     RealtimeGuard(const RealtimeGuard&) = delete;
     RealtimeGuard& operator=(const RealtimeGuard&) = delete;
 
-    [[nodiscard]] static bool watches(Operation operation) noexcept;
     /// How often since this scope began.
     [[nodiscard]] std::size_t count(Operation operation) const noexcept;
     [[nodiscard]] std::size_t total() const noexcept;

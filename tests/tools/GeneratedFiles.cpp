@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
-#include <stdlib.h>
 
 #include <cmath>
 #include <fstream>
@@ -21,17 +20,6 @@ std::string bytesOf(const std::filesystem::path& path) {
 }
 
 } // namespace
-
-TempFolder::TempFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "keysong-soundgen-XXXXXX").string();
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    path_ = pattern;
-}
-
-TempFolder::~TempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 std::map<std::string, std::string> bytesOfFolder(const std::filesystem::path& folder) {
     std::map<std::string, std::string> files;

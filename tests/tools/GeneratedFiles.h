@@ -10,20 +10,6 @@
 
 namespace keysong::soundgen {
 
-/// A folder that is there while the object lives.
-class TempFolder {
-  public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
-
 /// The bytes of every file of a folder, by name.
 [[nodiscard]] std::map<std::string, std::string> bytesOfFolder(const std::filesystem::path& folder);
 
