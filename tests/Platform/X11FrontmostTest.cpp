@@ -1,5 +1,6 @@
 #include "Platform/linux/X11Frontmost.h"
 
+#include "Platform/linux/Xcb.h"
 #include "support/ChildProcess.h"
 #include "support/FrontmostFollower.h"
 #include "support/PrivateXServer.h"
@@ -20,7 +21,7 @@ using testing::ElementsAre;
 class WindowedClient {
   public:
     explicit WindowedClient(const std::string& display)
-        : connection_(xcb_connect(display.c_str(), nullptr)), window_(xcb_generate_id(connection_)),
+        : connection_(connectXcb(display.c_str(), nullptr)), window_(xcb_generate_id(connection_)),
           root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root) {
         xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window_, root_, 0, 0, 40, 40, 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);

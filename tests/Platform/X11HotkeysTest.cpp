@@ -30,7 +30,7 @@ using testing::SizeIs;
 class OtherProgram {
   public:
     explicit OtherProgram(const std::string& display)
-        : connection_(xcb_connect(display.c_str(), nullptr)),
+        : connection_(connectXcb(display.c_str(), nullptr)),
           root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root) {}
     ~OtherProgram() { xcb_disconnect(connection_); }
     OtherProgram(const OtherProgram&) = delete;

@@ -1,5 +1,7 @@
 #include "support/XTestClient.h"
 
+#include "Platform/linux/Xcb.h"
+
 #include <poll.h>
 #include <sys/uio.h>
 #include <xcb/randr.h>
@@ -24,7 +26,7 @@ template <typename T>
 using Ref = std::unique_ptr<T, FreeMemory>;
 
 xcb_connection_t* connect(const std::string& display) {
-    xcb_connection_t* connection = xcb_connect(display.c_str(), nullptr);
+    xcb_connection_t* connection = connectXcb(display.c_str(), nullptr);
     if (xcb_connection_has_error(connection) != 0) {
         xcb_disconnect(connection);
         throw std::runtime_error("no X server at " + display);

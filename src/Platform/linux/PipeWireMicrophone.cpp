@@ -23,8 +23,10 @@ void PipeWireMicrophone::setWatching(bool watching) {
     if (watching == (session_ != nullptr)) {
         return;
     }
-    watch_.reset();
+    // The session's thread ends first: it reads all of this.
     session_.reset();
+    watched_ = nullptr;
+    watch_.reset();
     if (!watching) {
         setInUse(false);
         return;
@@ -33,18 +35,20 @@ void PipeWireMicrophone::setWatching(bool watching) {
     told_ = false;
     try {
         session_ = std::make_unique<PipeWireSession>([this](PipeWireSession::Change) { look(); });
+        watched_ = session_.get();
         session_->start();
     } catch (const AudioOutputError& error) {
         log.error("the microphone cannot be watched: %{public}s", error.what());
         session_.reset();
+        watched_ = nullptr;
     }
 }
 
 void PipeWireMicrophone::look() {
-    const auto& nodes = session_->nodes();
-    const auto& links = session_->links();
+    const auto& nodes = watched_->nodes();
+    const auto& links = watched_->links();
     const bool captured =
-        session_->isReady() && std::any_of(links.begin(), links.end(), [&](const auto& link) {
+        watched_->isReady() && std::any_of(links.begin(), links.end(), [&](const auto& link) {
             const auto from = nodes.find(link.second.outputNode);
             return from != nodes.end() && from->second.isSource();
         });

@@ -36,6 +36,8 @@ class PipeWireMicrophone final : public MicrophoneUse {
     bool told_ = false;
     /// Renewed whenever watching begins or ends: what was told before is then void.
     std::shared_ptr<const int> watch_;
+    /// The session as its own thread sees it, to the very end of its life.
+    PipeWireSession* watched_ = nullptr;
     std::unique_ptr<PipeWireSession> session_;
 };
 

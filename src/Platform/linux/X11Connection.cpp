@@ -1,5 +1,7 @@
 #include "Platform/linux/X11Connection.h"
 
+#include "Platform/linux/Xcb.h"
+
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
@@ -116,7 +118,7 @@ X11Connection::~X11Connection() {
 
 X11Connection::Opened X11Connection::open(const std::string& display) {
     int screen = 0;
-    xcb_connection_t* connection = xcb_connect(display.empty() ? nullptr : display.c_str(), &screen);
+    xcb_connection_t* connection = connectXcb(display.empty() ? nullptr : display.c_str(), &screen);
     std::unique_ptr<X11Connection> opened(new X11Connection(connection, screen));
     if (const std::string_view refusal = opened->prepare(); !refusal.empty()) {
         return {nullptr, refusal};

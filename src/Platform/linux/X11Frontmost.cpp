@@ -3,6 +3,7 @@
 #include "Platform/linux/EpollRunLoop.h"
 #include "Platform/linux/OneShotTimer.h"
 #include "Platform/linux/ProcessProgram.h"
+#include "Platform/linux/Xcb.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -84,7 +85,7 @@ class X11Frontmost final : public FrontmostSource {
 
     bool connect() {
         int screen = 0;
-        connection_.reset(xcb_connect(nullptr, &screen));
+        connection_.reset(connectXcb(nullptr, &screen));
         if (isLost()) {
             return false;
         }

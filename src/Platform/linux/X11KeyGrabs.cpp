@@ -60,7 +60,7 @@ class KeySymbols {
 std::unique_ptr<X11KeyGrabs> X11KeyGrabs::connect() {
     int screen = 0;
     // The connection is an object even when it failed.
-    std::unique_ptr<X11KeyGrabs> grabs(new X11KeyGrabs(xcb_connect(nullptr, &screen), screen));
+    std::unique_ptr<X11KeyGrabs> grabs(new X11KeyGrabs(connectXcb(nullptr, &screen), screen));
     return grabs->isLost() || isXwayland(grabs->connection_.get(), grabs->root_) ? nullptr : std::move(grabs);
 }
 

@@ -2,6 +2,7 @@
 
 #include <xcb/randr.h>
 
+#include <mutex>
 #include <string_view>
 
 namespace keysong {
@@ -31,6 +32,12 @@ bool firstOutputIsXwayland(xcb_connection_t* connection, xcb_window_t root) {
 }
 
 } // namespace
+
+xcb_connection_t* connectXcb(const char* display, int* screen) {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    return xcb_connect(display, screen);
+}
 
 bool isXwayland(xcb_connection_t* connection, xcb_window_t root) {
     const auto extension = xcbRef(xcb_query_extension_reply(

@@ -21,6 +21,11 @@ template <typename Reply>
     return XcbRef<Reply>(reply);
 }
 
+/// Connects to a display, the one of DISPLAY for null, and tells its preferred screen unless `screen` is
+/// null; like `xcb_connect`, whose look for the display's key is not safe on two threads at once. Any thread
+/// but the render and event-tap threads.
+[[nodiscard]] xcb_connection_t* connectXcb(const char* display, int* screen);
+
 /// Whether an X server runs inside a Wayland session: it then sees only the keys of its own windows. Round
 /// trips to the server; the thread that uses the connection.
 [[nodiscard]] bool isXwayland(xcb_connection_t* connection, xcb_window_t root);
