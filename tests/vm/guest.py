@@ -17,6 +17,7 @@ class Guest:
         self.commands = 0
         self.judged = 0
         self.cases = []
+        self.start = time.time()
         deadline = time.time() + limit
         while True:
             try:
@@ -97,7 +98,7 @@ class Guest:
         self.judged += len(heard)
         right = heard == wanted if ordered else sorted(heard) == sorted(wanted)
         self.cases.append((right, len(wanted)))
-        print(f"{'as wanted' if right else 'WRONG'}: {case} ({len(wanted)} events)", flush=True)
+        print(f"{time.time() - self.start:5.1f} s {'as wanted' if right else 'WRONG'}: {case} ({len(wanted)} events)", flush=True)
         if not right:
             print(f"  heard  {heard}\n  wanted {wanted}", flush=True)
 

@@ -95,7 +95,7 @@ bool LibinputTap::open() {
     }
     libinput_log_set_handler(libinput_, [](libinput*, libinput_log_priority, const char*, va_list) {});
     for (const std::string& node : eventNodes()) {
-        review(node);
+        reviewNode(node);
     }
     return true;
 }
@@ -126,14 +126,14 @@ void LibinputTap::enable() {
         nodes.push_back(node);
     }
     for (const std::string& node : nodes) {
-        review(node); // withdraws what was taken without notice
+        reviewNode(node); // withdraws what was taken without notice
     }
     nodes.clear();
     for (const auto& [node, withheld] : withheld_) {
         nodes.push_back(node);
     }
     for (const std::string& node : nodes) {
-        review(node);
+        reviewNode(node);
     }
 }
 
@@ -190,7 +190,7 @@ bool LibinputTap::isTaken(const Device& device, const NodeState& now) const {
 void LibinputTap::review(const std::vector<std::string>& nodes) {
     bool taken = false;
     for (const std::string& node : nodes) {
-        taken = review(node) || taken;
+        taken = reviewNode(node) || taken;
     }
     if (taken) {
         RawEvent notice;
@@ -202,7 +202,7 @@ void LibinputTap::review(const std::vector<std::string>& nodes) {
     }
 }
 
-bool LibinputTap::review(const std::string& node) {
+bool LibinputTap::reviewNode(const std::string& node) {
     const NodeState now = nodeStateOf(node);
     if (const auto known = devices_.find(node); known != devices_.end()) {
         const ino_t inode = known->second.inode;

@@ -83,7 +83,7 @@ class LibinputTap final : public InputTap {
     /// Sees to nodes that something happened to; tells the handler when input was taken from the tap.
     void review(const std::vector<std::string>& nodes);
     /// True when the node was taken from the tap.
-    bool review(const std::string& node);
+    bool reviewNode(const std::string& node);
     void addDevice(const std::string& node, const NodeState& now);
     void removeDevice(const std::string& node);
 
