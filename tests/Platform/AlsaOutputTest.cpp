@@ -323,6 +323,14 @@ TEST_F(AlsaOutputTest, ARefusalIsToldInWordsAndTellsNobodyElse) {
     EXPECT_EQ(changes_, 0);
 }
 
+TEST_F(AlsaOutputTest, ACardThatTakesMuchAtOnceGetsLongerPeriods) {
+    card_.gulp = 1500;
+    output().start();
+    ASSERT_TRUE(renderer_.reaches(10));
+    EXPECT_GT(output().bufferFrames(), 128U);
+    EXPECT_TRUE(output().isRunning());
+}
+
 TEST_F(AlsaOutputTest, ASoundServerThatComesLaterIsFound) {
     card_.openError = -ECONNREFUSED;
     EXPECT_FALSE(output().canPlay());

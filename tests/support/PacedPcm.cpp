@@ -74,6 +74,7 @@ void PacedCard::reset() {
     frontChannelsLast = false;
     openError = 0;
     rate = 48000;
+    gulp = 1;
     attached = true;
     stalled = false;
     pendingXruns = 0;
@@ -213,6 +214,8 @@ snd_pcm_sframes_t PacedPcm::position() {
         return within();
     }
     position_ = std::llround(static_cast<double>(nowNanoseconds() - started_) * card_.rate / 1e9);
+    position_ += card_.gulp - 1;
+    position_ -= position_ % card_.gulp;
     if (position_ > taken_ || card_.pendingXruns > 0) {
         card_.pendingXruns = std::max(0, card_.pendingXruns - 1);
         return -EPIPE;

@@ -36,6 +36,8 @@ class PacedCard {
     // What happens to it while it plays.
     /// Frames per second of the clock.
     std::atomic<double> rate = 48000;
+    /// How many frames it takes at once; a sound server may take many.
+    std::atomic<int> gulp = 1;
     std::atomic<bool> attached = true;
     std::atomic<bool> stalled = false;
     /// The next so many questions for the position find that it ran dry, or slept.

@@ -14,6 +14,9 @@ namespace keysong {
 namespace {
 
 constexpr std::uint32_t mostFrames = 8192;
+/// How much longer the periods get when a device cannot be fed in short ones, and where that ends.
+constexpr std::uint32_t periodGrowth = 4;
+constexpr std::uint32_t longestGrown = 2048;
 /// How often a machine without any device to play to is looked at for a sound server.
 constexpr std::chrono::seconds serverInterval{2};
 
@@ -108,12 +111,26 @@ void AlsaOutput::start() {
 
 std::unique_ptr<AlsaStream> AlsaOutput::open(const AlsaDevices::Device& device) {
     const AlsaConfig config;
-    std::optional<AlsaPcm> pcm;
+    for (std::uint32_t frames = requestedFrames_;; frames *= periodGrowth) {
+        try {
+            return std::make_unique<AlsaStream>(
+                openPcm(config, device, frames),
+                AlsaStream::Services{threads_, clock_, renderer_, [this] { watch_->wake(); }});
+        } catch (const AlsaError& error) {
+            // It ran dry over and over: some sound servers cannot be fed in short periods.
+            if (error.code() != -EPIPE || frames * periodGrowth > longestGrown) {
+                throw;
+            }
+        }
+    }
+}
+
+AlsaPcm AlsaOutput::openPcm(const AlsaConfig& config, const AlsaDevices::Device& device,
+                            std::uint32_t frames) {
     std::optional<AlsaError> refusal;
     for (const std::string& name : device.pcmNames) {
         try {
-            pcm.emplace(config, name, requestedFrames_);
-            break;
+            return AlsaPcm(config, name, frames);
         } catch (const AlsaError& error) {
             // The first name says best what is wrong with the device.
             if (!refusal) {
@@ -121,11 +138,7 @@ std::unique_ptr<AlsaStream> AlsaOutput::open(const AlsaDevices::Device& device) 
             }
         }
     }
-    if (!pcm) {
-        throw refusal.value_or(AlsaError("opening " + device.name, -ENODEV));
-    }
-    return std::make_unique<AlsaStream>(
-        std::move(*pcm), AlsaStream::Services{threads_, clock_, renderer_, [this] { watch_->wake(); }});
+    throw refusal.value_or(AlsaError("opening " + device.name, -ENODEV));
 }
 
 void AlsaOutput::logStart(const AlsaStream& stream) {

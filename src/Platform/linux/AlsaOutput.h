@@ -58,8 +58,11 @@ class AlsaOutput final : public AudioOutput {
     [[nodiscard]] AudioDevices& devices() override { return devices_; }
 
   private:
-    /// Opens the device by the first of its names that works.
+    /// Plays on the device, in longer periods where it cannot be fed in those asked for.
     [[nodiscard]] std::unique_ptr<AlsaStream> open(const AlsaDevices::Device& device);
+    /// Opens the device by the first of its names that works.
+    [[nodiscard]] static AlsaPcm openPcm(const AlsaConfig& config, const AlsaDevices::Device& device,
+                                         std::uint32_t frames);
     void logStart(const AlsaStream& stream);
     void logXruns();
     // On the watch's thread.

@@ -103,19 +103,22 @@ void AlsaPcm::setSoftware() {
     software_.reset(parameters);
     snd_pcm_t* pcm = pcm_.get();
     check(snd_pcm_sw_params_current(pcm, parameters), "software parameters");
-    // It is started by hand, once it is filled, and stops by itself when it runs dry.
-    snd_pcm_uframes_t boundary = 0;
-    check(snd_pcm_sw_params_get_boundary(parameters, &boundary), "boundary");
-    check(snd_pcm_sw_params_set_start_threshold(pcm, parameters, boundary), "start threshold");
+    // It stops by itself when it runs dry.
     check(snd_pcm_sw_params_set_stop_threshold(pcm, parameters, bufferFrames_), "stop threshold");
     check(snd_pcm_sw_params_set_tstamp_mode(pcm, parameters, SND_PCM_TSTAMP_ENABLE), "time stamps");
     // Not every plugin has a choice; stamps of another clock are recognised and left alone.
     snd_pcm_sw_params_set_tstamp_type(pcm, parameters, SND_PCM_TSTAMP_TYPE_MONOTONIC);
-    check(setWakeUp(periodFrames_), "wake-up");
+    check(setFill(bufferFrames_), "wake-up");
 }
 
-int AlsaPcm::setWakeUp(std::uint32_t freeFrames) noexcept {
-    const int result = snd_pcm_sw_params_set_avail_min(pcm_.get(), software_.get(), freeFrames);
+int AlsaPcm::setFill(std::uint32_t frames) noexcept {
+    // A sound server goes on by this threshold too after it ran dry: more than is ever written would leave it
+    // waiting for good.
+    int result = snd_pcm_sw_params_set_start_threshold(pcm_.get(), software_.get(), frames);
+    if (result >= 0) {
+        result = snd_pcm_sw_params_set_avail_min(pcm_.get(), software_.get(),
+                                                 bufferFrames_ - frames + periodFrames_);
+    }
     return result < 0 ? result : snd_pcm_sw_params(pcm_.get(), software_.get());
 }
 

@@ -28,8 +28,9 @@ class AlsaPcm {
     [[nodiscard]] AlsaFormat format() const noexcept { return format_; }
     [[nodiscard]] const AlsaChannels& channels() const noexcept { return channels_; }
 
-    /// Wakes the poller once this many frames can be written. Real-time safe. Returns 0 or a negative error.
-    [[nodiscard]] int setWakeUp(std::uint32_t freeFrames) noexcept;
+    /// How much of the buffer is to be kept filled: the device starts by itself once it holds as much, and
+    /// the poller wakes when a period of it was played. Real-time safe. Returns 0 or a negative error.
+    [[nodiscard]] int setFill(std::uint32_t frames) noexcept;
 
   private:
     void setHardware(std::uint32_t wishedFrames);

@@ -17,10 +17,11 @@ using std::chrono::milliseconds;
 
 constexpr std::int64_t second = 1'000'000'000;
 
-/// A device that takes nothing for so long stands still.
-constexpr milliseconds stallLimit{1000};
+/// A device that takes nothing for so long stands still. A sound server may first play out the two seconds
+/// that it had prepared.
+constexpr milliseconds stallLimit{2500};
 /// How long a start waits for the first period.
-constexpr milliseconds startLimit{2000};
+constexpr milliseconds startLimit{4000};
 /// How long a device may take to come back from the machine's sleep, and how often it is asked.
 constexpr milliseconds resumeInterval{20};
 constexpr int resumeAttempts = 250;
@@ -126,7 +127,7 @@ int AlsaStream::beginPlaying() noexcept {
     frames_.fill(left_.data(), left_.data());
     timeline_.reset();
     written_ = 0;
-    if (const int result = pcm_.setWakeUp(static_cast<std::uint32_t>(wantedRoom())); result < 0) {
+    if (const int result = pcm_.setFill(fill_); result < 0) {
         return result;
     }
     while (written_ < fill_ && !stopping_) {
@@ -135,7 +136,7 @@ int AlsaStream::beginPlaying() noexcept {
         }
     }
     startNanoseconds_ = nowNanoseconds();
-    return snd_pcm_start(pcm_.get());
+    return snd_pcm_state(pcm_.get()) == SND_PCM_STATE_PREPARED ? snd_pcm_start(pcm_.get()) : 0;
 }
 
 int AlsaStream::playPeriod() noexcept {
