@@ -73,30 +73,12 @@ std::optional<AudioDeviceId> FallbackDevices::defaultOutputDevice() const {
 
 std::int32_t FallbackDevices::addListener(DeviceListProperty property,
                                           std::shared_ptr<const ChangeHandler> handler) {
-    const MutexLock lock(mutex_);
-    listeners_.push_back({property, std::move(handler)});
-    return 0;
+    return listeners_.add(property, std::move(handler));
 }
 
 void FallbackDevices::removeListener(DeviceListProperty property,
                                      const std::shared_ptr<const ChangeHandler>& handler) {
-    const MutexLock lock(mutex_);
-    std::erase_if(listeners_, [&](const Listener& listener) {
-        return listener.property == property && listener.handler == handler;
-    });
-}
-
-void FallbackDevices::tell(DeviceListProperty property) const {
-    std::vector<Listener> listeners;
-    {
-        const MutexLock lock(mutex_);
-        listeners = listeners_;
-    }
-    for (const Listener& listener : listeners) {
-        if (listener.property == property) {
-            (*listener.handler)();
-        }
-    }
+    listeners_.remove(property, handler);
 }
 
 } // namespace keysong

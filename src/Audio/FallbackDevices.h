@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/AudioOutput.h"
-#include "Shared/Mutex.h"
+#include "Platform/DeviceListeners.h"
 
 #include <cstddef>
 #include <functional>
@@ -42,14 +42,9 @@ class FallbackDevices final : public AudioDevices {
                         const std::shared_ptr<const ChangeHandler>& handler) override;
 
     /// Calls the listeners of a property on this thread.
-    void tell(DeviceListProperty property) const KEYSONG_EXCLUDES(mutex_);
+    void tell(DeviceListProperty property) const { listeners_.tell(property); }
 
   private:
-    struct Listener {
-        DeviceListProperty property;
-        std::shared_ptr<const ChangeHandler> handler;
-    };
-
     /// Who knows the device: its back end, even when it is no longer the wanted one.
     [[nodiscard]] const AudioDevices* ownerOf(AudioDeviceId device) const;
     template <typename Value>
@@ -61,8 +56,7 @@ class FallbackDevices final : public AudioDevices {
 
     const std::function<std::size_t()> wantedRank_;
     const std::function<const AudioDevices*(std::size_t)> devicesAt_;
-    mutable Mutex mutex_;
-    std::vector<Listener> listeners_ KEYSONG_GUARDED_BY(mutex_);
+    DeviceListeners listeners_;
 };
 
 } // namespace keysong

@@ -27,7 +27,7 @@ class RemoteClient {
 
     /// What is worth knowing at a glance, as a table and as JSON.
     [[nodiscard]] std::string status(bool asJson) const;
-    /// The installed sets, the chosen one first marked.
+    /// The installed sets, the chosen one marked.
     [[nodiscard]] std::string sets() const;
     /// The outputs, the chosen one marked.
     [[nodiscard]] std::string outputs() const;

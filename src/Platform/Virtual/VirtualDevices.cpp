@@ -56,16 +56,12 @@ std::int32_t VirtualDevices::addListener(DeviceListProperty property,
     if (refusal_ != 0 && property == refused_) {
         return refusal_;
     }
-    listeners_.push_back({property, std::move(handler)});
-    return 0;
+    return listeners_.add(property, std::move(handler));
 }
 
 void VirtualDevices::removeListener(DeviceListProperty property,
                                     const std::shared_ptr<const ChangeHandler>& handler) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(listeners_, [&](const Listener& listener) {
-        return listener.property == property && listener.handler == handler;
-    });
+    listeners_.remove(property, handler);
 }
 
 void VirtualDevices::replace(std::vector<VirtualDevice> devices, std::optional<AudioDeviceId> defaultDevice) {
@@ -73,7 +69,7 @@ void VirtualDevices::replace(std::vector<VirtualDevice> devices, std::optional<A
         const std::lock_guard lock(mutex_);
         devices_ = std::move(devices);
     }
-    tell(DeviceListProperty::devices);
+    listeners_.tell(DeviceListProperty::devices);
     setDefault(defaultDevice);
 }
 
@@ -82,7 +78,7 @@ void VirtualDevices::plug(VirtualDevice device) {
         const std::lock_guard lock(mutex_);
         devices_.push_back(std::move(device));
     }
-    tell(DeviceListProperty::devices);
+    listeners_.tell(DeviceListProperty::devices);
 }
 
 std::optional<VirtualDevice> VirtualDevices::unplug(AudioDeviceId device) {
@@ -92,7 +88,7 @@ std::optional<VirtualDevice> VirtualDevices::unplug(AudioDeviceId device) {
         std::erase_if(devices_, [&](const VirtualDevice& candidate) { return candidate.id == device; });
     }
     if (found) {
-        tell(DeviceListProperty::devices);
+        listeners_.tell(DeviceListProperty::devices);
     }
     return found;
 }
@@ -104,31 +100,13 @@ void VirtualDevices::setDefault(std::optional<AudioDeviceId> device) {
             return;
         }
     }
-    tell(DeviceListProperty::defaultOutputDevice);
+    listeners_.tell(DeviceListProperty::defaultOutputDevice);
 }
 
 void VirtualDevices::refuseListeners(DeviceListProperty property, std::int32_t status) {
     const std::lock_guard lock(mutex_);
     refused_ = property;
     refusal_ = status;
-}
-
-std::size_t VirtualDevices::listenerCount() const {
-    const std::lock_guard lock(mutex_);
-    return listeners_.size();
-}
-
-void VirtualDevices::tell(DeviceListProperty property) const {
-    std::vector<Listener> listeners; // a handler may remove itself
-    {
-        const std::lock_guard lock(mutex_);
-        listeners = listeners_;
-    }
-    for (const Listener& listener : listeners) {
-        if (listener.property == property) {
-            (*listener.handler)();
-        }
-    }
 }
 
 } // namespace keysong

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/AudioOutput.h"
+#include "Platform/DeviceListeners.h"
 
 #include <mutex>
 #include <vector>
@@ -47,14 +48,9 @@ class VirtualDevices final : public AudioDevices {
     /// Coming listeners of this property are refused with a status; 0 accepts them again.
     void refuseListeners(DeviceListProperty property, std::int32_t status);
 
-    [[nodiscard]] std::size_t listenerCount() const;
+    [[nodiscard]] std::size_t listenerCount() const { return listeners_.count(); }
 
   private:
-    struct Listener {
-        DeviceListProperty property;
-        std::shared_ptr<const ChangeHandler> handler;
-    };
-
     /// A copy of the device; none when it is not there.
     [[nodiscard]] std::optional<VirtualDevice> find(AudioDeviceId device) const;
     /// One field of the device; empty when it is not there.
@@ -63,12 +59,11 @@ class VirtualDevices final : public AudioDevices {
         const auto found = find(device);
         return found ? (*found).*field : Value();
     }
-    void tell(DeviceListProperty property) const;
 
     mutable std::mutex mutex_;
     std::vector<VirtualDevice> devices_{VirtualDevice()};
     std::optional<AudioDeviceId> default_ = 1;
-    std::vector<Listener> listeners_;
+    DeviceListeners listeners_;
     DeviceListProperty refused_{};
     std::int32_t refusal_ = 0;
 };

@@ -3,7 +3,6 @@
 #include "Shared/Log.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace keysong {
 
@@ -112,10 +111,10 @@ std::string alsaPcmName(std::string_view kind, std::string_view cardId, int devi
 bool AlsaDevices::rescan(bool defaultInUse) {
     const auto [listChanged, defaultChanged] = look(defaultInUse);
     if (listChanged) {
-        tell(DeviceListProperty::devices);
+        listeners_.tell(DeviceListProperty::devices);
     }
     if (defaultChanged) {
-        tell(DeviceListProperty::defaultOutputDevice);
+        listeners_.tell(DeviceListProperty::defaultOutputDevice);
     }
     return listChanged || defaultChanged;
 }
@@ -219,33 +218,12 @@ std::optional<AudioDeviceId> AlsaDevices::defaultOutputDevice() const {
 
 std::int32_t AlsaDevices::addListener(DeviceListProperty property,
                                       std::shared_ptr<const ChangeHandler> handler) {
-    if (handler == nullptr || !*handler) {
-        return EINVAL;
-    }
-    const MutexLock lock(mutex_);
-    listeners_.push_back({property, std::move(handler)});
-    return 0;
+    return listeners_.add(property, std::move(handler));
 }
 
 void AlsaDevices::removeListener(DeviceListProperty property,
                                  const std::shared_ptr<const ChangeHandler>& handler) {
-    const MutexLock lock(mutex_);
-    std::erase_if(listeners_, [&](const Listener& listener) {
-        return listener.property == property && listener.handler == handler;
-    });
-}
-
-void AlsaDevices::tell(DeviceListProperty property) {
-    std::vector<Listener> listeners; // a handler may remove itself
-    {
-        const MutexLock lock(mutex_);
-        listeners = listeners_;
-    }
-    for (const Listener& listener : listeners) {
-        if (listener.property == property) {
-            (*listener.handler)();
-        }
-    }
+    listeners_.remove(property, handler);
 }
 
 } // namespace keysong

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/AudioOutput.h"
+#include "Platform/DeviceListeners.h"
 #include "Platform/linux/AlsaPcm.h"
 #include "Shared/Mutex.h"
 
@@ -74,11 +75,6 @@ class AlsaDevices final : public AudioDevices {
                         const std::shared_ptr<const ChangeHandler>& handler) override;
 
   private:
-    struct Listener {
-        DeviceListProperty property;
-        std::shared_ptr<const ChangeHandler> handler;
-    };
-
     struct Changes {
         bool list = false;
         bool standard = false;
@@ -87,7 +83,6 @@ class AlsaDevices final : public AudioDevices {
     [[nodiscard]] Changes look(bool defaultInUse);
     [[nodiscard]] std::optional<Stream> streamOn(AudioDeviceId device) const;
     [[nodiscard]] static std::optional<AudioDeviceId> defaultOf(const std::vector<Device>& devices);
-    void tell(DeviceListProperty property);
 
     /// Held for the whole of a look, so that an older one never replaces a newer one.
     Mutex lookMutex_;
@@ -96,7 +91,7 @@ class AlsaDevices final : public AudioDevices {
     /// Every UID seen, so that a device that comes back has its old number, which is its place here plus 1.
     std::vector<std::string> knownUids_ KEYSONG_GUARDED_BY(mutex_);
     std::optional<Stream> stream_ KEYSONG_GUARDED_BY(mutex_);
-    std::vector<Listener> listeners_ KEYSONG_GUARDED_BY(mutex_);
+    DeviceListeners listeners_;
 };
 
 } // namespace keysong

@@ -2,7 +2,6 @@
 #include "Platform/linux/PipeWireOutput.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace keysong {
 
@@ -75,20 +74,12 @@ std::optional<AudioDeviceId> PipeWireOutput::defaultOutputDevice() const {
 
 std::int32_t PipeWireOutput::addListener(DeviceListProperty property,
                                          std::shared_ptr<const ChangeHandler> handler) {
-    if (handler == nullptr || !*handler) {
-        return EINVAL;
-    }
-    const PipeWireLock lock(session_->loop());
-    listeners_.push_back({property, std::move(handler)});
-    return 0;
+    return listeners_.add(property, std::move(handler));
 }
 
 void PipeWireOutput::removeListener(DeviceListProperty property,
                                     const std::shared_ptr<const ChangeHandler>& handler) {
-    const PipeWireLock lock(session_->loop());
-    std::erase_if(listeners_, [&](const Listener& listener) {
-        return listener.property == property && listener.handler == handler;
-    });
+    listeners_.remove(property, handler);
 }
 
 } // namespace keysong

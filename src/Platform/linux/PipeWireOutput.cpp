@@ -268,11 +268,11 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
         reportChange();
         break;
     case Change::connected:
-        tellListeners(DeviceListProperty::devices);
+        listeners_.tell(DeviceListProperty::devices);
         reportChange();
         break;
     case Change::devices:
-        tellListeners(DeviceListProperty::devices);
+        listeners_.tell(DeviceListProperty::devices);
         // A sink that appears is news to an output that could not start, one that goes to any.
         reportChange();
         break;
@@ -280,7 +280,7 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
         reportChange();
         break;
     case Change::defaultDevice:
-        tellListeners(DeviceListProperty::defaultOutputDevice);
+        listeners_.tell(DeviceListProperty::defaultOutputDevice);
         reportChange();
         break;
     case Change::links:
@@ -312,15 +312,6 @@ void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
 void PipeWireOutput::reportChange() {
     if (configurationChanged_) {
         configurationChanged_();
-    }
-}
-
-void PipeWireOutput::tellListeners(DeviceListProperty property) {
-    const auto listeners = listeners_; // a handler may remove itself
-    for (const Listener& listener : listeners) {
-        if (listener.property == property) {
-            (*listener.handler)();
-        }
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/AudioOutput.h"
+#include "Platform/DeviceListeners.h"
 #include "Platform/linux/PipeWireSession.h"
 
 #include <atomic>
@@ -70,7 +71,6 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void onSessionChange(PipeWireSession::Change change);
     void onStreamState(pw_stream_state state, const char* error);
     void reportChange();
-    void tellListeners(DeviceListProperty property);
     /// The readiness with the lock held.
     [[nodiscard]] Readiness readinessNow() const;
     /// Render thread.
@@ -79,11 +79,7 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
 
     AudioRenderer* renderer_ = nullptr;
     std::function<void()> configurationChanged_;
-    struct Listener {
-        DeviceListProperty property;
-        std::shared_ptr<const ChangeHandler> handler;
-    };
-    std::vector<Listener> listeners_;
+    DeviceListeners listeners_;
 
     std::atomic<std::uint32_t> requestedFrames_ = 128;
     /// Node name of the pinned device; empty follows the default.
