@@ -73,8 +73,10 @@ AudioOutput* FallbackOutput::made(std::size_t rank) {
     if (backEnd.output != nullptr || backEnd.factory == nullptr) {
         return backEnd.output.get();
     }
-    backEnd.output = std::exchange(backEnd.factory, nullptr)();
-    if (backEnd.output == nullptr) {
+    try {
+        backEnd.output = std::exchange(backEnd.factory, nullptr)();
+    } catch (const AudioOutputError& error) {
+        log.error("a sound output is not available: %{public}s", error.what());
         return nullptr;
     }
     AudioOutput& output = *backEnd.output;

@@ -25,7 +25,8 @@ namespace keysong {
 /// Lower back ends are made when they are needed first.
 class FallbackOutput final : public AudioOutput {
   public:
-    /// Makes a back end, stopped; null when it cannot be had in this process.
+    /// Makes a back end, stopped, never null. Throws `AudioOutputError` when it cannot be had in this
+    /// process, which is logged.
     using Factory = std::function<std::unique_ptr<AudioOutput>()>;
 
     /// How long a sound system without a device is waited for.

@@ -19,6 +19,7 @@
 #include <QSocketNotifier>
 #include <csignal>
 #include <filesystem>
+#include <system_error>
 
 namespace keysong {
 
@@ -34,6 +35,14 @@ PortalHotkeyOptions hotkeyLabels() {
 std::filesystem::path ownExecutable() {
     std::error_code error;
     return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+void runBeside(BackgroundTasks& background, const std::function<void()>& task) {
+    try {
+        background.run(task);
+    } catch (const std::system_error&) { // no thread to be had: the main thread does it, and waits
+        task();
+    }
 }
 
 int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& termination) {
@@ -55,7 +64,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
                     machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, microphone,
                     windows, mainQueue,
-                    [&background](std::function<void()> task) { background.run(std::move(task)); },
+                    [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
     remote.attach(model, [] { QCoreApplication::quit(); });
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);

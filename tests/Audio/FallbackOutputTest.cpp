@@ -173,8 +173,16 @@ TEST_F(FallbackOutputTest, ListenersFollowTheBackEndInUse) {
     EXPECT_EQ(lists, 2);
 }
 
-TEST(FallbackOutput, WithoutAnyBackEndItSaysSo) {
-    EXPECT_THROW(FallbackOutput({[] { return nullptr; }}, std::make_unique<ManualQueue>()), AudioOutputError);
+TEST(FallbackOutput, PassesOverWhatCannotBeHadAndSaysSoWhenNothingCan) {
+    const FallbackOutput::Factory none = []() -> std::unique_ptr<AudioOutput> {
+        throw AudioOutputError("no client library");
+    };
+    const FallbackOutput output({none, [] { return std::make_unique<FakeAudioOutput>(); }},
+                                std::make_unique<ManualQueue>());
+    EXPECT_STREQ(output.backendName(), "fake");
+    EXPECT_THROW(FallbackOutput({none}, std::make_unique<ManualQueue>()), AudioOutputError);
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                testing::Each("a sound output is not available: no client library"));
 }
 
 } // namespace

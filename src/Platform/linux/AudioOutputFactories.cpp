@@ -17,14 +17,9 @@ namespace {
 constexpr std::chrono::milliseconds answerLimit{2000};
 
 std::unique_ptr<AudioOutput> makePipeWireOutput() {
-    try {
-        auto output = std::make_unique<PipeWireOutput>();
-        output->waitUntilReady(answerLimit);
-        return output;
-    } catch (const AudioOutputError& error) {
-        log.error("PipeWire is not available: %{public}s", error.what());
-        return nullptr;
-    }
+    auto output = std::make_unique<PipeWireOutput>();
+    output->waitUntilReady(answerLimit);
+    return output;
 }
 
 } // namespace
