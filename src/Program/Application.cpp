@@ -12,10 +12,12 @@
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/PipeWireMicrophone.h"
 #include "Platform/linux/TerminationSignals.h"
+#include "Platform/linux/X11TraySelection.h"
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
 #include "Shared/SerialQueue.h"
 #include "UI/DesktopWindows.h"
+#include "UI/StatusItem.h"
 #include "UI/Theme.h"
 
 #include <QApplication>
@@ -70,6 +72,8 @@ std::unique_ptr<QCoreApplication> makeApplication(int& count, char** words) {
         qunsetenv(platform); // not for the programs that this one starts
     }
     QGuiApplication::setDesktopFileName(RemoteControl::serviceName);
+    // Panels show it as the title of the status item.
+    QCoreApplication::setApplicationName("Keysong");
     QApplication::setQuitOnLastWindowClosed(false);
     return application;
 }
@@ -112,12 +116,16 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
                     *windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
+    const auto quit = [] { QCoreApplication::quit(); };
+    std::optional<StatusItem> statusItem;
     if (display != nullptr) {
         desktopWindows.attach({model, KeyMonitor::shared(), applications, machine.places, machine.textOrder});
+        const bool isX11 = QGuiApplication::platformName() == QLatin1String("xcb");
+        statusItem.emplace(model, isX11 ? makeX11TraySelection() : nullptr, quit);
     }
-    remote.attach(model, [] { QCoreApplication::quit(); });
+    remote.attach(model, quit);
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
-    QObject::connect(&asked, &QSocketNotifier::activated, [] { QCoreApplication::quit(); });
+    QObject::connect(&asked, &QSocketNotifier::activated, quit);
     model.bootstrap();
     QCoreApplication::exec();
     model.prepareToTerminate();

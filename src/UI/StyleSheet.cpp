@@ -12,7 +12,7 @@ QPushButton {
 QPushButton:hover { border-color: palette(midlight); }
 QPushButton:pressed { background: palette(mid); }
 QPushButton:focus { border: 2px solid palette(highlight); padding: 3px 12px; }
-QPushButton:disabled { color: palette(placeholder-text); background: transparent; }
+QPushButton:disabled { color: palette(link-visited); background: transparent; }
 QPushButton:default {
     background: palette(highlight); color: palette(highlighted-text); border-color: palette(highlight);
 }
@@ -34,7 +34,7 @@ QComboBox {
 }
 QComboBox:hover { border-color: palette(midlight); }
 QComboBox:focus { border: 2px solid palette(highlight); padding: 3px 9px; }
-QComboBox:disabled { color: palette(placeholder-text); }
+QComboBox:disabled { color: palette(link-visited); }
 QComboBox::drop-down { border: none; width: 26px; }
 QComboBox::down-arrow { image: none; width: 0; height: 0; }
 QComboBox QAbstractItemView, QComboBox QAbstractItemView:focus {
@@ -77,10 +77,11 @@ QScrollBar::add-line, QScrollBar::sub-line, QScrollBar::add-page, QScrollBar::su
 QMenu {
     background: palette(alternate-base); color: palette(text);
     border: 1px solid palette(mid); padding: 5px;
+    menu-scrollable: 1;
 }
-QMenu::item { padding: 5px 24px 5px 26px; border-radius: 4px; }
+QMenu::item { padding: 5px 24px 5px 10px; border-radius: 4px; }
 QMenu::item:selected { background: palette(highlight); color: palette(highlighted-text); }
-QMenu::item:disabled { color: palette(placeholder-text); background: transparent; }
+QMenu::item:disabled { color: palette(link-visited); background: transparent; }
 QMenu::separator { height: 1px; background: palette(mid); margin: 5px 8px; }
 QToolTip {
     background: palette(alternate-base); color: palette(text);

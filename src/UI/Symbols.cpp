@@ -15,7 +15,8 @@ namespace keysong {
 
 namespace {
 
-constexpr int smallestSide = 8;
+/// Smaller ones have too few pixels to lay anything out.
+constexpr int smallestLaidOut = 14;
 
 /// Turns lengths of a drawing 16 units wide into whole pixels of one size.
 class PixelGrid {
@@ -223,8 +224,7 @@ struct PlacedSymbol {
     PlacedSymbol(const QPainter& painter, Symbol symbol, const QRectF& rect) {
         const QTransform toDevice = painter.deviceTransform();
         const QRectF device = toDevice.mapRect(rect);
-        const int side =
-            std::max(smallestSide, static_cast<int>(std::min(device.width(), device.height()) + 0.01));
+        const int side = static_cast<int>(std::min(device.width(), device.height()) + 0.01);
         const QPointF corner = device.center() - QPointF(side, side) / 2;
         square = QRectF(std::round(corner.x()), std::round(corner.y()), side, side);
         path = symbolPath(symbol, side).translated(square.topLeft());
@@ -284,7 +284,11 @@ class PanelIconEngine final : public DrawnIconEngine {
 } // namespace
 
 QPainterPath symbolPath(Symbol symbol, int side) {
-    const PixelGrid grid(std::max(side, smallestSide));
+    if (side < smallestLaidOut) {
+        const double scale = std::max(side, 0) / static_cast<double>(smallestLaidOut);
+        return QTransform::fromScale(scale, scale).map(symbolPath(symbol, smallestLaidOut));
+    }
+    const PixelGrid grid(side);
     switch (symbol) {
     case Symbol::keyboard:
         return keyboardPath(grid);
@@ -333,11 +337,10 @@ void paintEdgedSymbol(QPainter& painter, Symbol symbol, const QRectF& rect, doub
     whole.strokePath(placed.path, QPen(dark, 2 * std::max(1.0, placed.square.width() / 20), Qt::SolidLine,
                                        Qt::RoundCap, Qt::RoundJoin));
     whole.fillPath(placed.path, QColor(250, 250, 250));
+    whole.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+    whole.fillRect(bounds, QColor::fromRgbF(0, 0, 0, static_cast<float>(opacity)));
     whole.end();
-    painter.save();
-    painter.setOpacity(painter.opacity() * opacity);
     painter.drawImage(placed.toPainter.mapRect(placed.square), image);
-    painter.restore();
 }
 
 QIcon symbolIcon(Symbol symbol) {

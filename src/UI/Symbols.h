@@ -25,7 +25,7 @@ enum class Symbol : std::uint8_t {
 
 /// The outline of a symbol, to be filled, in a square of `side` device pixels with its corner at the origin.
 /// Straight edges lie on the borders of pixels, so that a symbol is not the scaled copy of another size but
-/// laid out for its own. Main thread, as everything here; no errors. A side below 8 gives that of 8.
+/// laid out for its own, down to 14. Main thread, as everything here; no errors.
 [[nodiscard]] QPainterPath symbolPath(Symbol symbol, int side);
 
 /// Fills the symbol with a colour in the largest square in the middle of `rect`, which is in the painter's

@@ -74,6 +74,7 @@ QPalette Theme::palette(Scheme scheme) {
     same(QPalette::ToolTipBase, colors.card);
     same(QPalette::ToolTipText, colors.text);
     same(QPalette::PlaceholderText, colors.secondary);
+    same(QPalette::LinkVisited, colors.secondary);
     same(QPalette::HighlightedText, colors.onAccent);
     same(QPalette::BrightText, colors.onAccent);
     const QColor faint = blend(colors.text, colors.card, 0.38);
