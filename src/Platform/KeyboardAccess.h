@@ -39,7 +39,7 @@ class KeyboardAccess {
     /// is called once on the main thread, later, unless this object goes first; the question is then
     /// withdrawn. One question at a time: false, and no call, while one is being asked.
     virtual bool grant(Handler handler) = 0;
-    /// The same as a line for a terminal, for those who want to see what is done or have no such dialog.
+    /// The same for a terminal, for those who want to see what is done or have no such dialog.
     [[nodiscard]] virtual std::string command() const = 0;
 
   protected:

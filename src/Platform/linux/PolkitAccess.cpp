@@ -207,7 +207,7 @@ void PolkitAccess::finish(const Result& result) {
 }
 
 std::string PolkitAccess::command() const {
-    return R"(sudo gpasswd -a "$USER" input && sudo setfacl -m "u:$USER:r" /dev/input/event*)";
+    return "sudo gpasswd -a \"$USER\" input &&\nsudo setfacl -m \"u:$USER:r\" /dev/input/event*";
 }
 
 } // namespace keysong
