@@ -83,8 +83,8 @@ OnboardingView::OnboardingView(const AppModel& model, bool canGrant, const QStri
         textWidth, Importance::secondary);
     addText(
         column,
-        tr("Only the members of the group “input” may read the keyboards. Granting access makes you one of "
-           "them: your other programs can then read the keyboards, too."),
+        tr("Only the group “input” may read the keyboards. Granting access adds you to it, and your other "
+           "programs can then read them, too."),
         contentWidth, Importance::secondary)
         ->setFont(scaled(font(), 0.9));
     auto* actions = new QVBoxLayout;
@@ -96,10 +96,11 @@ OnboardingView::OnboardingView(const AppModel& model, bool canGrant, const QStri
     addStatus(actions);
     addCommand(column, !canGrant, command);
     trayHint_ =
-        addText(column, tr("No panel here shows Keysong's icon. To open the settings, start Keysong again."),
+        addText(column, tr("No panel here shows Keysong's icon.\nTo open the settings, start Keysong again."),
                 contentWidth, Importance::secondary);
     trayHint_->setFont(scaled(font(), 0.9));
     trayHint_->hide();
+    (canGrant ? grant_ : copy_)->setFocus();
     updateColors();
     showTrust();
     connect(&model_, &AppModel::isTrustedChanged, this, &OnboardingView::showTrust);
@@ -110,8 +111,9 @@ QLabel* OnboardingView::addText(QBoxLayout* column, const QString& text, int wid
     label->setTextFormat(Qt::PlainText);
     label->setAlignment(Qt::AlignCenter);
     label->setWordWrap(true);
-    label->setFixedWidth(width);
-    column->addWidget(label, 0, Qt::AlignHCenter);
+    const int side = (contentWidth - width) / 2; // part of the label, so that it knows how high it becomes
+    label->setContentsMargins(side, 0, side, 0);
+    column->addWidget(label);
     if (importance == Importance::secondary) {
         secondary_.push_back(label);
     }
@@ -121,6 +123,7 @@ QLabel* OnboardingView::addText(QBoxLayout* column, const QString& text, int wid
 void OnboardingView::addGrantButton(QBoxLayout* column) {
     grant_ = new QPushButton(tr("Grant Access…"));
     grant_->setDefault(true);
+    grant_->setMinimumSize(grant_->sizeHint().grownBy(QMargins(12, 2, 12, 2)));
     grant_->setAccessibleDescription(tr("Asks for an administrator's password"));
     connect(grant_, &QPushButton::clicked, this, &OnboardingView::grantRequested);
     column->addWidget(grant_, 0, Qt::AlignHCenter);
@@ -159,6 +162,7 @@ void OnboardingView::addCommand(QBoxLayout* column, bool isDefault, const QStrin
     field->setWordWrap(true);
     field->setFont(scaled(QFontDatabase::systemFont(QFontDatabase::FixedFont), 0.9));
     field->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    field->setFocusPolicy(Qt::StrongFocus);
     field->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
     field->setBackgroundRole(QPalette::Base);
     field->setAutoFillBackground(true);

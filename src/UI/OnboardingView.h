@@ -22,7 +22,7 @@ class OnboardingView final : public QWidget {
   public:
     /// `command` is shown for a terminal. Without `canGrant` it is the only way, and copying it the default
     /// action. The model outlives the view.
-    OnboardingView(const AppModel& model, bool canGrant, const QString& command, QWidget* parent = nullptr);
+    OnboardingView(const AppModel& model, bool canGrant, const QString& command, QWidget* parent);
 
     /// The button does nothing while the machine asks for a password.
     void setAsking(bool asking);

@@ -33,11 +33,14 @@ void OnboardingWindow::show() {
 void OnboardingWindow::makeWindow() {
     window_ = std::make_unique<QDialog>();
     window_->setWindowTitle(QStringLiteral("Keysong"));
+    window_->setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                            Qt::WindowCloseButtonHint);
     window_->setAttribute(Qt::WA_QuitOnClose, false);
     auto* layout = new QVBoxLayout(window_.get());
     layout->setContentsMargins({});
     layout->setSizeConstraint(QLayout::SetFixedSize); // follows the texts as they change
-    view_ = new OnboardingView(model_, access_.canGrant(), QString::fromStdString(access_.command()));
+    view_ = new OnboardingView(model_, access_.canGrant(), QString::fromStdString(access_.command()),
+                               window_.get());
     view_->setAsking(isAsking_);
     view_->setHasTray(hasTray_);
     layout->addWidget(view_);
