@@ -115,6 +115,8 @@ class AppModel final : public QObject {
     [[nodiscard]] bool canLaunchAtLogin() const { return canLaunchAtLogin_; }
     /// Whether the program hears the keyboards.
     [[nodiscard]] bool isTrusted() const { return isTrusted_; }
+    /// Whether the system would let it hear them, asked anew.
+    [[nodiscard]] bool mayListen() const { return services_.input.isTrusted(); }
     /// Whether a muted application is in front, or an application records.
     [[nodiscard]] bool isSleeping() const { return isSleeping_; }
     [[nodiscard]] const std::vector<SoundSetInfo>& availableSets() const { return availableSets_; }

@@ -5,7 +5,6 @@
 
 #include <QAccessible>
 #include <QClipboard>
-#include <QEvent>
 #include <QFontDatabase>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -29,12 +28,6 @@ constexpr int symbolSide = 56;
 /// How long the button says that the command was copied.
 constexpr std::chrono::seconds copiedTime{2};
 
-QColor secondaryColor(const QPalette& palette) {
-    QColor color = palette.color(QPalette::Active, QPalette::WindowText);
-    color.setAlphaF(0.66F);
-    return color;
-}
-
 class KeyboardSymbol final : public QWidget {
   public:
     KeyboardSymbol() { setFixedSize(symbolSide, symbolSide * 2 / 3); }
@@ -44,7 +37,7 @@ class KeyboardSymbol final : public QWidget {
         QPainter painter(this);
         QRectF square(0, 0, width(), width());
         square.moveCenter(QRectF(rect()).center());
-        paintSymbol(painter, Symbol::keyboard, square, secondaryColor(palette()));
+        paintSymbol(painter, Symbol::keyboard, square, palette().color(QPalette::PlaceholderText));
     }
 };
 
@@ -101,7 +94,6 @@ OnboardingView::OnboardingView(const AppModel& model, bool canGrant, const QStri
     trayHint_->setFont(scaled(font(), 0.9));
     trayHint_->hide();
     (canGrant ? grant_ : copy_)->setFocus();
-    updateColors();
     showTrust();
     connect(&model_, &AppModel::isTrustedChanged, this, &OnboardingView::showTrust);
 }
@@ -115,7 +107,7 @@ QLabel* OnboardingView::addText(QBoxLayout* column, const QString& text, int wid
     label->setContentsMargins(side, 0, side, 0);
     column->addWidget(label);
     if (importance == Importance::secondary) {
-        secondary_.push_back(label);
+        label->setForegroundRole(QPalette::PlaceholderText);
     }
     return label;
 }
@@ -142,7 +134,7 @@ void OnboardingView::addCommand(QBoxLayout* column, bool isDefault, const QStrin
     auto* caption = new QLabel(isDefault ? tr("Run this in a terminal to grant access:")
                                          : tr("Or run this in a terminal:"));
     caption->setWordWrap(true);
-    secondary_.push_back(caption);
+    caption->setForegroundRole(QPalette::PlaceholderText);
     line->addWidget(caption, 1);
     copy_ = new QPushButton(tr("Copied")); // the longer of its texts, in most languages
     const int copiedWidth = copy_->sizeHint().width();
@@ -222,21 +214,6 @@ void OnboardingView::setHasTray(bool hasTray) {
 
 QSize OnboardingView::sizeHint() const {
     return {windowWidth, layout()->heightForWidth(windowWidth)};
-}
-
-void OnboardingView::changeEvent(QEvent* event) {
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange) {
-        updateColors();
-    }
-}
-
-void OnboardingView::updateColors() {
-    QPalette colors;
-    colors.setColor(QPalette::WindowText, secondaryColor(palette()));
-    for (QLabel* label : secondary_) {
-        label->setPalette(colors);
-    }
 }
 
 void OnboardingView::showTrust() {

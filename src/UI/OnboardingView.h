@@ -4,7 +4,6 @@
 
 #include <QString>
 #include <QWidget>
-#include <vector>
 
 class QBoxLayout;
 class QLabel;
@@ -37,9 +36,6 @@ class OnboardingView final : public QWidget {
   signals:
     void grantRequested();
 
-  protected:
-    void changeEvent(QEvent* event) override;
-
   private:
     enum class Importance { primary, secondary };
 
@@ -48,13 +44,10 @@ class OnboardingView final : public QWidget {
     void addGrantButton(QBoxLayout* column);
     void addStatus(QBoxLayout* column);
     void addCommand(QBoxLayout* column, bool isDefault, const QString& command);
-    void updateColors();
     void showTrust();
     void copyCommand(const QString& command);
 
     const AppModel& model_;
-    /// Those in the secondary colour.
-    std::vector<QLabel*> secondary_;
     QPushButton* grant_ = nullptr;
     QPushButton* copy_ = nullptr;
     QLabel* status_ = nullptr;

@@ -2,6 +2,7 @@
 
 #include "App/AppModel.h"
 #include "UI/OnboardingView.h"
+#include "UI/WindowActivation.h"
 
 #include <QDialog>
 #include <QPointer>
@@ -24,9 +25,7 @@ void OnboardingWindow::show() {
     QRect frame(QPoint(), window_->size());
     frame.moveCenter(window_->screen()->availableGeometry().center());
     window_->move(frame.topLeft());
-    window_->show();
-    window_->raise();
-    window_->activateWindow();
+    bringToFront(*window_);
     trustChanged();
 }
 

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "App/AppWindows.h"
+#include "UI/OnboardingWindow.h"
+#include "UI/SettingsWindow.h"
+
+#include <memory>
+
+namespace keysong {
+
+/// The windows on a desktop, each made when it is needed first. Main thread.
+class DesktopWindows final : public AppWindows {
+  public:
+    DesktopWindows() = default;
+
+    /// Call it before anything is shown; what the arguments refer to outlives the windows. `mainQueue` runs
+    /// its tasks on the main thread.
+    void attach(const UiServices& services, KeyboardAccess& access, TaskQueue& mainQueue);
+    /// Takes the windows down, while what they show is still there.
+    void detach();
+
+    void showSettings() override;
+    void showOnboarding() override;
+
+  private:
+    std::unique_ptr<SettingsWindow> settings_;
+    std::unique_ptr<OnboardingWindow> onboarding_;
+};
+
+} // namespace keysong
