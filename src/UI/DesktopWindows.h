@@ -19,6 +19,9 @@ class DesktopWindows final : public AppWindows {
     /// Takes the windows down, while what they show is still there.
     void detach();
 
+    /// Whether some panel shows the program's icon; until somebody says so, one does. After `attach`.
+    void setHasTray(bool hasTray) { onboarding_->setHasTray(hasTray); }
+
     void showSettings() override;
     void showOnboarding() override;
 

@@ -155,10 +155,7 @@ void OnboardingView::addCommand(QBoxLayout* column, bool isDefault, const QStrin
     field->setFont(scaled(QFontDatabase::systemFont(QFontDatabase::FixedFont), 0.9));
     field->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     field->setFocusPolicy(Qt::StrongFocus);
-    field->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
-    field->setBackgroundRole(QPalette::Base);
-    field->setAutoFillBackground(true);
-    field->setMargin(8);
+    field->setObjectName("command");
     field->setAccessibleName(tr("Command"));
     field->setAccessibleDescription(command);
     caption->setBuddy(field);
