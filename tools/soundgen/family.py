@@ -98,23 +98,24 @@ def transients(x):
 
 
 def whistle(x):
-    """How far the strongest line of 80 ms ... 160 ms stands over the median of its octave, and its level then against
-    the loudest 10 ms, in dB."""
-    part = x[int(0.08 * RATE): int(0.16 * RATE)]
-    if len(part) < 0.03 * RATE:
+    """Of 40 ms ... 120 ms above 700 Hz: the share of the energy that the strongest line has, and its level against the
+    loudest 10 ms in dB. A line with most of the energy above -45 dB is heard as a pitch."""
+    part = x[int(0.04 * RATE): int(0.12 * RATE)]
+    if len(part) < 0.01 * RATE:
         return 0.0, -99.0
-    loudest = 10 * np.log10(np.convolve(x ** 2, np.ones(480) / 480).max())
-    power = np.abs(np.fft.rfft(part * np.hanning(len(part)), 8192)) ** 2
-    spectrum = 10 * np.log10(power + 1e-14)
-    frequency = np.fft.rfftfreq(8192, 1 / RATE)
-    worst, where = 0, 0
-    for centre in (707, 1414, 2828, 5657):
-        inside = np.nonzero((frequency > centre / 1.42) & (frequency < centre * 1.42))[0]
-        over = spectrum[inside].max() - np.median(spectrum[inside])
-        if over > worst:
-            worst, where = over, inside[spectrum[inside].argmax()]
-    line = power[max(0, where - 12): where + 13].sum() / 8192 / (0.375 * len(part)) * 2
-    return worst, 10 * np.log10(line + 1e-14) - loudest
+    part = np.concatenate([part, np.zeros(int(0.08 * RATE) - len(part))])
+    power = np.abs(np.fft.rfft(part * np.hanning(len(part)))) ** 2
+    power = power[int(700 * len(part) / RATE):]
+    peak = power.argmax()
+    line = power[max(0, peak - 2): peak + 3].sum()
+    loudest = np.convolve(x ** 2, np.ones(480) / 480).max()
+    return line / power.sum(), measure.decibels(2 * line / (0.375 * len(part) ** 2) / loudest)
+
+
+def attack(x):
+    """What of the energy lies in the first 20 ms above 2 kHz, in dB: a thud without attack is below -20."""
+    top = measure.band(x, RATE, 2000, 12000)[: int(0.02 * RATE)]
+    return measure.decibels((top ** 2).sum() / (x ** 2).sum())
 
 
 def row(sounds):
@@ -129,7 +130,7 @@ def row(sounds):
     every = [x for name in sounds.files for x in sounds.of(name)]
     events = [transients(x) for x in down]
     lines = [whistle(x) for x in down + up + space]
-    audible = [over for over, level in lines if level > -45]
+    pitched = [level for share_of_line, level in lines if share_of_line > 0.5]
     return {
         "LUFS": integrated(sounds.typing()),
         "peak": max(measure.decibels(np.abs(x).max() ** 2) for x in every),
@@ -143,10 +144,12 @@ def row(sounds):
         ">6k": share(6000, 20000),
         "-20 ms": mean(lambda x: measure.below_ms(x, RATE, -20), down),
         "-40 ms": mean(lambda x: measure.below_ms(x, RATE, -40), down),
+        "space -40 ms": mean(lambda x: measure.below_ms(x, RATE, -40), space),
+        "attack": mean(attack, down),
         "clicks": float(np.mean([len(event) for event in events])),
         "apart": float(np.nanmean([event[1] - event[0] if len(event) > 1 else np.nan for event in events]))
         if any(len(event) > 1 for event in events) else 0,
-        "line": max(audible, default=0),
+        "line": max(pitched, default=-99),
     }
 
 
