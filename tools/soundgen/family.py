@@ -157,11 +157,12 @@ def draw(sets, picture):
     import matplotlib
     matplotlib.use("Agg")
     from matplotlib import pyplot
+    from PIL import Image
 
     columns = 7
     rows = -(-len(sets) // columns)
     figure, axes = pyplot.subplots(2 * rows, columns, figsize=(2.3 * columns, 3.3 * rows), squeeze=False,
-                                   sharex=True, sharey=True)
+                                   dpi=75, sharex=True, sharey=True)
     for index, (name, sounds) in enumerate(sets.items()):
         for half, group in enumerate(("main down", "space down")):
             axis = axes[2 * (index // columns) + half][index % columns]
@@ -176,7 +177,10 @@ def draw(sets, picture):
             axis.tick_params(labelsize=7)
             axis.set_title(name if half == 0 else "space", fontsize=8 if half == 0 else 7, pad=2)
     figure.tight_layout(h_pad=0.3, w_pad=0.3)
-    figure.savefig(picture, dpi=75)
+    figure.canvas.draw()
+    image = Image.frombytes("RGBA", figure.canvas.get_width_height(), bytes(figure.canvas.buffer_rgba()))
+    # Few colours make a small file.
+    image.convert("RGB").quantize(96).save(picture, optimize=True)
 
 
 def main():
