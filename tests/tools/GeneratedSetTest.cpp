@@ -208,8 +208,10 @@ std::uint64_t hashOfFirstSound(const SetDescription& set) {
 }
 
 TEST(SoundRendererTest, GivesTheSameSamplesOnEveryMachineAndWithEveryCompiler) {
-    EXPECT_EQ(hashOfFirstSound(parseDescription(smallSet)), 351919292841838710U) << "the model has changed: so has every set";
-    EXPECT_EQ(hashOfFirstSound(builtInDescription("buckling-spring")), 8191141173397458057U) << "and so has this description";
+    EXPECT_EQ(hashOfFirstSound(parseDescription(smallSet)), 351919292841838710U)
+        << "the model has changed: so has every set";
+    EXPECT_EQ(hashOfFirstSound(builtInDescription("buckling-spring")), 8191141173397458057U)
+        << "and so has this description";
 }
 
 TEST(SoundRendererTest, RefusesALevelThatWouldClipAndASoundWithoutSound) {
