@@ -55,6 +55,7 @@ constexpr WrongDescription wrongDescriptions[] = {
      "line 4: this sound is there already"},
     {"AgainWithoutAFirst", "[bank a again]\n", "line 1: 'a' is not above"},
     {"SoundAgainWithoutAFirst", "[sound main up again]\n", "line 1: this sound is not above"},
+    {"RowNamedLikeAPath", "[row ../a]\n", "line 1: the name of a row is made of small letters"},
     {"KeyInTwoRows", "[row a]\nkeys = 1, 2\n[row b]\nkeys = 3, 2\n",
      "line 4: keys: the key 2 is in a row already"},
     {"RestitutionOfMoreThanAll", "[strike a]\nbounce = 3, 1 ms, 1.1\n",

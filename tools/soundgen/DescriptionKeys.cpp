@@ -50,7 +50,7 @@ void readBand(LineValues& values, double& from, double& to) {
 
 void readIdentifier(SetDescription& set, LineValues& values) {
     set.id = values.word();
-    if (set.id.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") != std::string::npos) {
+    if (!isIdentifier(set.id)) {
         values.fail("an identifier is made of small letters, digits and '-'");
     }
 }

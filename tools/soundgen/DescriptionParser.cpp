@@ -85,7 +85,11 @@ class Parser {
         } else if (kind == "rub") {
             readKeys(named(set_.rubs, head));
         } else if (kind == "row") {
-            readKeys(named(set_.rows, head));
+            Row& row = named(set_.rows, head);
+            if (!isIdentifier(row.name)) {
+                failAtLine(head.place, "the name of a row is made of small letters, digits and '-'");
+            }
+            readKeys(row);
         } else if (kind == "include") {
             // Its part stands before it.
             if (atKey()) {

@@ -113,6 +113,11 @@ void LineValues::fail(const std::string& what) const {
     failAtLine(place_, std::string(key_) + ": " + what);
 }
 
+bool isIdentifier(std::string_view text) noexcept {
+    return !text.empty() &&
+           text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") == std::string_view::npos;
+}
+
 std::vector<DescriptionLine> splitDescription(std::string_view text, std::string_view part) {
     std::vector<DescriptionLine> lines;
     std::size_t number = 0;

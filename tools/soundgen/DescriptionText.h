@@ -54,6 +54,9 @@ class LineValues {
     std::size_t next_ = 0;
 };
 
+/// Whether a text is fit to be part of a file's name: small letters, digits and '-', and not empty.
+[[nodiscard]] bool isIdentifier(std::string_view text) noexcept;
+
 /// Splits a text into its lines: blank lines and all from "#" on are dropped. The lines refer to the text and
 /// to the name of the part that it is. Throws `DescriptionError` for a line that is neither a head nor a key.
 [[nodiscard]] std::vector<DescriptionLine> splitDescription(std::string_view text, std::string_view part);
