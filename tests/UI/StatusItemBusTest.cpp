@@ -1,9 +1,8 @@
 #include "Platform/TraySelection.h"
 #include "UI/StatusItem.h"
 #include "fakes/FakePanel.h"
+#include "support/DisplayProgram.h"
 #include "support/PrivateBus.h"
-#include "support/PrivateXServer.h"
-#include "support/WidgetProgram.h"
 
 #include <QDBusArgument>
 
@@ -17,16 +16,12 @@ using test::pumpUntil;
 using testing::ElementsAre;
 
 /// With a display, since without one the toolkit shows no status items at all, and a bus of its own.
-class BusProgram final : public test::WidgetProgram {
+class BusProgram final : public test::DisplayProgram {
     void prepare() override {
-        ASSERT_TRUE(server_.start());
-        setenv("DISPLAY", server_.display().c_str(), 1);
-        setenv("QT_QPA_PLATFORM", "xcb", 1);
+        DisplayProgram::prepare();
         ASSERT_TRUE(bus_.start());
     }
-    void started() override { QCoreApplication::setApplicationName("Keysong"); }
 
-    test::PrivateXServer server_;
     test::PrivateBus bus_;
 };
 [[maybe_unused]] const auto* const program = testing::AddGlobalTestEnvironment(new BusProgram); // taken over
