@@ -8,6 +8,8 @@
 
 #include <linux/input-event-codes.h>
 
+#include <chrono>
+
 #include "../App/ModelFixture.h"
 
 namespace keysong {
@@ -132,6 +134,20 @@ TEST_F(StatusItemTrayTest, AHotkeyCountsOnceWhetherTheMenuIsOpenOrNot) {
         EXPECT_EQ(togglesOf(KEY_K), 1) << "from the open menu, button " << button;
         EXPECT_FALSE(menuIsOpen());
     }
+    // Held from before the menu closes until after it: the server repeats after 20 ms, every 10 ms.
+    click(1);
+    ASSERT_TRUE(soon(menuIsOpen));
+    const int before = toggles;
+    for (const int code : {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}) {
+        hands.key(XTestClient::injected, code, true);
+    }
+    const auto released = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+    ASSERT_TRUE(soon([&] { return std::chrono::steady_clock::now() > released; }));
+    for (const int code : {KEY_K, KEY_LEFTALT, KEY_LEFTCTRL}) {
+        hands.key(XTestClient::injected, code, false);
+    }
+    EXPECT_EQ(togglesOf(KEY_K), 1);
+    EXPECT_EQ(toggles, before + 2) << "a held key counts once";
     // With a window of the program in front.
     QWidget window;
     window.show();
