@@ -1,10 +1,11 @@
-#include "Platform/TraySelection.h"
+#include "Platform/linux/X11TraySelection.h"
 #include "UI/StatusItem.h"
 #include "fakes/FakePanel.h"
+#include "fakes/FakeTray.h"
 #include "support/DisplayProgram.h"
 #include "support/PrivateBus.h"
 
-#include <QDBusArgument>
+#include <chrono>
 
 #include "../App/ModelFixture.h"
 
@@ -24,7 +25,8 @@ class BusProgram final : public test::DisplayProgram {
 
     test::PrivateBus bus_;
 };
-[[maybe_unused]] const auto* const program = testing::AddGlobalTestEnvironment(new BusProgram); // taken over
+auto* const program = new BusProgram; // taken over
+[[maybe_unused]] const auto* const added = testing::AddGlobalTestEnvironment(program);
 
 std::vector<std::string> texts(const FakePanel::MenuItem& menu) {
     std::vector<std::string> all;
@@ -89,6 +91,19 @@ TEST_F(StatusItemBusTest, ReturnsWithEveryPanel) {
         EXPECT_EQ(panel->greatestAlpha(), 255);
     }
     EXPECT_THAT(hosts, ElementsAre(true, false, true, false, true, false, true));
+}
+
+TEST_F(StatusItemBusTest, WaitsALittleForThisKindOfPanelWhereThereIsATray) {
+    test::FakeTray tray(program->display());
+    model->bootstrap();
+    settle();
+    item = std::make_unique<StatusItem>(*model, makeX11TraySelection(), [] {});
+    const auto soon = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+    ASSERT_TRUE(pumpUntil([&] { return std::chrono::steady_clock::now() > soon; }));
+    panel.emplace();
+    expectShown();
+    tray.process();
+    EXPECT_EQ(tray.embedded, 0);
 }
 
 TEST_F(StatusItemBusTest, APanelMayGoWhileTheWatcherStays) {
