@@ -1,5 +1,7 @@
 #include "UI/ApplicationIcons.h"
 
+#include "App/AppEquivalents.h"
+
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QPainter>
@@ -51,7 +53,11 @@ QIcon applicationIcon(const std::string& iconName) {
 
 ApplicationFace applicationFace(InstalledApplications& applications, const std::string& id) {
     const auto list = applications.list();
-    const auto found = std::ranges::find(*list, id, &InstalledApplication::id);
+    auto found = std::ranges::find(*list, id, &InstalledApplication::id);
+    if (found == list->end()) {
+        found = std::ranges::find_if(
+            *list, [&](const InstalledApplication& each) { return meansApplication(id, each.id); });
+    }
     if (found == list->end()) {
         return {QString::fromStdString(id), generalIcon()};
     }

@@ -18,8 +18,8 @@ struct ApplicationFace {
     QIcon icon;
 };
 
-/// The name and icon of the application with the identifier; the identifier and a general icon where it is
-/// not installed. Main thread.
+/// The name and icon of the application with the identifier or an equivalent of it; the identifier and a
+/// general icon where it is not installed. Main thread.
 [[nodiscard]] ApplicationFace applicationFace(InstalledApplications& applications, const std::string& id);
 
 } // namespace keysong

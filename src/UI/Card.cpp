@@ -30,7 +30,6 @@ Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
     setWordWrap(true);
     setTextFormat(Qt::PlainText);
     setForegroundRole(QPalette::PlaceholderText);
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     QFont smaller = font();
     smaller.setPointSizeF(smaller.pointSizeF() * 0.92);
     setFont(smaller);
@@ -50,6 +49,7 @@ void Card::addContent(QWidget* content) {
 
 QWidget* Card::addRow(const QString& label, QWidget* control, const QString& caption) {
     auto* const row = new QWidget(this);
+    row->setMinimumHeight(fontMetrics().height() + 2 * (rowPadding + 4));
     auto* const lines = new QVBoxLayout(row);
     lines->setContentsMargins(0, rowPadding, 0, rowPadding);
     lines->setSpacing(2);

@@ -1,5 +1,6 @@
 #include "UI/SettingsControls.h"
 #include "UI/SettingsSections.h"
+#include "UI/Symbols.h"
 
 #include <QDesktopServices>
 #include <QHBoxLayout>
@@ -27,8 +28,9 @@ QWidget* beside(QLabel* value, QPushButton* button, QWidget* parent) {
 
 void confirmReset(AppModel& model, QWidget* window) {
     auto* const dialog =
-        new QMessageBox(QMessageBox::Warning, QString(), SettingsSection::tr("Reset the key count?"),
-                        QMessageBox::NoButton, window);
+        new QMessageBox(QMessageBox::NoIcon, SettingsSection::tr("Keysong"),
+                        SettingsSection::tr("Reset the key count?"), QMessageBox::NoButton, window);
+    dialog->setIconPixmap(symbolIcon(Symbol::warningTriangle).pixmap({36, 36}, dialog->devicePixelRatioF()));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowModality(Qt::WindowModal);
     dialog->setInformativeText(SettingsSection::tr("This cannot be undone."));

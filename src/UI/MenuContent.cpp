@@ -1,6 +1,7 @@
 #include "UI/MenuContent.h"
 
 #include "App/AppModel.h"
+#include "UI/FixedDigits.h"
 
 #include <QFontMetrics>
 #include <QKeyEvent>
@@ -24,6 +25,7 @@ MenuContent::MenuContent(AppModel& model, MenuDrawer drawer, std::function<void(
     addSeparator();
     total_ = addAction(QString());
     total_->setEnabled(false);
+    total_->setFont(withFixedDigits(font()));
     addSeparator();
     settings_ = addAction("Settings…");
     settings_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_C);

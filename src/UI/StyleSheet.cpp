@@ -16,7 +16,11 @@ QPushButton:disabled { color: palette(link-visited); background: transparent; }
 QPushButton:default {
     background: palette(highlight); color: palette(highlighted-text); border-color: palette(highlight);
 }
-QPushButton:default:focus { border: 2px solid palette(window-text); }
+QPushButton:default:focus { border: 2px solid palette(light); padding: 3px 12px; }
+
+QDialogButtonBox, QMessageBox { dialogbuttonbox-buttons-have-icons: 0; }
+QMessageBox QLabel#qt_msgbox_label { font-weight: 600; }
+QMessageBox QLabel#qt_msgbox_informativelabel { min-width: 220px; }
 
 QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 4px; }
 QToolButton:hover, QToolButton:pressed { background: palette(mid); }
@@ -33,9 +37,10 @@ QComboBox:focus { border: 2px solid palette(highlight); padding: 3px 9px; }
 QComboBox:disabled { color: palette(link-visited); }
 QComboBox::drop-down { border: none; width: 26px; }
 QComboBox::down-arrow { image: none; width: 0; height: 0; }
-QComboBox QAbstractItemView {
+QComboBox QAbstractItemView, QComboBox QAbstractItemView:focus {
+    border: 1px solid palette(mid);
     background: palette(alternate-base); color: palette(text);
-    border: 1px solid palette(mid); border-radius: 0; padding: 4px; outline: none;
+    border-radius: 0; padding: 4px; outline: none;
     selection-background-color: palette(highlight); selection-color: palette(highlighted-text);
 }
 
@@ -46,6 +51,11 @@ QLineEdit, QPlainTextEdit, QListView {
 }
 QLineEdit { padding: 4px 8px; min-height: 18px; }
 QLineEdit:focus, QPlainTextEdit:focus, QListView:focus { border-color: palette(highlight); }
+QLabel#command {
+    background: palette(base); color: palette(text);
+    border: 1px solid palette(mid); border-radius: 6px; padding: 8px;
+}
+QLabel#command:focus { border-color: palette(highlight); }
 QListView { outline: none; padding: 3px; }
 QListView::item { padding: 4px 6px; border-radius: 4px; }
 QListView::item:selected { background: palette(highlight); color: palette(highlighted-text); }

@@ -82,6 +82,9 @@ QPalette Theme::palette(Scheme scheme) {
         set(role, colors.text, faint);
     }
     set(QPalette::Highlight, colors.accent, blend(colors.accent, colors.card, 0.4));
+    const QColor accent(colors.accent);
+    const QColor edge = scheme == Scheme::dark ? accent.lighter(150) : accent.darker(170);
+    set(QPalette::Light, edge, edge);
     set(QPalette::Link, colors.accent, faint);
     return palette;
 }

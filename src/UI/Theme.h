@@ -14,7 +14,7 @@ namespace keysong {
 /// Everything that is drawn takes its colours from the widget's palette, where some roles have one meaning:
 /// Window the background, AlternateBase a card, Base a field, Mid a thin line, Midlight what is switched off,
 /// PlaceholderText secondary text (for style sheets, which do not know that role, LinkVisited), Highlight the
-/// accent.
+/// accent, Light an edge that is seen on the accent.
 ///
 /// Main thread. Make one, after the application and before the first widget.
 class Theme final : public QObject {

@@ -1,13 +1,14 @@
 #include "UI/MenuContent.h"
 
+#include "App/ModelFixture.h"
+#include "UI/FixedDigits.h"
 #include "support/WidgetProgram.h"
 
 #include <QAction>
+#include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QLocale>
 #include <QScreen>
-
-#include "../App/ModelFixture.h"
 
 namespace keysong {
 namespace {
@@ -173,6 +174,18 @@ TEST_F(MenuContentTest, TheTotalIsWrittenAsTheLocaleWritesNumbers) {
     EXPECT_NO_THROW(item("12,345 keys", *menu));
     model->resetStats();
     EXPECT_NO_THROW(item("0 keys", *menu));
+}
+
+TEST_F(MenuContentTest, TheTotalKeepsItsWidthWhileItsDigitsChange) {
+    launch();
+    for (const char* family : {"DejaVu Sans", "Inter", "DejaVu Sans Mono"}) {
+        QFont font(family);
+        font.setPixelSize(17);
+        const QFontMetricsF metrics(withFixedDigits(font));
+        EXPECT_EQ(metrics.horizontalAdvance("111,111"), metrics.horizontalAdvance("404,404")) << family;
+        EXPECT_EQ(withFixedDigits(font).pixelSize(), 17);
+    }
+    EXPECT_EQ(item("0 keys", *menu).font().family(), withFixedDigits(menu->font()).family());
 }
 
 TEST_F(MenuContentTest, NamesFromOutsideCannotSpoilTheMenu) {

@@ -1,3 +1,4 @@
+#include "App/ModelFixture.h"
 #include "Platform/linux/X11TraySelection.h"
 #include "UI/StatusItem.h"
 #include "fakes/FakePanel.h"
@@ -6,8 +7,6 @@
 #include "support/PrivateBus.h"
 
 #include <chrono>
-
-#include "../App/ModelFixture.h"
 
 namespace keysong {
 namespace {

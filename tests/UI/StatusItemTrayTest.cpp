@@ -1,3 +1,4 @@
+#include "App/ModelFixture.h"
 #include "Platform/linux/X11Hotkeys.h"
 #include "Platform/linux/X11TraySelection.h"
 #include "UI/StatusItem.h"
@@ -9,8 +10,6 @@
 #include <linux/input-event-codes.h>
 
 #include <chrono>
-
-#include "../App/ModelFixture.h"
 
 namespace keysong {
 namespace {
