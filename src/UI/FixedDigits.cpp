@@ -2,6 +2,7 @@
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
+#include <QStringList>
 #include <algorithm>
 #include <string_view>
 
@@ -26,9 +27,9 @@ QFont withFixedDigits(const QFont& font) {
         if (hasFixedDigits(candidate)) {
             return candidate;
         }
-        candidate.setFamilies({family});
+        candidate.setFamilies(QStringList(family));
     }
-    candidate.setFamilies({QFontDatabase::systemFont(QFontDatabase::FixedFont).family()});
+    candidate.setFamilies(QFontDatabase::systemFont(QFontDatabase::FixedFont).families());
     return hasFixedDigits(candidate) ? candidate : font;
 }
 
