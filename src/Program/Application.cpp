@@ -24,6 +24,7 @@
 #include <system_error>
 
 #include "Program/DesktopSession.h"
+#include "Program/LastFlush.h"
 
 namespace keysong {
 
@@ -114,6 +115,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     remote.attach(model, quit);
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
+    const LastFlush lastFlush([&model] { model.prepareToTerminate(); });
     model.bootstrap();
     QCoreApplication::exec();
     model.prepareToTerminate();

@@ -76,6 +76,7 @@ class ApplicationTest : public testing::Test {
 };
 
 TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
+    setting.environment["DISPLAY"] = ""; // without a display the log tells of what would be shown
     ChildProcess programs[5];
     for (int i = 0; i < 5; ++i) {
         programs[i].start({KEYSONG_PROGRAM}, loggingTo("log" + std::to_string(i)));
@@ -141,6 +142,15 @@ TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsL
     EXPECT_EQ(control({"status"}), "");
     launch(program); // the killed one left the settings whole
     EXPECT_EQ(control({"volume"}), "0.25\n");
+    const std::string before = control({"stats"});
+    hands.tap(keyboard, KEY_A);
+    EXPECT_TRUE(eventually([&] { return control({"stats"}) != before; }));
+    const std::string counted = control({"stats"});
+    server.kill(); // takes the program along, but nothing that it counted
+    EXPECT_NE(program.wait(), 0);
+    ASSERT_TRUE(server.start());
+    launch(program);
+    EXPECT_EQ(control({"stats"}), counted);
 }
 
 } // namespace

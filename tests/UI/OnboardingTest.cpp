@@ -1,6 +1,7 @@
 #include "App/ModelFixture.h"
 #include "UI/OnboardingWindow.h"
 #include "fakes/FakeKeyboardAccess.h"
+#include "support/WidgetProgram.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -9,7 +10,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QtTest/QTest>
-#include <array>
 
 namespace keysong::test {
 namespace {
@@ -18,16 +18,10 @@ using Outcome = KeyboardAccess::Outcome;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
+[[maybe_unused]] const auto* const program = testing::AddGlobalTestEnvironment(new WidgetProgram);
+
 class OnboardingTest : public ModelFixture {
   public:
-    static void SetUpTestSuite() {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int count = 1;
-        static std::array<char, 8> name{"keysong"};
-        static std::array<char*, 2> words{name.data(), nullptr};
-        static const QApplication application(count, words.data());
-    }
-
     /// Trust comes, as the model finds it by asking once a second.
     void trust() {
         input.trusted = true;
