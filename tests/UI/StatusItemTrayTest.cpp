@@ -155,5 +155,21 @@ TEST_F(StatusItemTrayTest, AHotkeyCountsOnceWhetherTheMenuIsOpenOrNot) {
     EXPECT_EQ(togglesOf(KEY_K), 1);
 }
 
+TEST(X11TraySelection, EndsWithItsServer) {
+    test::PrivateXServer server;
+    ASSERT_TRUE(server.start());
+    const FakeTray tray(server.display());
+    setenv("DISPLAY", server.display().c_str(), 1);
+    const auto selection = makeX11TraySelection();
+    setenv("DISPLAY", ":12345", 1);
+    EXPECT_EQ(makeX11TraySelection(), nullptr);
+    setenv("DISPLAY", program->display().c_str(), 1);
+    ASSERT_NE(selection, nullptr);
+    EXPECT_TRUE(test::pumpUntil([&] { return selection->dispatch() && selection->isOwned(); }));
+    server.kill();
+    EXPECT_TRUE(test::pumpUntil([&] { return !selection->dispatch(); }));
+    EXPECT_FALSE(selection->isOwned());
+}
+
 } // namespace
 } // namespace keysong
