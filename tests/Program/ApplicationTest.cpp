@@ -3,6 +3,7 @@
 #include "fakes/FakeTray.h"
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
+#include "support/PrivateSway.h"
 #include "support/PrivateXServer.h"
 #include "support/TempFolder.h"
 #include "support/XTestClient.h"
@@ -172,6 +173,36 @@ TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsL
     ASSERT_TRUE(server.start());
     launch(program);
     EXPECT_EQ(control({"stats"}), counted);
+}
+
+TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
+    const std::string missing = PrivateSway::missingProgram();
+    if (!missing.empty()) {
+        GTEST_SKIP() << missing << " is not installed";
+    }
+    PrivateSway sway;
+    ASSERT_TRUE(sway.start());
+    setting.environment["DISPLAY"] = "";
+    setting.environment.erase("WAYLAND_DISPLAY");
+    home.write(".config/com.orlen.keysong/preferences.json", R"({"mutedApps":["second"]})");
+    const auto sleeps = [&](bool asleep) {
+        return eventually(
+            [&] { return (control({"status"}).find("asleep") != std::string::npos) == asleep; });
+    };
+    ChildProcess program;
+    program.start({KEYSONG_PROGRAM}, loggingTo("log"));
+    EXPECT_TRUE(sleeps(false)) << textOf("log");
+    sway.openWindow("first");
+    sway.openWindow("second");
+    EXPECT_TRUE(sleeps(true)) << textOf("log") << control({"status", "--json"});
+    ASSERT_TRUE(sway.command("[app_id=\"first\"] focus"));
+    EXPECT_TRUE(sleeps(false));
+    ASSERT_TRUE(sway.command("[app_id=\"second\"] focus"));
+    EXPECT_TRUE(sleeps(true));
+    EXPECT_EQ(control({"settings"}), ""); // its window comes to the front and is not muted
+    EXPECT_TRUE(sleeps(false)) << textOf("log");
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0);
 }
 
 } // namespace
