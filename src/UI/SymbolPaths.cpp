@@ -209,6 +209,14 @@ QPainterPath signPath(const PixelGrid& grid, bool plus) {
     return path;
 }
 
+QPainterPath checkMarkPath(const PixelGrid& grid) {
+    QPainterPath line;
+    line.moveTo(grid.exact(3.2), grid.exact(8.6));
+    line.lineTo(grid.exact(6.5), grid.exact(11.9));
+    line.lineTo(grid.exact(12.8), grid.exact(4.4));
+    return stroked(line, std::max(1.5, grid.exact(1.9)));
+}
+
 } // namespace
 
 QPainterPath symbolPath(Symbol symbol, int side) {
@@ -234,6 +242,8 @@ QPainterPath symbolPath(Symbol symbol, int side) {
         return signPath(grid, true);
     case Symbol::minus:
         return signPath(grid, false);
+    case Symbol::checkMark:
+        return checkMarkPath(grid);
     }
     return {};
 }
