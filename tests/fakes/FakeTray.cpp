@@ -53,7 +53,9 @@ void FakeTray::embed(xcb_window_t window) {
 
 void FakeTray::pointAtSymbol() const {
     xcb_warp_pointer(connection_.get(), XCB_NONE, root_, 0, 0, 0, 0, side / 2, side / 2);
-    xcb_flush(connection_.get());
+    // A round trip: another client may click as soon as this returns.
+    (void)xcbRef(
+        xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
 }
 
 xcb_atom_t FakeTray::atom(std::string_view name) const {

@@ -23,7 +23,7 @@ class FakeTray {
     /// How many windows asked to be embedded.
     int embedded = 0;
 
-    /// Puts the pointer on the newest of them.
+    /// Puts the pointer on the newest of them. It is there when this returns.
     void pointAtSymbol() const;
 
   private:
