@@ -73,7 +73,8 @@ class ApplicationTest : public testing::Test {
 
     TempFolder home;
     PrivateBus bus;
-    PrivateXServer server;
+    /// Large enough for a menu beside the pointer.
+    PrivateXServer server{"800x600x24"};
     ChildProcess::Setting setting;
 };
 
