@@ -1,39 +1,18 @@
 #include "Audio/AudioDevTest.h"
 
 #include "Audio/SoundLibrary.h"
+#include "fakes/FakePlaces.h"
 #include "support/EngineFixture.h"
+#include "support/PlainThreads.h"
 
 #include <condition_variable>
-#include <map>
 
 namespace keysong::test {
 namespace {
 
-class TestPlaces final : public Places {
-  public:
-    std::map<std::string, std::string> variables;
-    std::filesystem::path root;
-
-    [[nodiscard]] std::optional<std::string> environment(const std::string& name) const override {
-        const auto at = variables.find(name);
-        return at != variables.end() ? std::optional(at->second) : std::nullopt;
-    }
-    [[nodiscard]] std::filesystem::path home() const override { return root; }
-    [[nodiscard]] std::filesystem::path userData() const override { return root / "data"; }
-    [[nodiscard]] std::filesystem::path userConfig() const override { return root / "config"; }
-    [[nodiscard]] std::filesystem::path resources() const override { return root; }
-};
-
 class PlainOrder final : public TextOrder {
   public:
     [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
-};
-
-class PlainThreads final : public Threads {
-  public:
-    [[nodiscard]] std::thread start(ThreadAttributes, std::function<void()> body) override {
-        return std::thread(std::move(body));
-    }
 };
 
 struct Outcome {
@@ -44,7 +23,7 @@ struct Outcome {
 
 class AudioDevTestTest : public testing::Test {
   public:
-    AudioDevTestTest() { places.root = folder.path(); }
+    AudioDevTestTest() { places.resourcesFolder = folder.path(); }
 
     template <typename Mode>
     Outcome run(Mode mode, std::vector<std::string_view> arguments = {}) {
@@ -99,7 +78,7 @@ class AudioDevTestTest : public testing::Test {
     [[nodiscard]] std::filesystem::path sounds() const { return SoundLibrary::directory(places); }
 
     TempFolder folder;
-    TestPlaces places;
+    FakePlaces places;
     PlainOrder order;
     PlainThreads threads;
     ConstantAudioFiles files;

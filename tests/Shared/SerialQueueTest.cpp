@@ -1,6 +1,7 @@
 #include "Shared/SerialQueue.h"
 
 #include "support/LogCapture.h"
+#include "support/PlainThreads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,13 +15,6 @@ namespace {
 
 using std::chrono::hours;
 using std::chrono::milliseconds;
-
-class PlainThreads final : public Threads {
-  public:
-    [[nodiscard]] std::thread start(ThreadAttributes, std::function<void()> body) override {
-        return std::thread(std::move(body));
-    }
-};
 
 struct SerialQueueTest : testing::Test {
     PlainThreads threads;

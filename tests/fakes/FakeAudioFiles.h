@@ -9,8 +9,8 @@
 
 namespace keysong::test {
 
-/// Audio files that exist only in a test's memory. Not for several threads.
-class FakeAudioFiles final : public AudioFiles {
+/// Audio files that exist only in a test's memory.
+class FakeAudioFiles : public AudioFiles {
   public:
     struct File {
         AudioFormat format{48000, 1};
@@ -21,6 +21,8 @@ class FakeAudioFiles final : public AudioFiles {
 
     /// By whole path.
     std::map<std::string, File> files;
+    /// What every other path holds; these may be opened by several threads.
+    std::optional<File> others;
     bool convertible = true;
     /// What conversion returns.
     std::vector<float> converted{0.5F};
@@ -31,8 +33,11 @@ class FakeAudioFiles final : public AudioFiles {
     mutable std::vector<float> convertedFrom;
 
     [[nodiscard]] std::unique_ptr<AudioFileReader> open(const std::filesystem::path& path) const override {
-        opened.push_back(path.string());
         const auto found = files.find(path.string());
+        if (found == files.end() && others) {
+            return std::make_unique<Reader>(*others);
+        }
+        opened.push_back(path.string());
         if (found == files.end()) {
             throw AudioFileError("no such file");
         }

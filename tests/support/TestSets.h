@@ -1,54 +1,23 @@
 #pragma once
 
 #include "Audio/SoundSet.h"
-#include "Platform/AudioFile.h"
+#include "fakes/FakeAudioFiles.h"
 #include "support/TempFolder.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace keysong::test {
 
 /// Every file is a mono recording at 48 kHz that holds 0.5 throughout, whatever is on the disk.
-class ConstantAudioFiles final : public AudioFiles {
-  public:
-    explicit ConstantAudioFiles(std::size_t frames = 480) : frames_(frames) {}
-
-    [[nodiscard]] std::unique_ptr<AudioFileReader> open(const std::filesystem::path&) const override {
-        return std::make_unique<Reader>(frames_);
+struct ConstantAudioFiles final : FakeAudioFiles {
+    explicit ConstantAudioFiles(std::size_t frames = 480) {
+        others = File{{48000, 1}, std::vector<float>(frames, 0.5F), std::nullopt};
+        convertible = false;
     }
-    [[nodiscard]] bool canConvert(const AudioFormat&, const AudioFormat&) const override { return false; }
-    [[nodiscard]] std::vector<float> convert(std::span<const float>, const AudioFormat&, const AudioFormat&,
-                                             std::size_t) const override {
-        throw AudioFileError("nothing to convert");
-    }
-
-  private:
-    class Reader final : public AudioFileReader {
-      public:
-        explicit Reader(std::size_t frames) : length_(frames), left_(frames) {}
-        [[nodiscard]] AudioFormat format() const override { return {48000, 1}; }
-        [[nodiscard]] std::int64_t lengthFrames() const override {
-            return static_cast<std::int64_t>(length_);
-        }
-        std::size_t read(std::span<float> frames) override {
-            const std::size_t count = std::min(left_, frames.size());
-            std::fill_n(frames.begin(), count, 0.5F);
-            left_ -= count;
-            return count;
-        }
-
-      private:
-        std::size_t length_;
-        std::size_t left_;
-    };
-
-    std::size_t frames_;
 };
 
 /// Writes a set's folder: three files for keys going down, one for keys coming up, one for the left
