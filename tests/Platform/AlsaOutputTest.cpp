@@ -2,6 +2,7 @@
 #include "Platform/linux/AlsaOutput.h"
 
 #include "Platform/linux/MonotonicClock.h"
+#include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PacedPcm.h"
 #include "support/PlainThreads.h"
@@ -24,22 +25,10 @@
 namespace keysong {
 namespace {
 
+using test::eventually;
 using test::PacedCard;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-/// Polls, since a card's clock cannot be hurried.
-template <typename Condition>
-[[nodiscard]] bool becomesTrue(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 /// Plays a staircase: every frame has a value of its own, the right side its negative.
 class Staircase final : public AudioRenderer {
@@ -66,7 +55,7 @@ class Staircase final : public AudioRenderer {
     }
 
     [[nodiscard]] bool reaches(std::size_t count) const {
-        return becomesTrue([&] { return count_ >= count; });
+        return eventually([&] { return count_ >= count; });
     }
     [[nodiscard]] std::size_t count() const { return count_; }
     /// Once the output has stopped.
@@ -253,11 +242,11 @@ TEST_F(AlsaOutputTest, ACardThatRanDryOrSleptPlaysOn) {
     ASSERT_TRUE(renderer_.reaches(5));
     const auto unprovoked = output().xruns();
     card_.pendingXruns = 1;
-    ASSERT_TRUE(becomesTrue([&] { return output().xruns() > unprovoked; }));
+    ASSERT_TRUE(eventually([&] { return output().xruns() > unprovoked; }));
     ASSERT_TRUE(renderer_.reaches(renderer_.count() + 5));
     const int prepared = card_.timesPrepared();
     card_.pendingSleeps = 1;
-    ASSERT_TRUE(becomesTrue([&] { return card_.timesPrepared() > prepared; }));
+    ASSERT_TRUE(eventually([&] { return card_.timesPrepared() > prepared; }));
     ASSERT_TRUE(renderer_.reaches(renderer_.count() + 5));
     EXPECT_TRUE(output().isRunning());
     EXPECT_EQ(changes_, 0);
@@ -280,12 +269,12 @@ TEST_P(AlsaOutputLosses, TheOutputStopsByItselfSaysSoAndStartsAgain) {
     output().start();
     ASSERT_TRUE(renderer_.reaches(5));
     GetParam().befall(card_);
-    ASSERT_TRUE(becomesTrue([&] { return changes_ > 0; }));
+    ASSERT_TRUE(eventually([&] { return changes_ > 0; }));
     EXPECT_FALSE(output().isRunning());
     EXPECT_NE(handlerThread_.load(), std::this_thread::get_id());
     card_.reset();
     touchNodes();
-    ASSERT_TRUE(becomesTrue([&] { return output().canPlay(); }));
+    ASSERT_TRUE(eventually([&] { return output().canPlay(); }));
     const std::size_t before = renderer_.count();
     output().start();
     EXPECT_TRUE(renderer_.reaches(before + 5));
@@ -335,7 +324,7 @@ TEST_F(AlsaOutputTest, ASoundServerThatComesLaterIsFound) {
     card_.openError = -ECONNREFUSED;
     EXPECT_FALSE(output().canPlay());
     card_.openError = 0;
-    ASSERT_TRUE(becomesTrue([&] { return changes_ > 0; }));
+    ASSERT_TRUE(eventually([&] { return changes_ > 0; }));
     EXPECT_EQ(startError(), "");
 }
 
@@ -354,20 +343,20 @@ TEST_F(AlsaOutputTest, ListenersHearOfDevicesThatComeAndGo) {
     // The first card brings the folder of the nodes along.
     configure("type keysong_paced");
     std::filesystem::create_directory(folder_.path() / "snd");
-    ASSERT_TRUE(becomesTrue([&] { return defaults == 1 && changes_ > 0; }));
+    ASSERT_TRUE(eventually([&] { return defaults == 1 && changes_ > 0; }));
     EXPECT_EQ(lists, 1);
     const auto first = devices.defaultOutputDevice();
 
     devices.removeListener(DeviceListProperty::devices, onList);
     card_.attached = false;
     touchNodes();
-    ASSERT_TRUE(becomesTrue([&] { return defaults == 2; }));
+    ASSERT_TRUE(eventually([&] { return defaults == 2; }));
     EXPECT_FALSE(output().canPlay());
 
     // The right to a node comes later than the node.
     card_.attached = true;
     std::filesystem::permissions(folder_.path() / "snd/pcmC0D0p", std::filesystem::perms::owner_all);
-    ASSERT_TRUE(becomesTrue([&] { return defaults == 3; }));
+    ASSERT_TRUE(eventually([&] { return defaults == 3; }));
     EXPECT_EQ(devices.defaultOutputDevice(), first);
     EXPECT_EQ(lists, 1);
 }

@@ -163,36 +163,28 @@ std::string receivedByJournal(Write write) {
 }
 
 TEST(LogSinks, AJournalGetsEveryField) {
-    const auto isComplete = [](const char* privacy, bool showsPrivate) {
-        return test::inPrivateTmpfs("/run", "", [=] {
+    for (const auto& [privacy, showsPrivate] : {std::pair{"", false}, {"1", true}}) {
+        test::inPrivateTmpfs("/run", "", [=] {
             const std::string datagram = receivedByJournal([=] {
                 test::FakePlaces places;
                 places.homeFolder = "/run";
                 places.variables["KEYSONG_LOG_PRIVATE"] = privacy;
                 makeLogSink(places)->write(record(LogLevel::error, "no <private>", "no secret"));
             });
-            bool complete =
-                (datagram.find("\nMESSAGE_PRIVATE=no secret\n") != std::string::npos) == showsPrivate;
+            EXPECT_EQ(datagram.find("\nMESSAGE_PRIVATE=no secret\n") != std::string::npos, showsPrivate);
             for (const char* const field :
                  {"MESSAGE=no <private>\n", "PRIORITY=3\n", "SYSLOG_IDENTIFIER=keysong\n",
                   "SUBSYSTEM=com.orlen.keysong\n", "CATEGORY=app\n", "LEVEL=error\n"}) {
-                complete = complete && datagram.find(field) != std::string::npos;
+                EXPECT_THAT(datagram, HasSubstr(field));
             }
-            EXPECT_TRUE(complete) << datagram;
-            EXPECT_EQ(datagram.find("CODE_FILE"), std::string::npos);
+            EXPECT_THAT(datagram, testing::Not(HasSubstr("CODE_FILE")));
             EXPECT_FALSE(fs::exists("/run/.local"));
         });
-    };
-    const auto redacted = isComplete("", false);
-    if (!redacted) {
-        GTEST_SKIP() << "this machine does not allow a mount namespace";
     }
-    EXPECT_TRUE(*redacted);
-    EXPECT_TRUE(isComplete("1", true).value_or(false));
 }
 
 TEST(LogSinks, WithoutAJournalMessagesGoToAFileOrNowhere) {
-    const auto written = test::inPrivateTmpfs("/run", "", [] {
+    test::inPrivateTmpfs("/run", "", [] {
         test::FakePlaces places;
         EXPECT_EQ(makeLogSink(places), nullptr);
         places.homeFolder = "/run/home";
@@ -202,10 +194,6 @@ TEST(LogSinks, WithoutAJournalMessagesGoToAFileOrNowhere) {
         EXPECT_EQ(linesOf("/run/home/.local/state/keysong/keysong.log").size(), 1U);
         EXPECT_EQ(linesOf("/run/state/keysong/keysong.log").size(), 1U);
     });
-    if (!written) {
-        GTEST_SKIP() << "this machine does not allow a mount namespace";
-    }
-    EXPECT_TRUE(*written);
 }
 
 } // namespace

@@ -39,9 +39,9 @@ TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
     for (int attempt = 0; attempt < 4 && (times.empty() || positions.size() != times.size()); ++attempt) {
         times.clear();
         const std::string name = "monitor" + std::to_string(attempt) + ".wav";
-        const pid_t recorder = startRecording("test.sink.a", name);
+        ChildProcess recorder = startRecording("test.sink.a", name);
         playAtRandom(engine, times);
-        PrivatePipeWire::stop(recorder);
+        recorder.interrupt();
         positions = clicksIn(folder.path() / name);
     }
     ASSERT_EQ(positions.size(), times.size()) << "the recorder starved";

@@ -86,7 +86,7 @@ TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
         engine.play(SoundEvent::keyDown(0)); // harmless
         std::atomic<std::int64_t> soundAt = 0;
         std::thread watcher([&] {
-            eventually([&] { return output.isRunning() && engine.snapshot().running; });
+            static_cast<void>(eventually([&] { return output.isRunning() && engine.snapshot().running; }));
             soundAt = std::chrono::steady_clock::now().time_since_epoch().count();
         });
         const bool started = server.start();
@@ -179,12 +179,12 @@ TEST_F(PipeWireRecoveryTest, AnApplicationThatListensToAMicrophoneIsNoticed) {
     };
     ASSERT_TRUE(PrivatePipeWire::plugMicrophone("test.microphone"));
     // What records a sink hears no microphone.
-    const pid_t monitor = startRecording("test.sink.a", "monitor.wav");
+    ChildProcess monitor = startRecording("test.sink.a", "monitor.wav");
     EXPECT_FALSE(isInUse());
-    PrivatePipeWire::stop(monitor);
-    const pid_t recorder = PrivatePipeWire::recordMicrophone("test.microphone");
+    monitor.interrupt();
+    ChildProcess recorder = PrivatePipeWire::recordMicrophone("test.microphone");
     EXPECT_TRUE(eventually(isInUse));
-    PrivatePipeWire::stop(recorder);
+    recorder.interrupt();
     EXPECT_TRUE(eventually([&] { return !isInUse(); }));
     EXPECT_EQ(changes, 2);
     microphone.setWatching(false);

@@ -2,6 +2,7 @@
 
 #include "fakes/PumpedQueue.h"
 #include "support/PlainThreads.h"
+#include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -148,16 +148,13 @@ TEST_F(PolkitAccessTest, KnowsWhetherItCanAskAtAll) {
     EXPECT_EQ(answer.outcome, Outcome::failed);
     EXPECT_NE(answer.explanation.find("removed meanwhile"), std::string::npos) << answer.explanation;
 
-    const std::string path = std::getenv("PATH");
     executable("pkexec", "#!/bin/sh\n");
-    setenv("PATH", ("relative:" + folder.path().string()).c_str(), 1);
+    const ScopedVariable path("PATH", ("relative:" + folder.path().string()).c_str());
     const auto found = PolkitAccess::installedPrograms();
-    setenv("PATH", "", 1);
-    const auto none = PolkitAccess::installedPrograms();
-    setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(found.pkexec, folder.path() / "pkexec");
     EXPECT_EQ(found.helper.filename(), "keysong-grant-access") << "the build leaves it beside its programs";
-    EXPECT_TRUE(none.pkexec.empty());
+    const ScopedVariable nowhere("PATH", "");
+    EXPECT_TRUE(PolkitAccess::installedPrograms().pkexec.empty());
 }
 
 } // namespace

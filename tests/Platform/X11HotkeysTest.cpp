@@ -30,38 +30,34 @@ using testing::SizeIs;
 class OtherProgram {
   public:
     explicit OtherProgram(const std::string& display)
-        : connection_(connectXcb(display.c_str(), nullptr)),
-          root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root) {}
-    ~OtherProgram() { xcb_disconnect(connection_); }
-    OtherProgram(const OtherProgram&) = delete;
-    OtherProgram& operator=(const OtherProgram&) = delete;
+        : connection_(connectXcb(display.c_str(), nullptr)), root_(rootWindow(connection_.get(), 0)) {}
 
     /// True when the server grants it.
     [[nodiscard]] bool grab(int linuxCode, unsigned modifiers) const {
         const auto keycode = static_cast<std::uint8_t>(linuxCode + 8);
         return xcbRef(xcb_request_check(
-                   connection_,
-                   xcb_grab_key_checked(connection_, 0, root_, static_cast<std::uint16_t>(modifiers), keycode,
-                                        XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC))) == nullptr;
+                   connection_.get(),
+                   xcb_grab_key_checked(connection_.get(), 0, root_, static_cast<std::uint16_t>(modifiers),
+                                        keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC))) == nullptr;
     }
 
     /// Puts Num Lock into Mod3 and nothing into Mod2.
     void moveNumLock() const {
-        const auto old = xcbRef(
-            xcb_get_modifier_mapping_reply(connection_, xcb_get_modifier_mapping(connection_), nullptr));
+        const auto old = xcbRef(xcb_get_modifier_mapping_reply(
+            connection_.get(), xcb_get_modifier_mapping(connection_.get()), nullptr));
         const int perModifier = old->keycodes_per_modifier;
         std::vector<xcb_keycode_t> keys(xcb_get_modifier_mapping_keycodes(old.get()),
                                         xcb_get_modifier_mapping_keycodes(old.get()) + 8 * perModifier);
         std::swap_ranges(keys.begin() + 4 * perModifier, keys.begin() + 5 * perModifier,
                          keys.begin() + 5 * perModifier);
         const auto done = xcbRef(xcb_set_modifier_mapping_reply(
-            connection_, xcb_set_modifier_mapping(connection_, old->keycodes_per_modifier, keys.data()),
-            nullptr));
+            connection_.get(),
+            xcb_set_modifier_mapping(connection_.get(), old->keycodes_per_modifier, keys.data()), nullptr));
         ASSERT_EQ(done->status, XCB_MAPPING_STATUS_SUCCESS);
     }
 
   private:
-    xcb_connection_t* connection_;
+    XcbConnection connection_;
     xcb_window_t root_;
 };
 

@@ -2,11 +2,11 @@
 
 #include "Shared/Mutex.h"
 #include "Shared/TaskQueue.h"
+#include "support/Eventually.h"
 
 #include <chrono>
 #include <deque>
 #include <functional>
-#include <thread>
 #include <utility>
 
 namespace keysong::test {
@@ -30,18 +30,11 @@ class PumpedQueue final : public TaskQueue {
     /// Runs tasks, and `besides` in between, until the condition holds; false when that takes too long.
     [[nodiscard]] bool runUntil(
         const std::function<bool()>& condition, const std::function<void()>& besides = [] {}) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        for (;;) {
+        return eventually([&] {
             besides();
             run();
-            if (condition()) {
-                return true;
-            }
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
+            return condition();
+        });
     }
 
   private:

@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <sstream>
 #include <string_view>
 
 namespace keysong::test {
@@ -47,20 +45,6 @@ bool becomeUser(uid_t user) {
 
 } // namespace
 
-bool ChildProcess::isInstalled(const std::string& program) {
-    if (program.find('/') != std::string::npos) {
-        return access(program.c_str(), X_OK) == 0;
-    }
-    const char* path = std::getenv("PATH");
-    std::istringstream folders(path == nullptr ? "" : path);
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        if (access((folder + "/" + program).c_str(), X_OK) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 uid_t ChildProcess::ordinaryUser() {
     constexpr uid_t nobody = 65534;
     return geteuid() == 0 ? nobody : geteuid();
@@ -92,6 +76,13 @@ void ChildProcess::start(const std::vector<std::string>& words, const Setting& s
 void ChildProcess::kill() {
     if (process_ > 0) {
         ::kill(process_, SIGKILL);
+        wait();
+    }
+}
+
+void ChildProcess::interrupt() {
+    if (process_ > 0) {
+        ::kill(process_, SIGINT);
         wait();
     }
 }

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace keysong::test {
@@ -22,16 +23,15 @@ class ChildProcess {
 
     ChildProcess() = default;
     ~ChildProcess() { kill(); }
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
-
-    /// Whether a program is there to be started.
-    [[nodiscard]] static bool isInstalled(const std::string& program);
+    ChildProcess(ChildProcess&& other) noexcept : process_(std::exchange(other.process_, -1)) {}
 
     /// Starts a program, found by PATH where it has no slash, instead of the one that runs.
     void start(const std::vector<std::string>& words, const Setting& setting);
+    [[nodiscard]] bool isRunning() const { return process_ > 0; }
     /// Kills it at once, as a crash would.
     void kill();
+    /// Interrupts it as a person would, and waits for its end.
+    void interrupt();
     /// Waits for its end and returns its exit status.
     int wait();
 

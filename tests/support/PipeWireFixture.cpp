@@ -10,17 +10,6 @@ namespace keysong::test {
 
 using std::chrono::milliseconds;
 
-bool eventually(const std::function<bool()>& condition, milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(milliseconds(2));
-    }
-    return true;
-}
-
 std::vector<std::int64_t> clicksIn(const std::filesystem::path& file) {
     const auto reader = SndfileAudio().open(file);
     std::vector<float> frames(static_cast<std::size_t>(reader->lengthFrames()) * reader->format().channels);
@@ -44,9 +33,9 @@ std::shared_ptr<const SoundSet> PipeWireFixture::clickSet() {
     return SoundSet::load(folder.path() / "click", SoundEngine::renderFormat, SndfileAudio());
 }
 
-pid_t PipeWireFixture::startRecording(const std::string& sink, const std::string& name) {
+ChildProcess PipeWireFixture::startRecording(const std::string& sink, const std::string& name) {
     const auto file = folder.path() / name;
-    const pid_t recorder = PrivatePipeWire::record(sink, file.string());
+    ChildProcess recorder = PrivatePipeWire::record(sink, file.string());
     EXPECT_TRUE(eventually(
         [&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 20'000; }));
     return recorder;
@@ -56,13 +45,13 @@ int PipeWireFixture::heardOn(const std::string& sink, SoundEngine& engine) {
     // A recorder that starves for a moment loses a click: what is silent stays silent at every attempt.
     int heard = 0;
     for (int attempt = 0; attempt < 3 && heard != 3; ++attempt) {
-        const pid_t recorder = startRecording(sink, "heard.wav");
+        ChildProcess recorder = startRecording(sink, "heard.wav");
         for (int i = 0; i < 3; ++i) {
             engine.play(SoundEvent::keyDown(0));
             std::this_thread::sleep_for(milliseconds(50));
         }
         std::this_thread::sleep_for(milliseconds(150));
-        PrivatePipeWire::stop(recorder);
+        recorder.interrupt();
         heard = static_cast<int>(clicksIn(folder.path() / "heard.wav").size());
         std::filesystem::remove(folder.path() / "heard.wav");
     }

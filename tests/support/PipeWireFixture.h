@@ -4,6 +4,7 @@
 #include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/MonotonicClock.h"
 #include "Platform/linux/PipeWireOutput.h"
+#include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PrivatePipeWire.h"
 
@@ -13,7 +14,6 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <vector>
 
 namespace keysong::test {
@@ -33,10 +33,6 @@ class RememberingClock final : public Clock {
     mutable std::atomic<std::int64_t> last_ = 0;
 };
 
-/// Polls until the condition holds; false when the limit passed.
-bool eventually(const std::function<bool()>& condition,
-                std::chrono::milliseconds limit = std::chrono::milliseconds(10'000));
-
 /// The positions of single clicks in a recording.
 std::vector<std::int64_t> clicksIn(const std::filesystem::path& file);
 
@@ -48,7 +44,7 @@ class PipeWireFixture : public testing::Test {
     /// A set whose every sound is one click, without variation.
     std::shared_ptr<const SoundSet> clickSet();
     /// Starts a recorder on a sink's monitor and waits until it records; the file is in the folder.
-    pid_t startRecording(const std::string& sink, const std::string& name);
+    ChildProcess startRecording(const std::string& sink, const std::string& name);
     /// How many of three hits are heard on a sink, at the best of a few attempts.
     int heardOn(const std::string& sink, SoundEngine& engine);
 

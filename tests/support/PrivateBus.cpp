@@ -1,8 +1,8 @@
 #include "support/PrivateBus.h"
 
-#include <chrono>
+#include "support/Eventually.h"
+
 #include <cstdlib>
-#include <thread>
 
 namespace keysong::test {
 
@@ -21,14 +21,7 @@ bool PrivateBus::start() {
     const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     daemon_.start({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address},
                   {{{"HOME", folder_.path()}, {"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}}});
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (connect() == nullptr) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
+    return eventually([] { return connect() != nullptr; });
 }
 
 void PrivateBus::kill() {

@@ -1,15 +1,8 @@
 #include "support/PrivatePipeWire.h"
 
-#include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/Eventually.h"
 
-#include <chrono>
-#include <csignal>
 #include <cstdlib>
-#include <functional>
-#include <thread>
 
 namespace keysong::test {
 
@@ -41,17 +34,6 @@ stream_defaults.properties["restore-props"] = false
 stream_defaults.properties["restore-target"] = false
 )";
 
-bool waitUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
-
 } // namespace
 
 PrivatePipeWire::PrivatePipeWire() {
@@ -61,32 +43,19 @@ PrivatePipeWire::PrivatePipeWire() {
     std::filesystem::create_directories(folder_.path() / "run");
     std::filesystem::create_directories(folder_.path() / "state");
     std::filesystem::permissions(folder_.path() / "run", std::filesystem::perms::owner_all);
-    for (const auto& [variable, place] :
-         {std::pair{"XDG_RUNTIME_DIR", "run"}, {"XDG_CONFIG_HOME", "config"}, {"XDG_STATE_HOME", "state"}}) {
-        const char* value = std::getenv(variable);
-        before_[variable] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-        setenv(variable, (folder_.path() / place).c_str(), 1);
-    }
 }
 
 PrivatePipeWire::~PrivatePipeWire() {
     kill();
-    for (const auto& [variable, value] : before_) {
-        if (value) {
-            setenv(variable.c_str(), value->c_str(), 1);
-        } else {
-            unsetenv(variable.c_str());
-        }
-    }
 }
 
 bool PrivatePipeWire::start() {
-    server_ = run({"pipewire"});
-    if (!waitUntil([&] { return std::filesystem::exists(folder_.path() / "run/pipewire-0"); })) {
+    server_.start({"pipewire"}, {});
+    if (!eventually([&] { return std::filesystem::exists(folder_.path() / "run/pipewire-0"); })) {
         return false;
     }
-    manager_ = run({"wireplumber"});
-    const bool ready = waitUntil([&] { return answers(); });
+    manager_.start({"wireplumber"}, {});
+    const bool ready = eventually([&] { return answers(); });
     defaultSeen_ = std::chrono::steady_clock::now();
     return ready;
 }
@@ -97,13 +66,8 @@ bool PrivatePipeWire::answers() {
 }
 
 void PrivatePipeWire::kill() {
-    for (pid_t* process : {&manager_, &server_}) {
-        if (*process > 0) {
-            ::kill(*process, SIGKILL);
-            waitpid(*process, nullptr, 0);
-            *process = -1;
-        }
-    }
+    manager_.kill();
+    server_.kill();
     // A killed server leaves its socket behind, and the next start must not take it for its own.
     for (const char* name :
          {"pipewire-0", "pipewire-0.lock", "pipewire-0-manager", "pipewire-0-manager.lock"}) {
@@ -131,8 +95,10 @@ bool PrivatePipeWire::plugMicrophone(const std::string& source) {
     return createNode(source, "Audio/Source/Virtual");
 }
 
-pid_t PrivatePipeWire::recordMicrophone(const std::string& source) {
-    return run({"pw-record", "--target", source, "/dev/null"});
+ChildProcess PrivatePipeWire::recordMicrophone(const std::string& source) {
+    ChildProcess recorder;
+    recorder.start({"pw-record", "--target", source, "/dev/null"}, {});
+    return recorder;
 }
 
 bool PrivatePipeWire::unplug(const std::string& sink) {
@@ -145,38 +111,12 @@ bool PrivatePipeWire::setDefault(const std::string& sink) {
                            .c_str()) == 0;
 }
 
-pid_t PrivatePipeWire::record(const std::string& sink, const std::string& file) {
-    return run({"pw-record", "--target", sink, "-P", "{ stream.capture.sink = true }", "--rate", "48000",
-                "--channels", "2", "--format", "f32", file});
-}
-
-void PrivatePipeWire::stop(pid_t process) {
-    ::kill(process, SIGINT);
-    waitpid(process, nullptr, 0);
-}
-
-pid_t PrivatePipeWire::run(const std::vector<std::string>& words) {
-    std::vector<char*> arguments;
-    for (const std::string& word : words) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    }
-    arguments.push_back(nullptr);
-    const pid_t parent = getpid();
-    const pid_t process = fork();
-    if (process == 0) {
-        // A test that dies leaves no server behind.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent) {
-            _exit(127);
-        }
-        const int null = open("/dev/null", O_RDWR);
-        for (const int descriptor : {0, 1, 2}) {
-            dup2(null, descriptor);
-        }
-        execvp(arguments[0], arguments.data());
-        _exit(127);
-    }
-    return process;
+ChildProcess PrivatePipeWire::record(const std::string& sink, const std::string& file) {
+    ChildProcess recorder;
+    recorder.start({"pw-record", "--target", sink, "-P", "{ stream.capture.sink = true }", "--rate", "48000",
+                    "--channels", "2", "--format", "f32", file},
+                   {});
+    return recorder;
 }
 
 } // namespace keysong::test

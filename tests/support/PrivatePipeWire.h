@@ -1,14 +1,11 @@
 #pragma once
 
+#include "support/ChildProcess.h"
+#include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 
-#include <sys/types.h>
-
 #include <chrono>
-#include <map>
-#include <optional>
 #include <string>
-#include <vector>
 
 namespace keysong::test {
 
@@ -18,8 +15,6 @@ class PrivatePipeWire {
   public:
     PrivatePipeWire();
     ~PrivatePipeWire();
-    PrivatePipeWire(const PrivatePipeWire&) = delete;
-    PrivatePipeWire& operator=(const PrivatePipeWire&) = delete;
 
     /// Starts both and waits until a default sink is there; false when that takes too long.
     bool start();
@@ -33,25 +28,24 @@ class PrivatePipeWire {
     static bool unplug(const std::string& sink);
     /// Adds a source with this node name.
     static bool plugMicrophone(const std::string& source);
-    /// Starts recording from a source; returns the recorder's process.
-    static pid_t recordMicrophone(const std::string& source);
+    /// Starts recording from a source; returns the recorder.
+    static ChildProcess recordMicrophone(const std::string& source);
     /// Configures the default sink; returns at once.
     static bool setDefault(const std::string& sink);
 
-    /// Starts recording a sink's monitor as raw stereo floats into a file; returns the recorder's process.
-    static pid_t record(const std::string& sink, const std::string& file);
-    static void stop(pid_t process);
+    /// Starts recording a sink's monitor as raw stereo floats into a file; returns the recorder.
+    static ChildProcess record(const std::string& sink, const std::string& file);
 
   private:
-    static pid_t run(const std::vector<std::string>& words);
     static bool answers();
 
     TempFolder folder_;
-    /// What the environment held before.
-    std::map<std::string, std::optional<std::string>> before_;
+    const ScopedVariable runtime_{"XDG_RUNTIME_DIR", (folder_.path() / "run").c_str()};
+    const ScopedVariable configuration_{"XDG_CONFIG_HOME", (folder_.path() / "config").c_str()};
+    const ScopedVariable state_{"XDG_STATE_HOME", (folder_.path() / "state").c_str()};
     std::chrono::steady_clock::time_point defaultSeen_;
-    pid_t server_ = -1;
-    pid_t manager_ = -1;
+    ChildProcess server_;
+    ChildProcess manager_;
 };
 
 } // namespace keysong::test

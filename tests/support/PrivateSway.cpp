@@ -1,12 +1,12 @@
 #include "support/PrivateSway.h"
 
+#include "support/Eventually.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 namespace keysong::test {
 
@@ -33,15 +33,6 @@ PrivateSway::~PrivateSway() {
     unsetenv("WAYLAND_DISPLAY");
 }
 
-std::string PrivateSway::missingProgram() {
-    for (const char* program : {"sway", "swaymsg", "foot"}) {
-        if (!ChildProcess::isInstalled(program)) {
-            return program;
-        }
-    }
-    return {};
-}
-
 ChildProcess::Setting PrivateSway::setting() const {
     const std::string folder = folder_.path().string();
     return {{{"HOME", folder},
@@ -63,14 +54,7 @@ bool PrivateSway::start() {
     setting.environment["WLR_LIBINPUT_NO_DEVICES"] = "1";
     setting.environment["WLR_RENDERER"] = "pixman";
     sway_.start({"sway", "-c", (folder_.path() / "config").string()}, setting);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!command("nop")) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
+    return eventually([this] { return command("nop"); });
 }
 
 void PrivateSway::kill() {

@@ -17,9 +17,6 @@ class PrivateSway {
     PrivateSway(const PrivateSway&) = delete;
     PrivateSway& operator=(const PrivateSway&) = delete;
 
-    /// What has to be installed for this, or empty when all is.
-    [[nodiscard]] static std::string missingProgram();
-
     /// Starts it and waits until it answers; false when that takes too long.
     bool start();
     /// Kills it at once, and every window with it.

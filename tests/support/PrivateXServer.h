@@ -1,6 +1,7 @@
 #pragma once
 
-#include <sys/types.h>
+#include "support/ChildProcess.h"
+#include "support/TempFolder.h"
 
 #include <string>
 #include <utility>
@@ -17,22 +18,20 @@ class PrivateXServer {
     PrivateXServer(const PrivateXServer&) = delete;
     PrivateXServer& operator=(const PrivateXServer&) = delete;
 
-    /// Whether Xvfb is there to be started.
-    [[nodiscard]] static bool isInstalled();
-
     /// Starts it and waits until it answers; false when that takes too long. After `kill` it starts on the
     /// same display again.
     bool start();
     /// Kills it at once, as a crash would; it leaves its lock and socket behind.
-    void kill();
+    void kill() { server_.kill(); }
 
-    [[nodiscard]] bool isRunning() const { return process_ > 0; }
+    [[nodiscard]] bool isRunning() const { return server_.isRunning(); }
     /// Such as ":7".
     [[nodiscard]] const std::string& display() const { return display_; }
 
   private:
     const std::string screen_;
-    pid_t process_ = -1;
+    TempFolder folder_;
+    ChildProcess server_;
     std::string display_;
 };
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "support/Eventually.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <optional>
-#include <thread>
 
 namespace keysong::test {
 
@@ -38,17 +38,12 @@ class WidgetProgram : public testing::Environment {
 /// Serves the application's events, and `besides`, until the condition holds; false when that takes too long.
 [[nodiscard]] inline bool pumpUntil(
     const std::function<bool()>& condition, const std::function<void()>& besides = [] {}) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        QApplication::processEvents();
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        besides();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return condition() || eventually([&] {
+               QApplication::processEvents();
+               QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+               besides();
+               return condition();
+           });
 }
 
 } // namespace keysong::test

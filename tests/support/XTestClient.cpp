@@ -1,7 +1,5 @@
 #include "support/XTestClient.h"
 
-#include "Platform/linux/Xcb.h"
-
 #include <poll.h>
 #include <sys/uio.h>
 #include <xcb/randr.h>
@@ -10,8 +8,6 @@
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
-#include <cstdlib>
-#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -19,16 +15,9 @@ namespace keysong::test {
 
 namespace {
 
-struct FreeMemory {
-    void operator()(void* memory) const noexcept { std::free(memory); }
-};
-template <typename T>
-using Ref = std::unique_ptr<T, FreeMemory>;
-
-xcb_connection_t* connect(const std::string& display) {
-    xcb_connection_t* connection = connectXcb(display.c_str(), nullptr);
-    if (xcb_connection_has_error(connection) != 0) {
-        xcb_disconnect(connection);
+XcbConnection connect(const std::string& display) {
+    XcbConnection connection(connectXcb(display.c_str(), nullptr));
+    if (xcb_connection_has_error(connection.get()) != 0) {
         throw std::runtime_error("no X server at " + display);
     }
     return connection;
@@ -36,19 +25,14 @@ xcb_connection_t* connect(const std::string& display) {
 
 } // namespace
 
-XTestClient::XTestClient(const std::string& display)
-    : connection_(connect(display)), root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root) {
-    const Ref<xcb_input_xi_query_version_reply_t> version(xcb_input_xi_query_version_reply(
-        connection_, xcb_input_xi_query_version(connection_, 2, 2), nullptr));
-}
-
-XTestClient::~XTestClient() {
-    xcb_disconnect(connection_);
+XTestClient::XTestClient(const std::string& display) : connection_(connect(display)) {
+    const XcbRef<xcb_input_xi_query_version_reply_t> version(
+        xcb_input_xi_query_version_reply(client_, xcb_input_xi_query_version(client_, 2, 2), nullptr));
 }
 
 XTestClient::DeviceId XTestClient::deviceNamed(std::string_view name) const {
-    const Ref<xcb_input_xi_query_device_reply_t> reply(xcb_input_xi_query_device_reply(
-        connection_, xcb_input_xi_query_device(connection_, XCB_INPUT_DEVICE_ALL), nullptr));
+    const XcbRef<xcb_input_xi_query_device_reply_t> reply(xcb_input_xi_query_device_reply(
+        client_, xcb_input_xi_query_device(client_, XCB_INPUT_DEVICE_ALL), nullptr));
     for (auto info = xcb_input_xi_query_device_infos_iterator(reply.get()); info.rem > 0;
          xcb_input_xi_device_info_next(&info)) {
         if (name == std::string_view(xcb_input_xi_device_info_name(info.data), info.data->name_len)) {
@@ -70,11 +54,11 @@ void XTestClient::button(DeviceId device, int number, bool pressed) const {
 void XTestClient::fake(std::uint8_t type, DeviceId device, int detail) const {
     if (device != injected) {
         // The events of devices stand in the same order, from the extension's first number plus one.
-        const auto first = xcb_get_extension_data(connection_, &xcb_input_id)->first_event;
+        const auto first = xcb_get_extension_data(client_, &xcb_input_id)->first_event;
         type = static_cast<std::uint8_t>(type - XCB_KEY_PRESS + first + XCB_INPUT_DEVICE_KEY_PRESS);
     }
-    xcb_test_fake_input(connection_, type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME, XCB_NONE, 0,
-                        0, static_cast<std::uint8_t>(device));
+    xcb_test_fake_input(client_, type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME, XCB_NONE, 0, 0,
+                        static_cast<std::uint8_t>(device));
     sync();
 }
 
@@ -83,7 +67,7 @@ void XTestClient::setProperty(DeviceId device, std::string_view name, std::uint3
     // xcb reads whole words of four bytes.
     std::string words(bytes);
     words.resize((bytes.size() + 3) / 4 * 4);
-    xcb_input_xi_change_property(connection_, device, XCB_PROP_MODE_REPLACE, XCB_INPUT_PROPERTY_FORMAT_8_BITS,
+    xcb_input_xi_change_property(client_, device, XCB_PROP_MODE_REPLACE, XCB_INPUT_PROPERTY_FORMAT_8_BITS,
                                  atom(name), type, static_cast<std::uint32_t>(bytes.size()), words.data());
     sync();
 }
@@ -107,7 +91,7 @@ void XTestClient::addMaster(std::string_view name) const {
     head.send_core = 1;
     head.enable = 1;
     name.copy(change.data() + sizeof head, name.size());
-    xcb_input_xi_change_hierarchy(connection_, 1,
+    xcb_input_xi_change_hierarchy(client_, 1,
                                   reinterpret_cast<const xcb_input_hierarchy_change_t*>(change.data()));
     sync();
 }
@@ -124,14 +108,14 @@ void XTestClient::addMonitor(std::string_view name) const {
     // Sent by hand: xcb 1.15's own function leaves the length of its last part unset.
     iovec parts[3] = {{}, {}, {&request, sizeof request}};
     const xcb_protocol_request_t description{1, &xcb_randr_id, XCB_RANDR_SET_MONITOR, 1};
-    xcb_send_request(connection_, 0, &parts[2], &description);
+    xcb_send_request(client_, 0, &parts[2], &description);
     sync();
 }
 
 void XTestClient::grabKeyboard() const {
-    const Ref<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
-        connection_,
-        xcb_grab_keyboard(connection_, 0, root_, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+    const XcbRef<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
+        client_,
+        xcb_grab_keyboard(client_, 0, root_, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
         nullptr));
     if (reply == nullptr || reply->status != XCB_GRAB_STATUS_SUCCESS) {
         throw std::runtime_error("the keyboard cannot be grabbed");
@@ -139,29 +123,29 @@ void XTestClient::grabKeyboard() const {
 }
 
 bool XTestClient::receivesPresses(int count) const {
-    pollfd readable{xcb_get_file_descriptor(connection_), POLLIN, 0};
+    pollfd readable{xcb_get_file_descriptor(client_), POLLIN, 0};
     constexpr int limit = 10'000; // milliseconds without any event
     for (;;) {
-        while (const Ref<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) {
+        while (const XcbRef<xcb_generic_event_t> event{xcb_poll_for_event(client_)}) {
             count -= (event->response_type & 0x7F) == XCB_KEY_PRESS ? 1 : 0;
         }
         if (count <= 0) {
             return true;
         }
-        if (poll(&readable, 1, limit) <= 0 || xcb_connection_has_error(connection_) != 0) {
+        if (poll(&readable, 1, limit) <= 0 || xcb_client_has_error(client_) != 0) {
             return false;
         }
     }
 }
 
 std::uint32_t XTestClient::atom(std::string_view name) const {
-    const auto cookie = xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data());
-    return Ref<xcb_intern_atom_reply_t>(xcb_intern_atom_reply(connection_, cookie, nullptr))->atom;
+    const auto cookie = xcb_intern_atom(client_, 0, static_cast<std::uint16_t>(name.size()), name.data());
+    return XcbRef<xcb_intern_atom_reply_t>(xcb_intern_atom_reply(client_, cookie, nullptr))->atom;
 }
 
 void XTestClient::sync() const {
-    const Ref<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    const XcbRef<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(client_, xcb_get_input_focus(client_), nullptr));
     if (reply == nullptr) {
         throw std::runtime_error("the X server is gone");
     }

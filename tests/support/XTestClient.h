@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Platform/linux/Xcb.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-struct xcb_connection_t;
 
 namespace keysong::test {
 
@@ -18,9 +18,6 @@ class XTestClient {
     static constexpr DeviceId injected = 0;
 
     explicit XTestClient(const std::string& display);
-    ~XTestClient();
-    XTestClient(const XTestClient&) = delete;
-    XTestClient& operator=(const XTestClient&) = delete;
 
     /// 0 when there is none.
     [[nodiscard]] DeviceId deviceNamed(std::string_view name) const;
@@ -54,8 +51,9 @@ class XTestClient {
     [[nodiscard]] std::uint32_t atom(std::string_view name) const;
     void sync() const;
 
-    xcb_connection_t* const connection_;
-    const std::uint32_t root_;
+    const XcbConnection connection_;
+    xcb_connection_t* const client_ = connection_.get();
+    const xcb_window_t root_ = rootWindow(client_, 0);
 };
 
 } // namespace keysong::test
