@@ -1,0 +1,132 @@
+#include "Packs/Grouping.h"
+
+#include <algorithm>
+
+namespace keysong {
+
+namespace {
+
+using Names = std::vector<std::string>;
+using FileVariants = Variants<std::string>;
+using Direction = Names FileVariants::*;
+
+std::optional<Names> ifAny(const Names& names) {
+    return names.empty() ? std::nullopt : std::optional(names);
+}
+
+SoundManifest::Pair pairOf(const FileVariants& variants) {
+    return {ifAny(variants.down), ifAny(variants.up)};
+}
+
+bool isEmpty(const FileVariants& variants) {
+    return variants.down.empty() && variants.up.empty();
+}
+
+/// The list that more than half of a group's keys share in one direction, of those that have any; empty when
+/// there is no such list.
+Names commonList(const SoundPlan<std::string>& plan, KeyGroup group, Direction direction) {
+    std::map<Names, int> counts;
+    int keys = 0;
+    for (const auto& [code, variants] : plan.keys) {
+        if (keyGroupOf(code) == group && !(variants.*direction).empty()) {
+            ++counts[variants.*direction];
+            ++keys;
+        }
+    }
+    for (const auto& [names, count] : counts) {
+        if (count * 2 > keys) {
+            return names;
+        }
+    }
+    return {};
+}
+
+/// A few different sounds of the main keys, or of any keys when those have none: for keys that the pack does
+/// not know.
+Names someOf(const SoundPlan<std::string>& plan, Direction direction) {
+    constexpr std::size_t enough = 5;
+    Names names;
+    for (const bool onlyMain : {true, false}) {
+        for (const auto& [code, variants] : plan.keys) {
+            const bool fits = !onlyMain || keyGroupOf(code) == KeyGroup::main;
+            for (const std::string& name : variants.*direction) {
+                if (fits && names.size() < enough &&
+                    std::find(names.begin(), names.end(), name) == names.end()) {
+                    names.push_back(name);
+                }
+            }
+        }
+        if (!names.empty()) {
+            return names;
+        }
+    }
+    for (const auto& [group, variants] : plan.groups) {
+        if (!(variants.*direction).empty()) {
+            return variants.*direction;
+        }
+    }
+    return names;
+}
+
+/// Finds what the keys have in common in one direction, and takes away what then needs no saying.
+void groupDirection(SoundPlan<std::string>& plan, Direction direction) {
+    Names& defaults = plan.defaults.*direction;
+    if (defaults.empty()) {
+        defaults = plan.groups[KeyGroup::main].*direction;
+    }
+    if (defaults.empty()) {
+        defaults = commonList(plan, KeyGroup::main, direction);
+    }
+    if (defaults.empty()) {
+        defaults = someOf(plan, direction);
+    }
+    for (const KeyGroup group : allKeyGroups) {
+        Names& own = plan.groups[group].*direction;
+        if (own.empty()) {
+            own = commonList(plan, group, direction);
+        }
+        if (own == defaults) {
+            own.clear();
+        }
+    }
+    for (auto& [code, variants] : plan.keys) {
+        const Names& own = plan.groups[keyGroupOf(code)].*direction;
+        if (variants.*direction == (own.empty() ? defaults : own)) {
+            (variants.*direction).clear();
+        }
+    }
+}
+
+} // namespace
+
+SoundManifest groupedManifest(SoundPlan<std::string> plan) {
+    groupDirection(plan, &FileVariants::down);
+    groupDirection(plan, &FileVariants::up);
+    SoundManifest manifest;
+    manifest.schema = 1;
+    manifest.defaults = pairOf(plan.defaults);
+    for (const auto& [group, variants] : plan.groups) {
+        if (!isEmpty(variants)) {
+            (manifest.groups ? *manifest.groups : manifest.groups.emplace())
+                .emplace(std::string(rawValue(group)), pairOf(variants));
+        }
+    }
+    for (const auto& [code, variants] : plan.keys) {
+        if (!isEmpty(variants)) {
+            (manifest.keys ? *manifest.keys : manifest.keys.emplace())
+                .emplace(std::to_string(code), pairOf(variants));
+        }
+    }
+    const auto button = [&plan](MouseButton which) -> std::optional<SoundManifest::Pair> {
+        const FileVariants& variants = plan.buttons[static_cast<std::size_t>(which)];
+        return isEmpty(variants) ? std::nullopt : std::optional(pairOf(variants));
+    };
+    const SoundManifest::Mouse mouse{button(MouseButton::left), button(MouseButton::right),
+                                     button(MouseButton::other), ifAny(plan.scroll)};
+    if (mouse != SoundManifest::Mouse{}) {
+        manifest.mouse = mouse;
+    }
+    return manifest;
+}
+
+} // namespace keysong

@@ -1,0 +1,162 @@
+#include "Packs/PackImporter.h"
+
+#include "Packs/ClipStore.h"
+#include "Packs/Grouping.h"
+#include "Shared/SoundManifest.h"
+
+#include <fstream>
+#include <system_error>
+
+namespace keysong {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Brings every clip of a plan into the store; what cannot be had is missing in the result.
+SoundPlan<std::string> storePlan(const SoundPlan<Clip>& plan, ClipStore& store) {
+    const auto storeList = [&store](const std::vector<Clip>& clips) {
+        std::vector<std::string> names;
+        for (const Clip& clip : clips) {
+            if (auto name = store.store(clip)) {
+                names.push_back(std::move(*name));
+            }
+        }
+        return names;
+    };
+    const auto storeBoth = [&storeList](const Variants<Clip>& clips) {
+        auto down = storeList(clips.down);
+        return Variants<std::string>{std::move(down), storeList(clips.up)};
+    };
+    SoundPlan<std::string> result;
+    result.defaults = storeBoth(plan.defaults);
+    for (const auto& [group, clips] : plan.groups) {
+        result.groups.emplace(group, storeBoth(clips));
+    }
+    for (const auto& [code, clips] : plan.keys) {
+        result.keys.emplace(code, storeBoth(clips));
+    }
+    for (std::size_t button = 0; button < plan.buttons.size(); ++button) {
+        result.buttons[button] = storeBoth(plan.buttons[button]);
+    }
+    result.scroll = storeList(plan.scroll);
+    return result;
+}
+
+void writeManifest(const SoundManifest& manifest, const fs::path& folder) {
+    const fs::path path = folder / SoundManifest::fileName;
+    std::ofstream file(path, std::ios::binary);
+    file << manifest.encode();
+    file.close();
+    if (!file) {
+        throw PackError("cannot write " + path.string());
+    }
+}
+
+std::string chosenId(const PackSounds& sounds, const std::string& title) {
+    for (const std::string& text : {sounds.id, sounds.name, title}) {
+        if (const std::string id = identifierFrom(text); id != identifierFrom({})) {
+            return id;
+        }
+    }
+    return identifierFrom({});
+}
+
+std::string chosenName(const PackSounds& sounds, const std::string& title) {
+    for (const std::string& text : {sounds.name, title, sounds.id}) {
+        if (std::string name = printable(text); !name.empty()) {
+            return name;
+        }
+    }
+    return "Imported set";
+}
+
+} // namespace
+
+std::string identifierFrom(std::string_view text) {
+    constexpr std::size_t longest = 64;
+    std::string id;
+    for (const char character : lowerCase(text)) {
+        const bool isPlain = (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9');
+        if (isPlain) {
+            id += character;
+        } else if (!id.empty() && id.back() != '-') {
+            id += '-';
+        }
+        if (id.size() == longest) {
+            break;
+        }
+    }
+    while (id.ends_with('-')) {
+        id.pop_back();
+    }
+    return id.empty() ? "imported-set" : id;
+}
+
+ImportResult PackImporter::import(const fs::path& pack, const fs::path& setsFolder, bool replace) const {
+    PackReport report;
+    std::error_code error;
+    const fs::path whole = fs::absolute(pack, error).lexically_normal();
+    const fs::path named = whole.has_filename() ? whole : whole.parent_path();
+    if (fs::is_directory(named, error)) {
+        PackFiles files = PackFiles::fromFolder(named, report);
+        return importFiles(std::move(files), std::move(report), named.filename().string(), setsFolder,
+                           replace);
+    }
+    if (!fs::is_regular_file(named, error)) {
+        throw PackError(pack.string() +
+                        (fs::exists(named, error) ? ": is no folder and no file" : ": is not there"));
+    }
+    const std::string extension = lowerCase(named.extension().string());
+    if (extension == ".json" || extension == ".yaml" || extension == ".yml") {
+        return import(named.parent_path(), setsFolder, replace);
+    }
+    try {
+        auto archive = services_.archives.open(named, PackFiles::largestArchiveBytes, PackFiles::mostEntries);
+        PackFiles files = PackFiles::fromArchive(std::move(archive), report);
+        return importFiles(std::move(files), std::move(report), named.stem().string(), setsFolder, replace);
+    } catch (const ArchiveError& archiveError) {
+        throw PackError(pack.string() + ": " + archiveError.what());
+    }
+}
+
+ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const std::string& title,
+                                       const fs::path& setsFolder, bool replace) const {
+    const PackSounds sounds = readPack(files, services_.keys, report);
+    ImportResult result;
+    result.format = sounds.format;
+    result.id = chosenId(sounds, title);
+    result.name = chosenName(sounds, title);
+    result.folder = setsFolder / result.id;
+    result.keysInPack = sounds.plan.keys.size();
+    std::error_code ignored;
+    if (!replace && fs::exists(fs::symlink_status(result.folder, ignored))) {
+        throw PackError("a set \"" + result.id +
+                        "\" is installed already; --replace puts this one in its place");
+    }
+    try {
+        const auto staged = services_.folders.begin(result.folder);
+        ClipStore store(files, services_.audio, services_.writer, staged->path(), report);
+        SoundManifest manifest = groupedManifest(storePlan(sounds.plan, store));
+        store.finish();
+        if (!manifest.defaults.down) {
+            throw PackError("none of its sounds can be used");
+        }
+        manifest.id = result.id;
+        manifest.name = result.name;
+        manifest.gain = sounds.gainDecibels;
+        writeManifest(manifest, staged->path());
+        staged->commit(replace);
+        result.filesCopied = store.filesCopied();
+        result.filesCut = store.filesCut();
+        result.keysOnTheirOwn = manifest.keys ? manifest.keys->size() : 0;
+    } catch (const StagedFolderError& error) {
+        throw PackError(error.what());
+    } catch (const fs::filesystem_error& error) {
+        throw PackError(error.what());
+    }
+    result.report = std::move(report);
+    return result;
+}
+
+} // namespace keysong
