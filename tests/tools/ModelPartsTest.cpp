@@ -1,3 +1,5 @@
+#include "Shared/Loudness.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -113,7 +115,7 @@ TEST(FinishTest, ASteadyToneIsAsLoudAsTheStandardSays) {
     for (std::size_t n = 0; n < tone.size(); ++n) {
         tone[n] = std::sin(2 * pi * 997 * static_cast<double>(n) / sampleRate);
     }
-    EXPECT_NEAR(20 * std::log10(loudness(tone)) - 0.691, -3.01, 0.1);
+    EXPECT_NEAR(20 * std::log10(loudestMoment(tone)) - 0.691, -3.01, 0.1);
 }
 
 TEST(FinishTest, ASoundEndsSoonAfterItHasDiedAway) {

@@ -1,5 +1,6 @@
 #include "soundgen/SoundRenderer.h"
 
+#include "Shared/Loudness.h"
 #include "Shared/NumberText.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ Adjustment adjustmentOf(const Sound& sound, std::size_t bank) {
 
 /// Scales a sound to its level, strayed by a little.
 void setLevel(Signal& signal, const Sound& sound, double levelDb) {
-    const double measured = loudness(signal);
+    const double measured = loudestMoment(signal);
     if (!(measured > 0)) {
         throw DescriptionError("the sound " + sound.fileStem() + " is silent");
     }
