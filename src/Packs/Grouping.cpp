@@ -1,6 +1,7 @@
 #include "Packs/Grouping.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace keysong {
 
@@ -22,9 +23,18 @@ bool isEmpty(const FileVariants& variants) {
     return variants.down.empty() && variants.up.empty();
 }
 
-/// The list that more than half of a group's keys share in one direction, of those that have any; empty when
-/// there is no such list.
-Names commonList(const SoundPlan<std::string>& plan, KeyGroup group, Direction direction) {
+/// How many of a set's keys belong to a group.
+int sizeOf(KeyGroup group) {
+    int size = 0;
+    for (int code = 0; code <= UINT8_MAX; ++code) {
+        size += keyGroupOf(static_cast<std::uint16_t>(code)) == group ? 1 : 0;
+    }
+    return size;
+}
+
+/// The list that most of a group's keys share in one direction; empty when there is no such list. Keys
+/// without a list of their own count against it where they have a default to play instead.
+Names commonList(const SoundPlan<std::string>& plan, KeyGroup group, Direction direction, bool hasDefault) {
     std::map<Names, int> counts;
     int keys = 0;
     for (const auto& [code, variants] : plan.keys) {
@@ -34,7 +44,7 @@ Names commonList(const SoundPlan<std::string>& plan, KeyGroup group, Direction d
         }
     }
     for (const auto& [names, count] : counts) {
-        if (count * 2 > keys) {
+        if (hasDefault ? count * 2 >= sizeOf(group) : count * 2 > keys) {
             return names;
         }
     }
@@ -71,11 +81,12 @@ Names someOf(const SoundPlan<std::string>& plan, Direction direction) {
 /// Finds what the keys have in common in one direction, and takes away what then needs no saying.
 void groupDirection(SoundPlan<std::string>& plan, Direction direction) {
     Names& defaults = plan.defaults.*direction;
+    const bool hasDefault = !defaults.empty();
     if (defaults.empty()) {
         defaults = plan.groups[KeyGroup::main].*direction;
     }
     if (defaults.empty()) {
-        defaults = commonList(plan, KeyGroup::main, direction);
+        defaults = commonList(plan, KeyGroup::main, direction, hasDefault);
     }
     if (defaults.empty()) {
         defaults = someOf(plan, direction);
@@ -83,7 +94,7 @@ void groupDirection(SoundPlan<std::string>& plan, Direction direction) {
     for (const KeyGroup group : allKeyGroups) {
         Names& own = plan.groups[group].*direction;
         if (own.empty()) {
-            own = commonList(plan, group, direction);
+            own = commonList(plan, group, direction, hasDefault);
         }
         if (own == defaults) {
             own.clear();
