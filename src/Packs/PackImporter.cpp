@@ -53,6 +53,15 @@ void writeManifest(const SoundManifest& manifest, const fs::path& folder) {
     }
 }
 
+/// Why things were left out, for a pack of which nothing remained.
+std::string firstReason(const PackReport& report) {
+    if (report.left().empty()) {
+        return {};
+    }
+    const auto& [reason, left] = *report.left().begin();
+    return ": " + reason + " (" + left.examples + ")";
+}
+
 std::string chosenId(const PackSounds& sounds, const std::string& title) {
     for (const std::string& text : {sounds.id, sounds.name, title}) {
         if (const std::string id = identifierFrom(text); id != identifierFrom({})) {
@@ -140,7 +149,7 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
         SoundManifest manifest = groupedManifest(storePlan(sounds.plan, store));
         store.finish();
         if (!manifest.defaults.down) {
-            throw PackError("none of its sounds can be used");
+            throw PackError("none of its sounds can be used" + firstReason(report));
         }
         manifest.id = result.id;
         manifest.name = result.name;
