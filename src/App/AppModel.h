@@ -115,6 +115,8 @@ class AppModel final : public QObject {
     [[nodiscard]] bool canLaunchAtLogin() const { return canLaunchAtLogin_; }
     /// Whether the program hears the keyboards.
     [[nodiscard]] bool isTrusted() const { return isTrusted_; }
+    /// Whether the system would let it hear them, asked anew.
+    [[nodiscard]] bool mayListen() const { return services_.input.isTrusted(); }
     /// Whether a muted application is in front, or an application records.
     [[nodiscard]] bool isSleeping() const { return isSleeping_; }
     [[nodiscard]] const std::vector<SoundSetInfo>& availableSets() const { return availableSets_; }
@@ -129,6 +131,7 @@ class AppModel final : public QObject {
     /// Starts the keystroke count again from 0.
     void resetStats();
     void showSettings() { services_.windows.showSettings(); }
+    void showOnboarding() { services_.windows.showOnboarding(); }
 
   signals:
     void isEnabledChanged();

@@ -1,5 +1,6 @@
 #include "App/RemoteControl.h"
 
+#include "App/ActivationToken.h"
 #include "App/RemoteTypes.h"
 #include "Shared/Log.h"
 
@@ -52,7 +53,7 @@ RemoteControl::Claim RemoteControl::claim() {
 
 bool RemoteControl::activateOther() {
     auto message = QDBusMessage::createMethodCall(serviceName, objectPath, applicationInterface, "Activate");
-    message << QVariantMap();
+    message << activationOfEnvironment();
     return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
 }
 

@@ -1,5 +1,6 @@
 // What the remote control offers: its properties and methods as tables.
 
+#include "App/ActivationToken.h"
 #include "App/RemoteControl.h"
 #include "App/RemoteTypes.h"
 
@@ -166,9 +167,14 @@ const std::vector<RemoteControl::Method>& RemoteControl::methods() {
         self.model_->showSettings();
         return QVariantList();
     };
+    const auto activate = [](RemoteControl& self, const Arguments& arguments) {
+        adoptActivation(qdbus_cast<QVariantMap>(arguments.back()));
+        self.model_->showSettings();
+        return QVariantList();
+    };
     static const std::vector<Method> table = {
-        {applicationInterface, "Activate", "a{sv}", "", showSettings},
-        {applicationInterface, "Open", "asa{sv}", "", showSettings},
+        {applicationInterface, "Activate", "a{sv}", "", activate},
+        {applicationInterface, "Open", "asa{sv}", "", activate},
         {applicationInterface, "ActivateAction", "sava{sv}", "",
          [](RemoteControl&, const Arguments&) -> QVariantList {
              throw Refusal(QDBusError::NotSupported, "there are no actions");

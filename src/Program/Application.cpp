@@ -1,6 +1,7 @@
 #include "Program/Application.h"
 
 #include "App/AppModel.h"
+#include "App/KeyMonitor.h"
 #include "App/MainThreadQueue.h"
 #include "App/NoWindows.h"
 #include "App/RemoteControl.h"
@@ -11,14 +12,20 @@
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/PipeWireMicrophone.h"
 #include "Platform/linux/TerminationSignals.h"
+#include "Platform/linux/X11TraySelection.h"
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
 #include "Shared/SerialQueue.h"
+#include "UI/DesktopWindows.h"
+#include "UI/StatusItem.h"
+#include "UI/Theme.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QSocketNotifier>
 #include <csignal>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <system_error>
 
 namespace keysong {
@@ -45,12 +52,55 @@ void runBeside(BackgroundTasks& background, const std::function<void()>& task) {
     }
 }
 
-int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& termination) {
+bool isSet(const char* variable) {
+    return !qEnvironmentVariableIsEmpty(variable);
+}
+
+/// An application with windows where there is a display, without them where there is none.
+std::unique_ptr<QCoreApplication> makeApplication(int& count, char** words) {
+    constexpr const char* platform = "QT_QPA_PLATFORM";
+    const bool isChosen = isSet(platform);
+    if (!isChosen && !isSet("WAYLAND_DISPLAY") && !isSet("DISPLAY")) {
+        return std::make_unique<QCoreApplication>(count, words);
+    }
+    if (!isChosen) {
+        // The last takes what a dead display would end with an abort.
+        qputenv(platform, isSet("WAYLAND_DISPLAY") ? "wayland;xcb;offscreen" : "xcb;offscreen");
+    }
+    auto application = std::make_unique<QApplication>(count, words);
+    if (!isChosen) {
+        qunsetenv(platform); // not for the programs that this one starts
+    }
+    QGuiApplication::setDesktopFileName(RemoteControl::serviceName);
+    // Panels show it as the title of the status item.
+    QCoreApplication::setApplicationName("Keysong");
+    QApplication::setQuitOnLastWindowClosed(false);
+    return application;
+}
+
+/// The application as one with windows that somebody can see; null where it is none.
+QApplication* onDisplay(QCoreApplication& application) {
+    auto* const windowed = qobject_cast<QApplication*>(&application);
+    const bool isSeen =
+        windowed != nullptr &&
+        (QGuiApplication::platformName() != QLatin1String("offscreen") || isSet("QT_QPA_PLATFORM"));
+    return isSeen ? windowed : nullptr;
+}
+
+int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& termination,
+             QApplication* display) {
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
     const auto input = makeInputSource();
     MainThreadQueue mainQueue;
-    NoWindows windows;
+    std::optional<Theme> theme;
+    DesktopWindows desktopWindows;
+    NoWindows noWindows;
+    AppWindows* windows = &noWindows;
+    if (display != nullptr) {
+        theme.emplace(*display);
+        windows = &desktopWindows;
+    }
     SerialQueue writer(machine.threads, {"com.orlen.keysong.preferences", "preferences"});
     const PreferenceDomains domains(machine.places.userConfig(), machine.durableFiles);
     Preferences preferences(domains, PreferenceMigration::currentDomain, &writer);
@@ -63,15 +113,23 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
                     machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, microphone,
-                    windows, mainQueue,
+                    *windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
-    remote.attach(model, [] { QCoreApplication::quit(); });
+    const auto quit = [] { QCoreApplication::quit(); };
+    std::optional<StatusItem> statusItem;
+    if (display != nullptr) {
+        desktopWindows.attach({model, KeyMonitor::shared(), applications, machine.places, machine.textOrder});
+        const bool isX11 = QGuiApplication::platformName() == QLatin1String("xcb");
+        statusItem.emplace(model, isX11 ? makeX11TraySelection() : nullptr, quit);
+    }
+    remote.attach(model, quit);
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
-    QObject::connect(&asked, &QSocketNotifier::activated, [] { QCoreApplication::quit(); });
+    QObject::connect(&asked, &QSocketNotifier::activated, quit);
     model.bootstrap();
     QCoreApplication::exec();
     model.prepareToTerminate();
+    desktopWindows.detach();
     return 0;
 }
 
@@ -83,7 +141,7 @@ int runApplication(Machine& machine, char* programPath) {
     std::signal(SIGPIPE, SIG_IGN);
     int count = 1;
     char* words[] = {programPath, nullptr};
-    const QCoreApplication application(count, words);
+    const auto application = makeApplication(count, words);
     RemoteControl remote;
     if (remote.claim() == RemoteControl::Claim::taken) {
         if (!RemoteControl::activateOther()) {
@@ -92,7 +150,7 @@ int runApplication(Machine& machine, char* programPath) {
         }
         return 0;
     }
-    return runModel(machine, remote, termination);
+    return runModel(machine, remote, termination, onDisplay(*application));
 }
 
 } // namespace keysong

@@ -98,7 +98,7 @@ class ModelFixture : public testing::Test {
     void makeModel() {
         model = std::make_unique<AppModel>(
             AppServices{*engine, output.devices(), input, threads, places, order, files, *preferences,
-                        migration, loginItem, hotkeys, frontmost, microphone, windows, mainQueue,
+                        migration, loginItem, *usedHotkeys, frontmost, microphone, windows, mainQueue,
                         [this](std::function<void()> task) { background.push_back(std::move(task)); },
                         [this](const RawEvent&) { ++rawEvents; }});
     }
@@ -135,6 +135,8 @@ class ModelFixture : public testing::Test {
     ConstantAudioFiles files;
     FakeLoginItem loginItem;
     FakeHotkeyRegistrar hotkeys;
+    /// What the next model registers its hotkeys with.
+    HotkeyRegistrar* usedHotkeys = &hotkeys;
     FakeFrontmost frontmost;
     FakeMicrophone microphone;
     FakeWindows windows;

@@ -54,7 +54,8 @@ TEST(DesktopEntry, TellsApplicationsFromOtherThings) {
         EXPECT_EQ(parseDesktopEntry(text, german).has_value(), isApplication) << text;
     }
     // A byte of zero and bytes that are no text do no harm.
-    const std::string bytes("[Desktop Entry]\nName=a\0b\xFF\xFE\nExec=\\", 39);
+    using namespace std::string_literals;
+    const std::string bytes = "[Desktop Entry]\nName=a\0b\xFF\xFE\nExec=\\"s;
     EXPECT_TRUE(parseDesktopEntry(bytes, german));
 }
 

@@ -2,6 +2,7 @@
 
 #include "Platform/HotkeyRegistrar.h"
 
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,7 @@ class FakeHotkeyRegistrar final : public HotkeyRegistrar {
 
     /// What the next registrations are answered.
     HotkeyStatus answer = noErr;
+    std::string currentWay = "fake";
     int handlersInstalled = 0;
     Handlers handlers;
     std::vector<Registration> asked;
@@ -32,7 +34,7 @@ class FakeHotkeyRegistrar final : public HotkeyRegistrar {
         return answer;
     }
     void unregisterHotkey(HotkeyIdentity identity) override { unregistered.push_back(identity); }
-    [[nodiscard]] std::string_view way() const override { return "fake"; }
+    [[nodiscard]] std::string_view way() const override { return currentWay; }
 
     HotkeyStatus press(std::uint32_t id) const {
         const HotkeyEvent event{noErr, {asked.front().identity.signature, id}};

@@ -186,11 +186,7 @@ std::uint32_t X11Connection::atom(std::string_view name) {
 }
 
 std::uint32_t X11Connection::root() const {
-    auto roots = xcb_setup_roots_iterator(xcb_get_setup(connection_));
-    for (int i = 0; i < screen_; ++i) {
-        xcb_screen_next(&roots);
-    }
-    return roots.data->root;
+    return rootWindow(connection_, screen_);
 }
 
 int X11Connection::descriptor() const noexcept {

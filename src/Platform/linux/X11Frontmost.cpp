@@ -21,17 +21,6 @@ namespace keysong {
 
 namespace {
 
-struct Free {
-    void operator()(void* memory) const { std::free(memory); }
-};
-template <typename Reply>
-using ReplyRef = std::unique_ptr<Reply, Free>;
-
-struct Disconnect {
-    void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
-};
-using ConnectionRef = std::unique_ptr<xcb_connection_t, Disconnect>;
-
 /// A server that takes longer is as good as gone.
 constexpr auto longestReply = std::chrono::seconds(1);
 /// Readings in a row; a client that changes things without end must not keep the loop from all else.
@@ -89,14 +78,10 @@ class X11Frontmost final : public FrontmostSource {
         if (isLost()) {
             return false;
         }
-        auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection_.get()));
-        for (; screens.rem > 1 && screen > 0; --screen) {
-            xcb_screen_next(&screens);
-        }
-        if (screens.rem == 0 || !internAtoms()) {
+        root_ = rootWindow(connection_.get(), screen);
+        if (root_ == XCB_WINDOW_NONE || !internAtoms()) {
             return false;
         }
-        root_ = screens.data->root;
         select(root_, XCB_EVENT_MASK_PROPERTY_CHANGE);
         xcb_flush(connection_.get());
         again_ = std::make_unique<OneShotTimer>(*loop_, [this] { dispatch(); });
@@ -129,7 +114,7 @@ class X11Frontmost final : public FrontmostSource {
 
     /// The answer to a request; null for an error, and when none comes in time.
     template <typename Reply>
-    ReplyRef<Reply> wait(unsigned sequence) {
+    XcbRef<Reply> wait(unsigned sequence) {
         const auto deadline = std::chrono::steady_clock::now() + longestReply;
         xcb_flush(connection_.get());
         while (!isLost()) {
@@ -137,7 +122,7 @@ class X11Frontmost final : public FrontmostSource {
             xcb_generic_error_t* error = nullptr;
             if (xcb_poll_for_reply(connection_.get(), sequence, &reply, &error) != 0) {
                 std::free(error);
-                return ReplyRef<Reply>(static_cast<Reply*>(reply));
+                return XcbRef<Reply>(static_cast<Reply*>(reply));
             }
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
                 deadline - std::chrono::steady_clock::now());
@@ -195,7 +180,7 @@ class X11Frontmost final : public FrontmostSource {
 
     /// Notes what one reading of the connection brings.
     void takeEvents() {
-        if (const ReplyRef<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
+        if (const XcbRef<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
             note(*event);
             takeQueuedEvents();
         }
@@ -203,7 +188,7 @@ class X11Frontmost final : public FrontmostSource {
 
     bool takeQueuedEvents() {
         bool any = false;
-        while (const ReplyRef<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_.get())}) {
+        while (const XcbRef<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_.get())}) {
             any = true;
             note(*event);
         }
@@ -272,7 +257,7 @@ class X11Frontmost final : public FrontmostSource {
 
     EpollRunLoop* loop_ = nullptr;
     Listener* listener_ = nullptr;
-    ConnectionRef connection_;
+    XcbConnection connection_;
     std::unique_ptr<OneShotTimer> again_;
     bool watched_ = false;
     bool timedOut_ = false;

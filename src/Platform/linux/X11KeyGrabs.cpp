@@ -72,11 +72,7 @@ X11KeyGrabs::X11KeyGrabs(xcb_connection_t* connection, int screen) : connection_
     descriptor_ = xcb_get_file_descriptor(connection);
     firstKeycode_ = setup->min_keycode;
     lastKeycode_ = setup->max_keycode;
-    auto roots = xcb_setup_roots_iterator(setup);
-    for (; screen > 0 && roots.rem > 1; --screen) {
-        xcb_screen_next(&roots);
-    }
-    root_ = roots.data->root;
+    root_ = rootWindow(connection, screen);
     useKeyboardExtension();
     masks_ = readModifiers();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/HotkeyRegistrar.h"
+#include "Platform/linux/Xcb.h"
 
 #include <xcb/xcb.h>
 
@@ -38,9 +39,6 @@ class X11KeyGrabs {
                   const std::function<void(HotkeyCombination, HotkeyStatus)>& lost);
 
   private:
-    struct Disconnect {
-        void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
-    };
     /// Which bits of an X modifier state mean what, as the server's mapping has it.
     struct ModifierMasks {
         std::uint16_t option = XCB_MOD_MASK_1;
@@ -72,7 +70,7 @@ class X11KeyGrabs {
     void keyReleased(const xcb_key_release_event_t& event);
     void mappingChanged(const std::function<void(HotkeyCombination, HotkeyStatus)>& lost);
 
-    std::unique_ptr<xcb_connection_t, Disconnect> connection_;
+    XcbConnection connection_;
     // Kept apart: the library forgets them when the server has gone.
     int descriptor_ = -1;
     xcb_window_t root_ = XCB_WINDOW_NONE;

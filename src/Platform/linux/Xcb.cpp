@@ -39,6 +39,18 @@ xcb_connection_t* connectXcb(const char* display, int* screen) {
     return xcb_connect(display, screen);
 }
 
+xcb_window_t rootWindow(xcb_connection_t* connection, int screen) {
+    const auto* setup = xcb_get_setup(connection);
+    if (setup == nullptr) {
+        return XCB_WINDOW_NONE;
+    }
+    auto screens = xcb_setup_roots_iterator(setup);
+    for (; screens.rem > 1 && screen > 0; --screen) {
+        xcb_screen_next(&screens);
+    }
+    return screens.rem == 0 ? xcb_window_t{XCB_WINDOW_NONE} : screens.data->root;
+}
+
 bool isXwayland(xcb_connection_t* connection, xcb_window_t root) {
     const auto extension = xcbRef(xcb_query_extension_reply(
         connection, xcb_query_extension(connection, extensionAndOutput.size(), extensionAndOutput.data()),

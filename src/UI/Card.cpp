@@ -1,0 +1,105 @@
+#include "UI/Card.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QVBoxLayout>
+
+namespace keysong {
+
+namespace {
+
+constexpr qreal cornerRadius = 9;
+constexpr int sidePadding = 12;
+constexpr int rowPadding = 7;
+
+/// A line from side to side of its card's content.
+class Separator final : public QWidget {
+  public:
+    explicit Separator(QWidget* parent) : QWidget(parent) {
+        setFixedHeight(1);
+        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    }
+
+  protected:
+    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), palette().mid()); }
+};
+
+} // namespace
+
+Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
+    setWordWrap(true);
+    setTextFormat(Qt::PlainText);
+    setForegroundRole(QPalette::PlaceholderText);
+    QFont smaller = font();
+    smaller.setPointSizeF(smaller.pointSizeF() * 0.92);
+    setFont(smaller);
+}
+
+Card::Card(QWidget* parent) : QWidget(parent), rows_(new QVBoxLayout(this)) {
+    rows_->setContentsMargins(sidePadding, 3, sidePadding, 3);
+    rows_->setSpacing(0);
+}
+
+void Card::addContent(QWidget* content) {
+    if (rows_->count() > 0) {
+        rows_->addWidget(new Separator(this));
+    }
+    rows_->addWidget(content);
+}
+
+QWidget* Card::addRow(const QString& label, QWidget* control, const QString& caption) {
+    auto* const row = new QWidget(this);
+    row->setMinimumHeight(fontMetrics().height() + 2 * (rowPadding + 4));
+    auto* const lines = new QVBoxLayout(row);
+    lines->setContentsMargins(0, rowPadding, 0, rowPadding);
+    lines->setSpacing(2);
+    auto* const line = new QHBoxLayout;
+    line->setSpacing(10);
+    auto* const name = new QLabel(label, row);
+    name->setTextFormat(Qt::PlainText);
+    name->setBuddy(control);
+    line->addWidget(name);
+    line->addStretch(1);
+    line->addWidget(control);
+    lines->addLayout(line);
+    if (control->accessibleName().isEmpty()) {
+        control->setAccessibleName(label);
+    }
+    if (!caption.isEmpty()) {
+        control->setAccessibleDescription(caption);
+        lines->addWidget(new Caption(caption, row));
+    }
+    addContent(row);
+    return row;
+}
+
+void Card::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(palette().mid(), 1));
+    painter.setBrush(palette().alternateBase());
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+}
+
+SettingsSection::SettingsSection(const QString& title, QWidget* parent)
+    : QWidget(parent), card_(new Card(this)) {
+    auto* const lines = new QVBoxLayout(this);
+    lines->setContentsMargins(0, 0, 0, 0);
+    lines->setSpacing(7);
+    auto* const heading = new QLabel(title, this);
+    QFont bold = heading->font();
+    bold.setWeight(QFont::DemiBold);
+    heading->setFont(bold);
+    heading->setContentsMargins(4, 0, 4, 0);
+    setAccessibleName(title);
+    lines->addWidget(heading);
+    lines->addWidget(card_);
+}
+
+void SettingsSection::setFooter(const QString& text) {
+    auto* const footer = new Caption(text, this);
+    footer->setContentsMargins(4, 0, 4, 0);
+    layout()->addWidget(footer);
+}
+
+} // namespace keysong

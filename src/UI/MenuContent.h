@@ -1,0 +1,54 @@
+#pragma once
+
+#include "UI/ChoiceItems.h"
+#include "UI/MenuLabel.h"
+
+#include <QMenu>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace keysong {
+
+class AppModel;
+
+/// The menu of the status item: the everyday controls, and the ways to the settings and out of the program.
+/// It shows the model as it is, also while it is open, and every choice goes through the model's setters.
+/// Main thread.
+class MenuContent final : public QMenu {
+    Q_OBJECT
+
+  public:
+    /// The model outlives the menu; `quit` ends the program.
+    MenuContent(AppModel& model, MenuDrawer drawer, std::function<void()> quit);
+    ~MenuContent() override;
+
+    /// The keystroke total in words, its number as the default locale writes it: "12,345 keys", "1 key".
+    [[nodiscard]] static QString keyCount(std::int64_t keysPressed);
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    void follow();
+    void showSets();
+    void showDevices();
+    /// The item that this key press stands for; null for none.
+    [[nodiscard]] QAction* itemFor(const QEvent& event) const;
+    void closeAll();
+
+    AppModel& model_;
+    const MenuDrawer drawer_;
+    QAction* enabled_;
+    QAction* soundHeading_;
+    QMenu* volumeMenu_;
+    QMenu* outputMenu_;
+    QAction* total_ = nullptr;
+    QAction* settings_ = nullptr;
+    std::optional<ChoiceItems<std::string>> sets_;
+    std::optional<ChoiceItems<float>> volumes_;
+    std::optional<ChoiceItems<std::optional<std::string>>> outputs_;
+};
+
+} // namespace keysong

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+
+class QDBusServiceWatcher;
+
+namespace keysong {
+
+/// Whether the desktop shows status notifier items: the watcher of the session bus, with which items and
+/// hosts (panels) register. It may come and go at any time. Main thread; nothing here waits for the bus.
+class StatusNotifierHosts final : public QObject {
+    Q_OBJECT
+
+  public:
+    StatusNotifierHosts();
+    ~StatusNotifierHosts() override;
+
+    /// Whether there is a watcher with which an item can register.
+    [[nodiscard]] bool hasWatcher() const { return hasWatcher_; }
+    /// Whether a panel shows what is registered.
+    [[nodiscard]] bool hasHost() const { return hasWatcher_ && hasHost_; }
+
+  signals:
+    /// One of the two is different.
+    void changed();
+
+  private slots:
+    void askForHosts();
+
+  private:
+    void askForWatcher();
+    void watcherChanged(bool isThere);
+
+    QDBusServiceWatcher* watch_ = nullptr;
+    bool hasWatcher_ = false;
+    bool hasHost_ = false;
+};
+
+} // namespace keysong
