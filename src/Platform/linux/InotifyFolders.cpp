@@ -135,7 +135,7 @@ std::set<fs::path> InotifyFolders::takeChanges() {
             foldersChanged = true;
         } else if ((watched.wish.content && !isHidden(name)) ||
                    watched.wish.names.contains(std::string(name))) {
-            changes.insert(watched.folder / name);
+            changes.insert(name.empty() ? watched.folder : watched.folder / name);
             foldersChanged = foldersChanged || (mask & IN_ISDIR) != 0;
         }
     });
