@@ -13,36 +13,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Brings every clip of a plan into the store; what cannot be had is missing in the result.
-SoundPlan<std::string> storePlan(const SoundPlan<Clip>& plan, ClipStore& store) {
-    const auto storeList = [&store](const std::vector<Clip>& clips) {
-        std::vector<std::string> names;
-        for (const Clip& clip : clips) {
-            if (auto name = store.store(clip)) {
-                names.push_back(std::move(*name));
-            }
-        }
-        return names;
-    };
-    const auto storeBoth = [&storeList](const Variants<Clip>& clips) {
-        auto down = storeList(clips.down);
-        return Variants<std::string>{std::move(down), storeList(clips.up)};
-    };
-    SoundPlan<std::string> result;
-    result.defaults = storeBoth(plan.defaults);
-    for (const auto& [group, clips] : plan.groups) {
-        result.groups.emplace(group, storeBoth(clips));
-    }
-    for (const auto& [code, clips] : plan.keys) {
-        result.keys.emplace(code, storeBoth(clips));
-    }
-    for (std::size_t button = 0; button < plan.buttons.size(); ++button) {
-        result.buttons[button] = storeBoth(plan.buttons[button]);
-    }
-    result.scroll = storeList(plan.scroll);
-    return result;
-}
-
 void writeManifest(const SoundManifest& manifest, const fs::path& folder) {
     const fs::path path = folder / SoundManifest::fileName;
     std::ofstream file(path, std::ios::binary);
@@ -146,7 +116,8 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     try {
         const auto staged = services_.folders.begin(result.folder);
         ClipStore store(files, services_.audio, services_.writer, staged->path(), report);
-        SoundManifest manifest = groupedManifest(storePlan(sounds.plan, store));
+        SoundManifest manifest = groupedManifest(
+            mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); }));
         store.finish();
         if (!manifest.defaults.down) {
             throw PackError("none of its sounds can be used" + firstReason(report));

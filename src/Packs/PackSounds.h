@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace keysong {
@@ -52,6 +53,37 @@ struct SoundPlan {
     std::array<Variants<Sound>, 3> buttons;
     std::vector<Sound> scroll;
 };
+
+/// The same plan with other sounds: `to` gives the one for each, or none for one that falls out.
+template <typename To, typename From, typename Function>
+[[nodiscard]] SoundPlan<To> mapPlan(const SoundPlan<From>& plan, const Function& to) {
+    const auto mapList = [&to](const std::vector<From>& sounds) {
+        std::vector<To> result;
+        for (const From& sound : sounds) {
+            if (std::optional<To> mapped = to(sound)) {
+                result.push_back(std::move(*mapped));
+            }
+        }
+        return result;
+    };
+    const auto mapBoth = [&mapList](const Variants<From>& sounds) {
+        auto down = mapList(sounds.down);
+        return Variants<To>{std::move(down), mapList(sounds.up)};
+    };
+    SoundPlan<To> result;
+    result.defaults = mapBoth(plan.defaults);
+    for (const auto& [group, sounds] : plan.groups) {
+        result.groups.emplace(group, mapBoth(sounds));
+    }
+    for (const auto& [code, sounds] : plan.keys) {
+        result.keys.emplace(code, mapBoth(sounds));
+    }
+    for (std::size_t button = 0; button < plan.buttons.size(); ++button) {
+        result.buttons[button] = mapBoth(plan.buttons[button]);
+    }
+    result.scroll = mapList(plan.scroll);
+    return result;
+}
 
 /// What was read from a pack.
 struct PackSounds {
