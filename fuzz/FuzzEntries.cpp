@@ -56,13 +56,16 @@ void readWholePack(std::unique_ptr<Archive> archive) {
     }
     try {
         const PackSounds sounds = readPack(files, soundKeyOf, report);
-        SoundManifest manifest = groupedManifest(mapPlan<std::string>(sounds.plan, [&](const Clip& clip) {
+        const auto plan = mapPlan<std::string>(sounds.plan, [&](const Clip& clip) {
             require(files.find(clip.file) == clip.file);
             require(!clip.range || (clip.range->startMs >= 0 && clip.range->lengthMs > 0));
             return std::optional(std::to_string(clip.range ? clip.range->startMs : -1) + ".flac");
-        }));
-        manifest.gain = sounds.gainDecibels;
-        require(SoundManifest::decode(manifest.encode()) == manifest);
+        });
+        for (const auto& made : {plan, grouped(plan)}) {
+            SoundManifest manifest = manifestOf(made);
+            manifest.gain = sounds.gain;
+            require(SoundManifest::decode(manifest.encode()) == manifest);
+        }
     } catch (const PackError&) {
         // It is no pack, and said so.
     }
@@ -76,6 +79,7 @@ void runManifest(std::string_view input) {
     } catch (const SoundManifestError&) {
         // Refused as a whole.
     }
+    readWholePack(std::make_unique<PackInMemory>(SoundManifest::fileName, input));
 }
 
 void runConfiguration(std::string_view input) {

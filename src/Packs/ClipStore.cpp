@@ -73,9 +73,11 @@ std::optional<std::string> ClipStore::tryStore(const Clip& clip) {
     }
     try {
         return clip.range ? cutPiece(clip.file, *clip.range) : copyWhole(clip.file);
-    } catch (const AudioFileError& error) {
+    } catch (const PackFileError&) {
+        report_.leave("a file that cannot be unpacked", clip.file);
+    } catch (const AudioFileError&) {
         report_.leave("a file that cannot be read as sound", clip.file);
-    } catch (const SoundSetError& error) {
+    } catch (const SoundSetError&) {
         report_.leave("a file that is empty or too long for a sound", clip.file);
     }
     unreadable_.insert(clip.file);
@@ -119,8 +121,14 @@ std::optional<std::string> ClipStore::cutPiece(const std::string& file, const Cl
     }
     framesLeft_ -= frames;
     const std::string name = freshName(file, ".flac");
-    const std::span<const float> all(recording.frames);
-    writer_.write(folder_ / name, all.subspan(first * channels, frames * channels), recording.format);
+    try {
+        const std::span<const float> all(recording.frames);
+        writer_.write(folder_ / name, all.subspan(first * channels, frames * channels), recording.format);
+    } catch (const AudioFileError& error) {
+        // The disk is full, or the recording has a shape that no file of ours can have: the next would fail
+        // too.
+        throw PackError(error.what());
+    }
     ++cut_;
     return pieces_.emplace(place, name).first->second;
 }

@@ -110,9 +110,13 @@ void groupDirection(SoundPlan<std::string>& plan, Direction direction) {
 
 } // namespace
 
-SoundManifest groupedManifest(SoundPlan<std::string> plan) {
+SoundPlan<std::string> grouped(SoundPlan<std::string> plan) {
     groupDirection(plan, &FileVariants::down);
     groupDirection(plan, &FileVariants::up);
+    return plan;
+}
+
+SoundManifest manifestOf(const SoundPlan<std::string>& plan) {
     SoundManifest manifest;
     manifest.schema = 1;
     manifest.defaults = pairOf(plan.defaults);

@@ -105,7 +105,7 @@ PackSounds readNamedKeyPack(const Json& config, const PackReading& reading) {
     sounds.format = "config.json version 2, keys by name";
     sounds.id = textAt(config, "id");
     sounds.name = textAt(config, "name");
-    sounds.gainDecibels = gainOf(config);
+    sounds.gain = gainOf(config);
     const Json& definitions = valueAt(config, "definitions");
     const Json& keys = definitions.is_object() ? definitions : valueAt(config, "defs");
     if (!keys.is_object()) {

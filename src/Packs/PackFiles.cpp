@@ -68,7 +68,7 @@ PackFiles PackFiles::fromFolder(const fs::path& folder, PackReport& report) {
     PackFiles files;
     std::error_code error;
     const fs::path root = fs::canonical(folder, error);
-    fs::recursive_directory_iterator entries(root, error);
+    fs::recursive_directory_iterator entries(root, fs::directory_options::skip_permission_denied, error);
     if (error) {
         throw PackError("cannot read " + folder.string() + ": " + error.message());
     }
@@ -146,14 +146,14 @@ std::optional<std::string> PackFiles::find(std::string_view mentioned) const {
 std::string PackFiles::read(const std::string& name) const {
     const auto file = files_.find(name);
     if (file == files_.end()) {
-        throw PackError(printable(name) + ": is not in the pack");
+        throw PackFileError(printable(name) + ": is not in the pack");
     }
     try {
         std::string bytes = file->second(std::min(largestFileBytes, bytesLeft_));
         bytesLeft_ -= bytes.size();
         return bytes;
     } catch (const std::runtime_error& error) {
-        throw PackError(printable(name) + ": " + error.what());
+        throw PackFileError(printable(name) + ": " + error.what());
     }
 }
 

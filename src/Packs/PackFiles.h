@@ -13,6 +13,12 @@
 
 namespace keysong {
 
+/// One file of a pack cannot be read: it is damaged or too large.
+class PackFileError : public PackError {
+  public:
+    using PackError::PackError;
+};
+
 /// The files of a pack, from a folder or an archive, under names that are safe: relative, with slashes,
 /// and never out of the pack. One thread.
 class PackFiles {
@@ -36,7 +42,7 @@ class PackFiles {
     /// The pack's own spelling of a name that one of its files mentions: exact, or else but for case. The
     /// separator may be a backslash. None for an unsafe name or one that is not there.
     [[nodiscard]] std::optional<std::string> find(std::string_view mentioned) const;
-    /// The content of a file under one of `names`. Throws `PackError`.
+    /// The content of a file under one of `names`. Throws `PackFileError`.
     [[nodiscard]] std::string read(const std::string& name) const;
     /// From now on only what lies below this folder, named from there.
     void enter(const std::string& folder);

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t largestConfigBytes = std::size_t{4} << 20U;
 constexpr std::string_view configName = "config.json";
+constexpr std::string_view manifestName = SoundManifest::fileName;
 constexpr std::string_view profileName = "profile.yaml";
 constexpr std::string_view otherProfileName = "profile.yml";
 
@@ -33,7 +34,8 @@ std::optional<std::string> findConfiguration(const PackFiles& files) {
     std::vector<std::string> found;
     for (std::string& name : files.names()) {
         const std::string lower = lowerCase(fileNameOf(name));
-        if (lower == configName || lower == profileName || lower == otherProfileName) {
+        if (lower == manifestName || lower == configName || lower == profileName ||
+            lower == otherProfileName) {
             found.push_back(std::move(name));
         }
     }
@@ -72,6 +74,9 @@ void enterOnlyFolder(PackFiles& files) {
 PackSounds readConfiguration(const std::string& name, const PackReading& reading) {
     const std::string text = reading.files.read(name);
     try {
+        if (lowerCase(name) == manifestName) {
+            return readSetPack(SoundManifest::decode(text), reading);
+        }
         if (lowerCase(name) != configName) {
             return readProfilePack(parseYamlObject(text, largestConfigBytes), reading);
         }

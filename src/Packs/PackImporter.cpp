@@ -116,15 +116,18 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     try {
         const auto staged = services_.folders.begin(result.folder);
         ClipStore store(files, services_.audio, services_.writer, staged->path(), report);
-        SoundManifest manifest = groupedManifest(
-            mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); }));
+        auto plan =
+            mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); });
+        SoundManifest manifest = manifestOf(sounds.isGrouped ? plan : grouped(std::move(plan)));
         store.finish();
         if (!manifest.defaults.down) {
             throw PackError("none of its sounds can be used" + firstReason(report));
         }
         manifest.id = result.id;
         manifest.name = result.name;
-        manifest.gain = sounds.gainDecibels;
+        manifest.gain = sounds.gain;
+        manifest.pitchVariation = sounds.pitchVariation;
+        manifest.gainVariation = sounds.gainVariation;
         writeManifest(manifest, staged->path());
         staged->commit(replace);
         result.filesCopied = store.filesCopied();

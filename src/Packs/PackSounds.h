@@ -3,6 +3,7 @@
 #include "Packs/PackFiles.h"
 #include "Packs/PackKeys.h"
 #include "Packs/PackReport.h"
+#include "Shared/SoundManifest.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -92,8 +93,13 @@ struct PackSounds {
     /// As the pack has them; either may be empty.
     std::string id;
     std::string name;
-    std::optional<float> gainDecibels;
+    /// The set's level and how it varies, as a manifest has them.
+    std::optional<float> gain;
+    std::optional<float> pitchVariation;
+    std::optional<float> gainVariation;
     SoundPlan<Clip> plan;
+    /// The plan is for groups of keys already, and says exactly what is wanted.
+    bool isGrouped = false;
 };
 
 /// What a reader of packs works with. One thread.
@@ -106,6 +112,8 @@ struct PackReading {
 /// Readers of the formats, one each. A broken entry is left and reported; what makes the whole useless is a
 /// `PackError`.
 
+/// A sound set of this program, as somebody else made it.
+[[nodiscard]] PackSounds readSetPack(const SoundManifest& manifest, const PackReading& reading);
 /// "config.json" with sounds by scan code.
 [[nodiscard]] PackSounds readScanCodePack(const nlohmann::json& config, const PackReading& reading);
 /// "config.json" of version 2, with sounds by key name.

@@ -165,6 +165,19 @@ TEST_F(PackFormatsTest, AProfileNamesSourcesAndTheirKeys) {
                                      Pair("a key name that is not known", testing::_)));
 }
 
+TEST_F(PackFormatsTest, ASetOfOurOwnComesThroughUnchanged) {
+    for (int block = 0; block < 5; ++block) {
+        write("s" + std::to_string(block) + ".wav", click(block));
+    }
+    const std::string text =
+        R"({"schema":1,"id":"own","name":"Own","gain":-2.5,"pitchVariation":0.01,"gainVariation":0,)"
+        R"("defaults":{"down":["s0.wav","s1.wav"],"up":["s2.wav"]},"groups":{"space":{"down":["s3.wav"]}},)"
+        R"("keys":{"36":{"up":["s4.wav"]}},"mouse":{"right":{"down":["s0.wav"]},"scroll":["s1.wav"]}})";
+    write("manifest.json", text);
+    load(importPack());
+    EXPECT_EQ(set->manifest(), SoundManifest::decode(text));
+}
+
 TEST_F(PackFormatsTest, NamesInAPlainFolderSayWhatTheSoundsAreFor) {
     const std::vector<std::pair<const char*, int>> files = {
         {"thock-1.wav", 0},          {"thock-2.wav", 1},    {"keyup.wav", 2},

@@ -1,4 +1,5 @@
 #include "Audio/SoundLibrary.h"
+#include "Shared/WholeFile.h"
 #include "fakes/FakePlaces.h"
 #include "support/ZipFile.h"
 
@@ -79,6 +80,21 @@ TEST_F(PackImporterTest, ThePackThatWouldTakeTheMachineIsRefused) {
     EXPECT_THAT(refusal(zip(many)), HasSubstr("too many entries"));
     EXPECT_THAT(refusal(folder.write("text.zip", "this is no archive")), testing::Not(IsEmpty()));
     EXPECT_THAT(refusal(folder.path() / "nowhere"), HasSubstr("is not there"));
+}
+
+TEST_F(PackImporterTest, ADamagedFileCostsItselfAlone) {
+    const auto path = zip({{"config.json", config.substr(0, config.size() - 2) + R"("57":"space.wav"}})"},
+                           {"a.wav", click(3)},
+                           {"space.wav", click(4)}});
+    std::string bytes = readWholeFile(path, 100000);
+    const std::size_t entry = bytes.rfind("space.wav") - 46; // in the directory at the end
+    ASSERT_EQ(bytes.substr(entry, 4), "PK\x01\x02");
+    bytes[entry + 16] = static_cast<char>(bytes[entry + 16] ^ 1); // its checksum
+    folder.write("pack.zip", bytes);
+    const auto result = import(path);
+    EXPECT_THAT(result.report.left(), ElementsAre(Key("a file that cannot be unpacked")));
+    load(result);
+    EXPECT_THAT(blocks(SoundEvent::keyDown(49)), ElementsAre(3));
 }
 
 TEST_F(PackImporterTest, LengthsThatLieAndPiecesWithoutEndAreLeft) {
