@@ -59,8 +59,10 @@ void ClipStore::finish() {
 }
 
 std::optional<std::string> ClipStore::store(const Clip& clip) {
-    const auto known = stored_.find(clip);
-    return known != stored_.end() ? known->second : stored_.emplace(clip, tryStore(clip)).first->second;
+    const ClipRange range = clip.range.value_or(ClipRange{-1, -1});
+    const auto key = std::tuple(clip.file, range.startMs, range.lengthMs);
+    const auto known = stored_.find(key);
+    return known != stored_.end() ? known->second : stored_.emplace(key, tryStore(clip)).first->second;
 }
 
 std::optional<std::string> ClipStore::tryStore(const Clip& clip) {

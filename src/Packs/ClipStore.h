@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace keysong {
@@ -59,7 +60,8 @@ class ClipStore {
     PackReport& report_;
     /// Tells whether the loader will play a file; shares the loader's bounds.
     SampleDecoder decoder_;
-    std::map<Clip, std::optional<std::string>> stored_;
+    /// By the clip; a whole file stands before all its pieces.
+    std::map<std::tuple<std::string, double, double>, std::optional<std::string>> stored_;
     /// By content: packs often hold the same recording under many names.
     std::map<std::pair<std::size_t, std::size_t>, std::string> wholeByContent_;
     /// By the recording and the frames: different times may name the same frames.

@@ -8,7 +8,6 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -23,7 +22,7 @@ struct ClipRange {
     double startMs = 0;
     double lengthMs = 0;
 
-    friend auto operator<=>(const ClipRange&, const ClipRange&) = default;
+    friend bool operator==(const ClipRange&, const ClipRange&) = default;
 };
 
 /// One sound of a pack: a file, or a piece of one.
@@ -32,7 +31,7 @@ struct Clip {
     std::string file;
     std::optional<ClipRange> range;
 
-    friend auto operator<=>(const Clip&, const Clip&) = default;
+    friend bool operator==(const Clip&, const Clip&) = default;
 };
 
 /// The sounds that stand for each other at random, going down and coming up.
@@ -41,7 +40,7 @@ struct Variants {
     std::vector<Sound> down;
     std::vector<Sound> up;
 
-    friend auto operator<=>(const Variants&, const Variants&) = default;
+    friend bool operator==(const Variants&, const Variants&) = default;
 };
 
 /// Which sounds belong where, whatever the format that said so. `Sound` is a clip as the pack names it, or
