@@ -133,6 +133,7 @@ class AppModel final : public QObject {
     /// Starts the keystroke count again from 0.
     void resetStats();
     void showSettings() { services_.windows.showSettings(); }
+    /// What the user can do so that the program is trusted.
     void showOnboarding() { services_.windows.showOnboarding(); }
 
   signals:

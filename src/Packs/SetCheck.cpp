@@ -192,8 +192,8 @@ class Inspector {
             }
         }
         if (loudest > -1000) {
-            note("loudness (loudest 50 ms of each sound, K-weighted): " + fixedText(quietest, 1) + " to " +
-                 fixedText(loudest, 1) + " LUFS before the set's gain");
+            note("loudness (each sound as if it lasted 50 ms, K-weighted): " + fixedText(quietest, 1) +
+                 " to " + fixedText(loudest, 1) + " LUFS before the set's gain");
         }
         const auto usual = set_.candidates(SoundEvent::keyDown(0));
         if (!usual.empty()) {

@@ -27,7 +27,7 @@ SoundMeasure measureSound(const SampleBuffer& sample) {
     measure.onsetMilliseconds =
         static_cast<double>(onset - frames.begin()) * 1000 / SoundEngine::renderFormat.sampleRate;
     const std::vector<double> signal(frames.begin(), frames.end());
-    measure.loudnessDecibels = blockOffset + 20 * std::log10(std::max(1e-10, loudestMoment(signal)));
+    measure.loudnessDecibels = blockOffset + 20 * std::log10(std::max(1e-10, loudness(signal)));
     return measure;
 }
 

@@ -13,7 +13,7 @@ struct SoundMeasure {
     bool isSilent = true;
     /// From its beginning to the first frame of a tenth of its peak.
     double onsetMilliseconds = 0;
-    /// Of the loudest 50 ms, in LUFS.
+    /// Of all of it as if it lay within 50 ms, in LUFS.
     double loudnessDecibels = 0;
 };
 

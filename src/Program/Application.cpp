@@ -1,7 +1,6 @@
 #include "Program/Application.h"
 
 #include "App/AppModel.h"
-#include "App/KeyMonitor.h"
 #include "App/MainThreadQueue.h"
 #include "App/NoWindows.h"
 #include "App/RemoteControl.h"
@@ -13,13 +12,9 @@
 #include "Platform/linux/LinuxInput.h"
 #include "Platform/linux/PipeWireMicrophone.h"
 #include "Platform/linux/TerminationSignals.h"
-#include "Platform/linux/X11TraySelection.h"
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
 #include "Shared/SerialQueue.h"
-#include "UI/DesktopWindows.h"
-#include "UI/StatusItem.h"
-#include "UI/Theme.h"
 
 #include <QApplication>
 #include <QSocketNotifier>
@@ -28,6 +23,9 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+
+#include "Program/DesktopSession.h"
+#include "Program/LastFlush.h"
 
 namespace keysong {
 
@@ -89,19 +87,13 @@ QApplication* onDisplay(QCoreApplication& application) {
 }
 
 int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& termination,
-             QApplication* display) {
+             DesktopSession* desktop) {
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
     const auto input = makeInputSource();
     MainThreadQueue mainQueue;
-    std::optional<Theme> theme;
-    DesktopWindows desktopWindows;
     NoWindows noWindows;
-    AppWindows* windows = &noWindows;
-    if (display != nullptr) {
-        theme.emplace(*display);
-        windows = &desktopWindows;
-    }
+    AppWindows& windows = desktop != nullptr ? desktop->windows() : noWindows;
     SerialQueue writer(machine.threads, {"com.orlen.keysong.preferences", "preferences"});
     const PreferenceDomains domains(machine.places.userConfig(), machine.durableFiles);
     Preferences preferences(domains, PreferenceMigration::currentDomain, &writer);
@@ -115,23 +107,23 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
                     machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, microphone,
-                    folders, *windows, mainQueue,
+                    folders, windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
     const auto quit = [] { QCoreApplication::quit(); };
-    std::optional<StatusItem> statusItem;
-    if (display != nullptr) {
-        desktopWindows.attach({model, KeyMonitor::shared(), applications, machine.places, machine.textOrder});
-        const bool isX11 = QGuiApplication::platformName() == QLatin1String("xcb");
-        statusItem.emplace(model, isX11 ? makeX11TraySelection() : nullptr, quit);
+    if (desktop != nullptr) {
+        desktop->attach(model, applications, machine, mainQueue, quit);
     }
     remote.attach(model, quit);
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
+    const LastFlush lastFlush([&model] { model.prepareToTerminate(); });
     model.bootstrap();
     QCoreApplication::exec();
     model.prepareToTerminate();
-    desktopWindows.detach();
+    if (desktop != nullptr) {
+        desktop->detach();
+    }
     return 0;
 }
 
@@ -152,7 +144,11 @@ int runApplication(Machine& machine, char* programPath) {
         }
         return 0;
     }
-    return runModel(machine, remote, termination, onDisplay(*application));
+    std::optional<DesktopSession> desktop;
+    if (QApplication* const display = onDisplay(*application)) {
+        desktop.emplace(*display);
+    }
+    return runModel(machine, remote, termination, desktop ? &*desktop : nullptr);
 }
 
 } // namespace keysong

@@ -4,8 +4,9 @@
 
 namespace keysong {
 
-/// Root mean square of the loudest 50 ms after the K weighting of ITU-R BS.1770: how loud a click is to an
-/// ear, as an amplitude. One channel at 48 kHz; a shorter signal counts as followed by silence. Any thread.
-[[nodiscard]] double loudestMoment(std::span<const double> signal);
+/// How much a sound adds to the loudness of typing: its energy after the K weighting of ITU-R BS.1770, as the
+/// root mean square that it has when all of it lies within 50 ms. One channel at 48 kHz, full scale 1. Any
+/// thread; real-time safe.
+[[nodiscard]] double loudness(std::span<const double> signal) noexcept;
 
 } // namespace keysong

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/AppWindows.h"
+#include "UI/OnboardingWindow.h"
 #include "UI/SettingsWindow.h"
 
 #include <memory>
@@ -12,16 +13,21 @@ class DesktopWindows final : public AppWindows {
   public:
     DesktopWindows() = default;
 
-    /// Call it before anything is shown; what `services` refers to outlives the windows.
-    void attach(const UiServices& services);
+    /// Call it before anything is shown; what the arguments refer to outlives the windows. `mainQueue` runs
+    /// its tasks on the main thread.
+    void attach(const UiServices& services, KeyboardAccess& access, TaskQueue& mainQueue);
     /// Takes the windows down, while what they show is still there.
-    void detach() { settings_.reset(); }
+    void detach();
+
+    /// Whether some panel shows the program's icon; until somebody says so, one does. After `attach`.
+    void setHasTray(bool hasTray) { onboarding_->setHasTray(hasTray); }
 
     void showSettings() override;
     void showOnboarding() override;
 
   private:
     std::unique_ptr<SettingsWindow> settings_;
+    std::unique_ptr<OnboardingWindow> onboarding_;
 };
 
 } // namespace keysong

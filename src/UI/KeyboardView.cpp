@@ -139,7 +139,7 @@ const std::vector<std::vector<KeyboardView::Key>>& KeyboardView::rows() {
 int KeyboardView::heightForWidth(int width) const {
     const auto count = static_cast<double>(rows().size());
     const double rowHeight = std::max(unitFor(width) * capHeight, smallestCap);
-    return static_cast<int>(std::max(width / aspectRatio, count * rowHeight + (count - 1) * gap));
+    return static_cast<int>(std::ceil(std::max(width / aspectRatio, count * rowHeight + (count - 1) * gap)));
 }
 
 QRectF KeyboardView::capOf(std::uint16_t code) const {

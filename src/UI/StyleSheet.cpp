@@ -51,6 +51,11 @@ QLineEdit, QPlainTextEdit, QListView {
 }
 QLineEdit { padding: 4px 8px; min-height: 18px; }
 QLineEdit:focus, QPlainTextEdit:focus, QListView:focus { border-color: palette(highlight); }
+QLabel#command {
+    background: palette(base); color: palette(text);
+    border: 1px solid palette(mid); border-radius: 6px; padding: 8px;
+}
+QLabel#command:focus { border-color: palette(highlight); }
 QListView { outline: none; padding: 3px; }
 QListView::item { padding: 4px 6px; border-radius: 4px; }
 QListView::item:selected { background: palette(highlight); color: palette(highlighted-text); }

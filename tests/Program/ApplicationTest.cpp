@@ -2,6 +2,7 @@
 
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
+#include "support/PrivateSway.h"
 #include "support/PrivateXServer.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
@@ -77,6 +78,7 @@ class ApplicationTest : public testing::Test {
 };
 
 TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
+    setting.environment["DISPLAY"] = ""; // without a display the log tells of what would be shown
     ChildProcess programs[5];
     for (int i = 0; i < 5; ++i) {
         programs[i].start({KEYSONG_PROGRAM}, loggingTo("log" + std::to_string(i)));
@@ -163,6 +165,47 @@ TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsL
     EXPECT_EQ(control({"status"}), "");
     launch(program); // the killed one left the settings whole
     EXPECT_EQ(control({"volume"}), "0.25\n");
+    const std::string before = control({"stats"});
+    hands.tap(keyboard, KEY_A);
+    EXPECT_TRUE(eventually([&] { return control({"stats"}) != before; }));
+    const std::string counted = control({"stats"});
+    server.kill(); // takes the program along, but nothing that it counted
+    EXPECT_NE(program.wait(), 0);
+    ASSERT_TRUE(server.start());
+    launch(program);
+    EXPECT_EQ(control({"stats"}), counted);
+}
+
+TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
+    const std::string missing = PrivateSway::missingProgram();
+    if (!missing.empty()) {
+        GTEST_SKIP() << missing << " is not installed";
+    }
+    PrivateSway sway;
+    ASSERT_TRUE(sway.start());
+    setting.environment["DISPLAY"] = "";
+    setting.environment.erase("WAYLAND_DISPLAY");
+    home.write(".config/com.orlen.keysong/preferences.json", R"({"mutedApps":["second"]})");
+    const auto sleeps = [&](bool asleep) {
+        const std::string wanted = asleep ? "\"Sleeping\": true" : "\"Sleeping\": false";
+        return eventually([&] { return control({"status", "--json"}).find(wanted) != std::string::npos; });
+    };
+    ChildProcess program;
+    program.start({KEYSONG_PROGRAM}, loggingTo("log"));
+    // The window that asks for the right to listen opens by itself.
+    ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"com.orlen.keysong\"] focus"); }));
+    sway.openWindow("first");
+    sway.openWindow("second");
+    ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"second\"] focus"); }));
+    EXPECT_TRUE(sleeps(true)) << textOf("log");
+    ASSERT_TRUE(sway.command("[app_id=\"first\"] focus"));
+    EXPECT_TRUE(sleeps(false));
+    ASSERT_TRUE(sway.command("[app_id=\"second\"] focus"));
+    EXPECT_TRUE(sleeps(true)) << textOf("log");
+    EXPECT_EQ(control({"settings"}), ""); // its window comes to the front and is not muted
+    EXPECT_TRUE(sleeps(false)) << textOf("log");
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0);
 }
 
 } // namespace

@@ -8,7 +8,7 @@ import sys
 import time
 
 EVENTS = (r"(?:keyDown|keyUp) \d+|(?:mouseDown|mouseUp) \w+|scrollTick"
-          r"|dropped as synthetic: type \d+|event tap (?:disabled|was disabled) .*")
+          r"|dropped as synthetic: type \d+|event tap (?:disabled|was disabled) .*|counted \d+")
 
 
 class Guest:

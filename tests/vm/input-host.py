@@ -103,5 +103,22 @@ guest.run('opened "QEMU QEMU USB Keyboard"; [ $opened = $before ] && "$devices" 
 guest.expect("another one under its name is no concern", "event tap disabled (user input), re-enabled")
 guest.tap("c")
 guest.expect("and is heard", *taps(8))
+guest.command("device_del", id="keyboard")
+
+# The application for a user without any right, who is then granted it: it goes on without a restart.
+guest.run("kill $(pgrep -x keysong); while pgrep -x keysong >/dev/null; do sleep 0.05; done\n"
+          "echo guest:x:1000:1000::/tmp/guest:/bin/sh >>/etc/passwd; mkdir /tmp/guest; chown 1000 /tmp/guest\n"
+          "KEYSONG_OUTPUT=virtual HOME=/tmp/guest setpriv --reuid 1000 --regid 1000 --clear-groups "
+          'env -u DISPLAY -u XDG_CONFIG_HOME "$program" 2>&1 &')
+guest.wait("add the user to the group")
+guest.tap("a")  # is not heard
+guest.run(f'PKEXEC_UID=1000 "${{program%/*}}/keysong-grant-access" && opened "{PS2}"')
+guest.tap("s", "d")
+guest.command("device_add", driver="usb-kbd", id="keyboard", bus="xhci.0")
+guest.run('opened "QEMU QEMU USB Keyboard"')
+guest.tap("c", "f", "g")
+guest.run("kill $(pgrep -x keysong); while pgrep -x keysong >/dev/null; do sleep 0.05; done\n"
+          "sed -n 's/.*\"keysPressed\": *\\([0-9]*\\).*/counted \\1/p' /tmp/guest/.config/com.orlen.keysong/preferences.json")
+guest.expect("keys of the keyboards before and after they were granted", "counted 5")
 guest.end()
 guest.judge()

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "App/AppModel.h"
+#include "Platform/linux/PolkitAccess.h"
+#include "UI/DesktopWindows.h"
+#include "UI/StatusItem.h"
+#include "UI/Theme.h"
+
+#include <QApplication>
+#include <functional>
+#include <optional>
+
+#include "Program/Machine.h"
+
+namespace keysong {
+
+/// What the program shows where there is a display: the windows, the tray icon with its menu, and how they
+/// look. Main thread.
+class DesktopSession final {
+  public:
+    /// `application` outlives it.
+    explicit DesktopSession(QApplication& application) : theme_(application) {}
+
+    /// Nothing may be shown before `attach`.
+    [[nodiscard]] AppWindows& windows() noexcept { return windows_; }
+
+    /// Shows the model from here on until `detach`; `quit` ends the program. What is referred to stays until
+    /// then.
+    void attach(AppModel& model, InstalledApplications& applications, Machine& machine, TaskQueue& mainQueue,
+                const std::function<void()>& quit);
+    void detach();
+
+  private:
+    Theme theme_;
+    DesktopWindows windows_;
+    std::optional<PolkitAccess> access_;
+    std::optional<StatusItem> statusItem_;
+};
+
+} // namespace keysong

@@ -1,0 +1,152 @@
+// The helper as root runs it, on users, groups, devices and udev rules of its own.
+
+#include "support/ChildProcess.h"
+#include "support/PrivateTmpfs.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace keysong::test {
+namespace {
+
+constexpr const char* output = "/run/output";
+
+/// A machine below /run, bound over the real one: two keyboards and what only looks like one.
+constexpr const char* machine = R"(set -e
+mkdir -p /run/dev/input /run/etc
+mknod -m 666 /run/dev/null c 1 3
+cd /run/dev/input
+mknod -m 660 event0 c 13 64
+mknod -m 660 event1 c 13 65
+mknod -m 660 event2 c 1 5
+mknod -m 660 mouse0 c 13 32
+touch event3
+chmod 660 event3
+ln -s /run/etc/secret event4
+cd /run/etc
+for file in passwd group shadow gshadow login.defs nsswitch.conf; do cp -p /etc/$file . || true; done
+sed -i '/^input:/d' group gshadow
+echo input:x:4300: >>group
+echo 'someone:x:4321:4321::/:/bin/sh' >>passwd
+echo 'other:x:4322:4322::/:/bin/sh' >>passwd
+echo secret >secret
+chmod 600 secret
+mount --bind /run/dev /dev
+mount --bind /run/etc /etc
+)";
+
+int shell(const std::string& line) {
+    ChildProcess::Setting setting;
+    setting.output = output;
+    return WEXITSTATUS(ChildProcess::run({"/bin/sh", "-c", line}, setting));
+}
+
+std::string textOf(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Runs the helper with these variables, a hostile `PATH` among them, and returns its exit code.
+int grant(std::map<std::string, std::string> environment, std::vector<std::string> arguments = {}) {
+    std::filesystem::remove(output);
+    arguments.insert(arguments.begin(), KEYSONG_GRANT_ACCESS);
+    ChildProcess::Setting setting;
+    setting.output = output;
+    setting.environment = {{"PKEXEC_UID", ""}, {"SUDO_UID", ""}, {"PATH", "/run/nothing"}, {"IFS", "0123"}};
+    for (auto& [name, value] : environment) {
+        setting.environment[name] = value;
+    }
+    return WEXITSTATUS(ChildProcess::run(arguments, setting));
+}
+
+bool canRead(int user, const std::string& file) {
+    const std::string as = "setpriv --reuid " + std::to_string(user) + " --regid 65534 --clear-groups test ";
+    EXPECT_NE(shell(as + "-w " + file), 0) << "the right to read is enough";
+    return shell(as + "-r " + file) == 0;
+}
+
+/// Nothing was given to anybody.
+bool isUntouched() {
+    return shell("getfacl -cp /dev/input/* /etc/secret | grep -q ^user:[^:]") != 0 &&
+           shell("grep '^input:' /etc/group | grep -q :$") == 0 && !std::filesystem::exists("/run/udev");
+}
+
+/// Runs `body` where only it sees what the helper does.
+template <typename Body>
+void onOwnMachine(Body body) {
+    if (geteuid() != 0 || !ChildProcess::isInstalled("setfacl")) {
+        GTEST_SKIP() << "needs root and setfacl";
+    }
+    const auto passed = inPrivateTmpfs("/run", "size=1m", [&] {
+        if (shell(machine) != 0) {
+            std::fputs(textOf(output).c_str(), stderr);
+            _exit(77); // where device nodes cannot be made
+        }
+        body();
+    });
+    if (!passed) {
+        GTEST_SKIP() << "this machine does not allow it";
+    }
+    EXPECT_TRUE(*passed);
+}
+
+TEST(GrantAccessTest, GivesTheCallerAloneTheRightToReadTheInputDevicesAlone) {
+    onOwnMachine([] {
+        ASSERT_TRUE(isUntouched());
+        ASSERT_FALSE(canRead(4321, "/dev/input/event0"));
+        for (int round = 0; round < 2; ++round) { // the second time changes nothing
+            ASSERT_EQ(grant({{"PKEXEC_UID", "4321"}, {"SUDO_UID", "4322"}}), 0) << textOf(output);
+            EXPECT_EQ(textOf(output), "");
+            EXPECT_EQ(shell("grep -qx 'input:x:4300:someone' /etc/group"), 0);
+            EXPECT_TRUE(canRead(4321, "/dev/input/event0"));
+            EXPECT_TRUE(canRead(4321, "/dev/input/event1"));
+            EXPECT_FALSE(canRead(4322, "/dev/input/event0"));
+            for (const char* node : {"event2", "event3", "event4", "mouse0"}) {
+                EXPECT_FALSE(canRead(4321, std::string("/dev/input/") + node)) << node;
+            }
+            EXPECT_EQ(textOf("/run/udev/rules.d/90-keysong-4321.rules"),
+                      "ACTION!=\"remove\", SUBSYSTEM==\"input\", KERNEL==\"event*\", "
+                      "RUN+=\"/usr/bin/setfacl -m u:4321:r $env{DEVNAME}\"\n");
+        }
+        ASSERT_EQ(grant({{"SUDO_UID", "4322"}}), 0);
+        EXPECT_EQ(shell("grep -qx 'input:x:4300:someone,other' /etc/group"), 0);
+        EXPECT_TRUE(canRead(4322, "/dev/input/event1"));
+        EXPECT_TRUE(canRead(4321, "/dev/input/event1"));
+    });
+}
+
+TEST(GrantAccessTest, RefusesWhomItCannotNameAndChangesNothing) {
+    onOwnMachine([] {
+        for (const char* user :
+             {"", "0", "00", "someone", "-1", "4321 4322", "4321;id", "4323", "99999999999"}) {
+            EXPECT_EQ(grant({{"PKEXEC_UID", user}}), 1) << user;
+            EXPECT_NE(textOf(output), "") << user;
+        }
+        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}, {"4322"}), 1);
+        EXPECT_EQ(textOf(output), "keysong-grant-access takes no arguments\n");
+        ASSERT_TRUE(isUntouched());
+        ASSERT_EQ(shell("sed -i /^input:/d /etc/group"), 0);
+        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}), 1);
+        EXPECT_EQ(textOf(output), "this computer has no group \"input\"\n");
+    });
+}
+
+TEST(GrantAccessTest, SaysWhenTheRightComesWithTheNextLogin) {
+    onOwnMachine([] {
+        ASSERT_EQ(shell("touch /run/empty; mount --bind /run/empty /usr/bin/setfacl"), 0);
+        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}), 3) << textOf(output);
+        EXPECT_EQ(shell("grep -qx 'input:x:4300:someone' /etc/group"), 0);
+        EXPECT_FALSE(std::filesystem::exists("/run/udev"));
+    });
+}
+
+} // namespace
+} // namespace keysong::test
