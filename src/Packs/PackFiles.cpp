@@ -36,8 +36,7 @@ std::string lowerCase(std::string_view text) {
 std::optional<std::string> safeName(std::string_view name) {
     std::string slashed(name);
     std::replace(slashed.begin(), slashed.end(), '\\', '/');
-    const bool hasDrive = slashed.size() > 1 && slashed[1] == ':';
-    if (slashed.starts_with('/') || hasDrive || slashed.find('\0') != std::string::npos) {
+    if (slashed.starts_with('/') || slashed.find('\0') != std::string::npos) {
         return std::nullopt;
     }
     std::string result;
@@ -45,7 +44,8 @@ std::optional<std::string> safeName(std::string_view name) {
         const std::size_t end = std::min(slashed.find('/', at), slashed.size());
         const std::string part = slashed.substr(at, end - at);
         at = end + 1;
-        if (part == "..") {
+        const bool isDrive = part.size() > 1 && part[1] == ':'; // even where it would not count as one
+        if (part == ".." || isDrive) {
             return std::nullopt;
         }
         if (!part.empty() && part != ".") {

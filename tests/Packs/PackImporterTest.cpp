@@ -3,6 +3,7 @@
 #include "fakes/FakePlaces.h"
 #include "support/ZipFile.h"
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -162,6 +163,51 @@ TEST_F(PackImporterTest, AKilledImportLeavesNothingThatIsListedAndTheNextOneClea
     EXPECT_THROW(working->commit(false), StagedFolderError);
     working->commit(true);
     EXPECT_TRUE(std::filesystem::exists(target / "file"));
+}
+
+TEST_F(PackImporterTest, WhereverAnImportIsKilledASetIsWholeOrNotThere) {
+    write("all.wav", steps(50));
+    std::string defines;
+    for (int code = 1; code <= 50; ++code) {
+        defines += (code > 1 ? "," : "") +
+                   ("\"" + std::to_string(code) + "\":[" + std::to_string(100 * (code - 1)) + ",100]");
+    }
+    write("config.json",
+          R"({"name":"Sprite","sound":"all.wav","key_define_type":"single","defines":{)" + defines + "}}");
+    const auto began = std::chrono::steady_clock::now();
+    static_cast<void>(importPack());
+    const auto whole = std::chrono::steady_clock::now() - began;
+    std::filesystem::remove_all(sets());
+    constexpr int kills = 24;
+    int wholeSets = 0;
+    for (int round = 0; round <= kills; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            static_cast<void>(import(folder.path() / "pack", true));
+            _exit(0);
+        }
+        // At other points of the work each time; the last one is left to end.
+        if (round < kills) {
+            const auto end = std::chrono::steady_clock::now() + whole * 3 / 2 * round / kills;
+            while (std::chrono::steady_clock::now() < end) {
+            }
+            kill(child, SIGKILL);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        for (const std::string& name : installed()) {
+            if (!name.starts_with('.')) {
+                ++wholeSets;
+                EXPECT_EQ(name, "sprite");
+                set = SoundSet::load(sets() / name, SoundEngine::renderFormat, audio);
+                EXPECT_THAT(blocks(SoundEvent::keyDown(0)), ElementsAre(29));
+            }
+        }
+        EXPECT_LE(installed().size(), 2U) << "each begins by removing what the last one left";
+    }
+    EXPECT_GT(wholeSets, 0) << "one at least came to its end";
+    static_cast<void>(import(folder.path() / "pack", true));
+    EXPECT_THAT(installed(), ElementsAre("sprite"));
 }
 
 TEST(IdentifierTest, IsSafeWhateverTheNameWas) {
