@@ -6,6 +6,7 @@
 #include "support/PrivateSway.h"
 #include "support/PrivateXServer.h"
 #include "support/TempFolder.h"
+#include "support/WaveFile.h"
 #include "support/XTestClient.h"
 
 #include <gtest/gtest.h>
@@ -29,10 +30,10 @@ class ApplicationTest : public testing::Test {
         }
         ASSERT_TRUE(bus.start());
         ASSERT_TRUE(server.start());
-        setting.environment = {{"HOME", home.path()},         {"XDG_CONFIG_HOME", ""},
-                               {"DISPLAY", server.display()}, {"WAYLAND_DISPLAY", ""},
-                               {"KEYSONG_OUTPUT", "virtual"}, {"KEYSONG_LOG_SINK", "stderr"},
-                               {"XDG_STATE_HOME", ""}};
+        setting.environment = {{"HOME", home.path()},          {"XDG_CONFIG_HOME", ""},
+                               {"XDG_DATA_HOME", ""},          {"DISPLAY", server.display()},
+                               {"WAYLAND_DISPLAY", ""},        {"KEYSONG_OUTPUT", "virtual"},
+                               {"KEYSONG_LOG_SINK", "stderr"}, {"XDG_STATE_HOME", ""}};
     }
 
     [[nodiscard]] ChildProcess::Setting loggingTo(const std::string& name) const {
@@ -126,6 +127,27 @@ TEST_F(ApplicationTest, ShowsItsSymbolInAPanelAndEndsByItsMenu) {
     EXPECT_EQ(program.wait(), 0);
 }
 
+TEST_F(ApplicationTest, AnImportedPackIsListedAndPlaysWithoutARestart) {
+    ChildProcess program;
+    launch(program);
+    home.write("my pack/a.wav", waveBytes(sine(500, 4800, 48000)));
+    const std::string pack = home.path() / "my pack";
+    EXPECT_EQ(control({"import", pack}).substr(0, 32), "Imported \"my pack\" as my-pack fr");
+    EXPECT_EQ(control({"import", pack}), "") << "it is there already";
+    EXPECT_TRUE(eventually([&] { return control({"sets"}).find("my-pack\tmy pack") != std::string::npos; }))
+        << control({"sets"});
+    EXPECT_EQ(control({"set", "my-pack"}), "");
+    EXPECT_TRUE(
+        eventually([&] { return textOf("log").find("loaded sound set my-pack") != std::string::npos; }));
+    const std::filesystem::path set = home.path() / ".local/share/keysong/Sounds/my-pack";
+    EXPECT_TRUE(control({"check", set}).ends_with("No problems.\n"));
+    std::filesystem::remove_all(set);
+    EXPECT_TRUE(eventually([&] { return control({"sets"}).find("my-pack") == std::string::npos; }));
+    EXPECT_EQ(control({"check", set}), "");
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0);
+}
+
 TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsLocked) {
     const XTestClient hands(server.display());
     const auto keyboard = hands.deviceNamed("Xvfb keyboard");
@@ -196,7 +218,10 @@ TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
     ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"com.orlen.keysong\"] focus"); }));
     sway.openWindow("first");
     sway.openWindow("second");
-    ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"second\"] focus"); }));
+    for (const char* opened : {"first", "second"}) { // once they are there, in whatever order
+        ASSERT_TRUE(
+            eventually([&] { return sway.command("[app_id=\"" + std::string(opened) + "\"] focus"); }));
+    }
     EXPECT_TRUE(sleeps(true)) << textOf("log");
     ASSERT_TRUE(sway.command("[app_id=\"first\"] focus"));
     EXPECT_TRUE(sleeps(false));
