@@ -51,42 +51,35 @@ TEST_F(PreferenceMigrationTest, TheReportHasALineForEachFailureAndOneForTheWhole
               "FAIL  one\nFAIL  two\nmigrate FAILED\n");
 }
 
-struct PickRow {
-    const char* name;
-    /// Date in seconds, -1 for none, and keystrokes, in list order: "a", "b", "c".
-    std::vector<std::pair<int, nlohmann::json>> candidates;
-    const char* winner;
-
-    friend void PrintTo(const PickRow& row, std::ostream* out) { *out << row.name; }
-};
-
-class PickDomain : public testing::TestWithParam<PickRow> {};
-
-TEST_P(PickDomain, Wins) {
-    std::vector<PreferenceMigration::Candidate> candidates;
-    std::map<std::string, std::optional<Date>> dates;
-    for (const auto& [seconds, keystrokes] : GetParam().candidates) {
-        const std::string name(1, static_cast<char>('a' + candidates.size()));
-        candidates.push_back({name, {{"keysPressed", keystrokes}}});
-        dates[name] = seconds < 0 ? std::nullopt : std::optional(Date(std::chrono::seconds(seconds)));
+TEST_F(PreferenceMigrationTest, TheLatestAndBusiestDomainWins) {
+    struct Row {
+        const char* name;
+        /// Date in seconds, -1 for none, and keystrokes, in list order: "a", "b", "c".
+        std::vector<std::pair<int, nlohmann::json>> candidates;
+        const char* winner;
+    };
+    for (const Row& row :
+         {Row{"the latest", {{1, 9}, {3, 0}, {2, 99}}, "b"},
+          Row{"of equal dates the busiest", {{1, 5}, {1, 7}, {0, 99}}, "b"},
+          Row{"of equal dates and counts the first", {{1, 5}, {1, 5}, {1, 5}}, "a"},
+          Row{"without dates the busiest", {{-1, 5}, {-1, 4}, {-1, 6}}, "c"},
+          Row{"without dates and counts the first", {{-1, 0}, {-1, 0}}, "a"},
+          Row{"any date before none", {{-1, 99}, {0, 0}}, "b"},
+          Row{"counts of other types are none", {{1, "900"}, {1, 8.5}, {1, 1}, {1, true}}, "c"},
+          Row{"a negative count below none", {{1, -1}, {1, nullptr}}, "b"}}) {
+        std::vector<PreferenceMigration::Candidate> candidates;
+        std::map<std::string, std::optional<Date>> dates;
+        for (const auto& [seconds, keystrokes] : row.candidates) {
+            const std::string name(1, static_cast<char>('a' + candidates.size()));
+            candidates.push_back({name, {{"keysPressed", keystrokes}}});
+            dates[name] = seconds < 0 ? std::nullopt : std::optional(Date(std::chrono::seconds(seconds)));
+        }
+        const auto winner = PreferenceMigration::pickDomain(
+            candidates, [&dates](const std::string& name) { return dates[name]; });
+        ASSERT_TRUE(winner) << row.name;
+        EXPECT_EQ(winner->name, row.winner) << row.name;
     }
-    const auto winner = PreferenceMigration::pickDomain(
-        candidates, [&dates](const std::string& name) { return dates[name]; });
-    ASSERT_TRUE(winner);
-    EXPECT_EQ(winner->name, GetParam().winner);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, PickDomain,
-    testing::Values(PickRow{"TheLatest", {{1, 9}, {3, 0}, {2, 99}}, "b"},
-                    PickRow{"OfEqualDatesTheBusiest", {{1, 5}, {1, 7}, {0, 99}}, "b"},
-                    PickRow{"OfEqualDatesAndCountsTheFirst", {{1, 5}, {1, 5}, {1, 5}}, "a"},
-                    PickRow{"WithoutDatesTheBusiest", {{-1, 5}, {-1, 4}, {-1, 6}}, "c"},
-                    PickRow{"WithoutDatesAndCountsTheFirst", {{-1, 0}, {-1, 0}}, "a"},
-                    PickRow{"AnyDateBeforeNone", {{-1, 99}, {0, 0}}, "b"},
-                    PickRow{"CountsOfOtherTypesAreNone", {{1, "900"}, {1, 8.5}, {1, 1}, {1, true}}, "c"},
-                    PickRow{"ANegativeCountBelowNone", {{1, -1}, {1, nullptr}}, "b"}),
-    [](const auto& row) { return row.param.name; });
 
 TEST_F(PreferenceMigrationTest, OnlyTheElevenKeysOfTheLatestDomainAreCarriedOver) {
     giveDated("com.orlen.clikora", R"({"volume": 0.9, "keysPressed": 500, "enabled": false})", 10);
@@ -131,12 +124,6 @@ TEST_F(PreferenceMigrationTest, ItRunsOnceAlsoWhenThereWasNothing) {
 
     give(R"({"migratedFrom": null})", PreferenceMigration::currentDomain);
     EXPECT_FALSE(migrated().contains("setID")) << "whatever the flag's value";
-}
-
-TEST_F(PreferenceMigrationTest, ADateIsThatOfTheDomainsFile) {
-    giveDated("some.domain", "{}", 5);
-    EXPECT_EQ(migration_.preferencesModified("some.domain"), Date(std::chrono::seconds(1'700'000'005)));
-    EXPECT_EQ(migration_.preferencesModified("another.domain"), std::nullopt);
 }
 
 } // namespace

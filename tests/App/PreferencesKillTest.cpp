@@ -1,18 +1,15 @@
 #include "App/PreferenceDomains.h"
 #include "App/Preferences.h"
-#include "Platform/linux/FileDescriptor.h"
 #include "Platform/linux/LinuxDurableFiles.h"
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
 #include "support/TempFolder.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <csignal>
+#include <fstream>
 #include <random>
 #include <thread>
 #include <vector>
@@ -25,32 +22,17 @@ namespace fs = std::filesystem;
 /// Lets a writer begin, kills it after `delay`, and returns the last number that it said it had stored; 0
 /// when it said nothing.
 std::int64_t storedWhenKilled(const fs::path& root, std::chrono::microseconds delay) {
-    int ends[2] = {};
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        return 0;
-    }
-    const FileDescriptor output(ends[0]);
-    FileDescriptor input(ends[1]);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input.get(), STDOUT_FILENO);
-    std::string program = KEYSONG_PREFERENCES_WRITER;
-    std::string folder = root.string();
-    char* const words[] = {program.data(), folder.data(), nullptr};
-    pid_t child = 0;
-    const int failure = posix_spawn(&child, program.c_str(), &actions, nullptr, words, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    input.reset();
-    if (failure != 0) {
-        return 0;
-    }
+    const fs::path said = root / "said";
+    fs::remove(said);
+    test::ChildProcess writer;
+    writer.start({KEYSONG_PREFERENCES_WRITER, root.string()}, {{}, said.string()});
     std::int64_t number = 0;
-    if (read(output.get(), &number, sizeof number) == sizeof number) {
+    if (test::eventually([&] { return fs::exists(said) && fs::file_size(said) >= sizeof number; })) {
         std::this_thread::sleep_for(delay); // the kill comes at a moment of no meaning to the writer
     }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    while (read(output.get(), &number, sizeof number) == sizeof number) {
+    writer.kill();
+    std::ifstream numbers(said, std::ios::binary);
+    while (numbers.read(reinterpret_cast<char*>(&number), sizeof number)) {
     }
     return number;
 }

@@ -126,15 +126,5 @@ TEST_F(RemoteControlTest, DescribesAllThatItHas) {
                              "<arg type=\"av\" direction=\"in\"/><arg type=\"a{sv}\" direction=\"in\"/>"));
 }
 
-TEST_F(RemoteControlTest, ASecondClaimIsRefusedAndReachesTheFirst) {
-    auto claimed = std::async(std::launch::async, [] {
-        auto second = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "second");
-        return second.interface()
-            ->registerService(RemoteControl::serviceName, QDBusConnectionInterface::DontQueueService)
-            .value();
-    });
-    EXPECT_EQ(claimed.get(), QDBusConnectionInterface::ServiceNotRegistered);
-}
-
 } // namespace
 } // namespace keysong::test

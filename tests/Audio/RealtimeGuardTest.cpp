@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
-#include <ostream>
 #include <shared_mutex>
 #include <stdexcept>
 #include <string>
@@ -27,10 +26,6 @@ struct Offence {
     void (*commit)();
 };
 
-void PrintTo(const Offence& offence, std::ostream* out) {
-    *out << offence.name;
-}
-
 // Written through, so that no optimiser may leave a heap operation out.
 void* volatile escaped = nullptr;
 
@@ -39,9 +34,7 @@ std::shared_mutex sharedLock;
 std::condition_variable condition;
 
 const Offence offences[] = {
-    {"operatorNew", Operation::heap, [] { escaped = std::make_unique<int>(1).get(); }},
-    {"copiedString", Operation::heap, [] { escaped = std::string(100, 'x').data(); }},
-    {"sharedPointer", Operation::heap, [] { escaped = std::make_shared<int>(1).get(); }},
+    {"operator new", Operation::heap, [] { escaped = std::make_unique<int>(1).get(); }},
     {"malloc", Operation::heap,
      [] {
          escaped = std::malloc(10);
@@ -52,25 +45,25 @@ const Offence offences[] = {
          escaped = std::calloc(2, 10);
          std::free(escaped);
      }},
-    {"exception", Operation::heap,
+    {"an exception", Operation::heap,
      [] {
          try {
              throw std::runtime_error("no");
          } catch (const std::runtime_error&) {
          }
      }},
-    {"mutex", Operation::lock, [] { const std::lock_guard held(lock); }},
-    {"triedMutex", Operation::lock, [] { const std::unique_lock held(lock, std::try_to_lock); }},
-    {"sharedMutexForReading", Operation::lock, [] { const std::shared_lock held(sharedLock); }},
-    {"sharedMutexForWriting", Operation::lock, [] { const std::unique_lock held(sharedLock); }},
-    {"conditionVariable", Operation::wait,
+    {"a mutex", Operation::lock, [] { const std::lock_guard held(lock); }},
+    {"a mutex that is tried", Operation::lock, [] { const std::unique_lock held(lock, std::try_to_lock); }},
+    {"a shared mutex for reading", Operation::lock, [] { const std::shared_lock held(sharedLock); }},
+    {"a shared mutex for writing", Operation::lock, [] { const std::unique_lock held(sharedLock); }},
+    {"a condition variable", Operation::wait,
      [] {
          std::unique_lock held(lock);
          condition.wait_for(held, std::chrono::microseconds(1));
      }},
-    {"notification", Operation::wait, [] { condition.notify_one(); }},
-    {"sleep", Operation::wait, [] { std::this_thread::sleep_for(std::chrono::nanoseconds(1)); }},
-    {"yield", Operation::wait, [] { std::this_thread::yield(); }},
+    {"a notification", Operation::wait, [] { condition.notify_one(); }},
+    {"a sleep", Operation::wait, [] { std::this_thread::sleep_for(std::chrono::nanoseconds(1)); }},
+    {"a yield", Operation::wait, [] { std::this_thread::yield(); }},
     {"printf", Operation::file, [] { std::printf("%d", 1); }},
     {"fprintf", Operation::file, [] { std::fprintf(stderr, "%d", 1); }},
     {"fputs", Operation::file, [] { std::fputs("a text", stderr); }},
@@ -78,19 +71,15 @@ const Offence offences[] = {
     {"write", Operation::file, [] { static_cast<void>(!write(-1, "x", 1)); }},
 };
 
-class RealtimeGuardCatches : public testing::TestWithParam<Offence> {};
-
-TEST_P(RealtimeGuardCatches, whatARenderThreadMustNotDo) {
-    const Offence& offence = GetParam();
-    offence.commit();
-    const RealtimeGuard guard;
-    EXPECT_EQ(guard.total(), 0U) << "counted what happened before";
-    offence.commit();
-    EXPECT_GT(guard.count(offence.operation), 0U);
+TEST(RealtimeGuard, catchesWhatARenderThreadMustNotDo) {
+    for (const Offence& offence : offences) {
+        offence.commit();
+        const RealtimeGuard guard;
+        EXPECT_EQ(guard.total(), 0U) << "counted what happened before";
+        offence.commit();
+        EXPECT_GT(guard.count(offence.operation), 0U) << offence.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Offences, RealtimeGuardCatches, testing::ValuesIn(offences),
-                         testing::PrintToStringParamName());
 
 TEST(RealtimeGuard, countsOnlyItsOwnThread) {
     std::atomic<bool> go = false;

@@ -9,7 +9,17 @@ namespace keysong::test {
 namespace {
 
 using std::chrono::milliseconds;
-using SoundEngineTest = EngineFixture;
+
+class SoundEngineTest : public EngineFixture {
+  public:
+    /// Loads a set, which nobody but the engine holds then.
+    std::weak_ptr<const SoundSet> load(const std::string& id) {
+        auto set = makeSet(id);
+        const std::weak_ptr<const SoundSet> held = set;
+        engine->load(std::move(set));
+        return held;
+    }
+};
 
 bool audible(const FakeAudioOutput& output) {
     const auto loud = [](float frame) { return std::abs(frame) > 0.01F; };
@@ -51,7 +61,7 @@ TEST_F(SoundEngineTest, AFailedStartReachesTheCallerAndCanBeTriedAgain) {
 }
 
 TEST_F(SoundEngineTest, AHitIsHeardAndMutedOrStoppedItIsNot) {
-    engine->load(makeSet("one"));
+    load("one");
     engine->play(SoundEvent::keyDown(0));
     engine->start();
     render(4);
@@ -68,7 +78,7 @@ TEST_F(SoundEngineTest, AHitIsHeardAndMutedOrStoppedItIsNot) {
 }
 
 TEST_F(SoundEngineTest, DrawsAreMadeForEveryEvent) {
-    engine->load(makeSet("one"));
+    load("one");
     engine->start();
     engine->setMuted(true);
     engine->play(SoundEvent::keyDown(0));
@@ -87,12 +97,10 @@ TEST_F(SoundEngineTest, DrawsAreMadeForEveryEvent) {
 }
 
 TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThread) {
-    auto first = makeSet("one");
-    const std::weak_ptr<const SoundSet> old = first;
-    engine->load(std::move(first));
+    const auto old = load("one");
     engine->start();
     engine->play(SoundEvent::keyDown(0));
-    engine->load(makeSet("two"));
+    load("two");
     EXPECT_EQ(engine->set()->manifest().id, "two");
     queue->advance(milliseconds(250));
     EXPECT_FALSE(old.expired()) << "its hit has not been rendered";
@@ -104,19 +112,15 @@ TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThrea
 }
 
 TEST_F(SoundEngineTest, ASetNobodyPlaysIsReleasedWhenReplaced) {
-    auto first = makeSet("one");
-    const std::weak_ptr<const SoundSet> old = first;
-    engine->load(std::move(first));
-    engine->load(makeSet("two"));
+    const auto old = load("one");
+    load("two");
     EXPECT_TRUE(old.expired());
     EXPECT_THAT(notices("engine loaded"),
                 testing::ElementsAre("engine loaded set one", "engine loaded set two"));
 }
 
 TEST_F(SoundEngineTest, DestructionGivesBackWhatStillSounds) {
-    auto set = makeSet("one");
-    const std::weak_ptr<const SoundSet> held = set;
-    engine->load(std::move(set));
+    const auto held = load("one");
     engine->start();
     engine->play(SoundEvent::keyDown(0));
     const auto late = output.configurationChanged;
@@ -128,14 +132,12 @@ TEST_F(SoundEngineTest, DestructionGivesBackWhatStillSounds) {
 }
 
 TEST_F(SoundEngineTest, RefusedHitsAreCountedDownAtOnce) {
-    auto first = makeSet("one");
-    const std::weak_ptr<const SoundSet> old = first;
-    engine->load(std::move(first));
+    const auto old = load("one");
     engine->start();
     for (int i = 0; i < 100'000; ++i) { // far more than any queue takes without a render
         engine->play(SoundEvent::keyDown(0));
     }
-    engine->load(makeSet("two"));
+    load("two");
     render(50);
     queue->advance(milliseconds(250));
     EXPECT_TRUE(old.expired());
@@ -173,7 +175,7 @@ TEST(ToneControl, SelfCheckHoldsAndZeroKeepsItsSigns) {
 }
 
 TEST_F(SoundEngineTest, ManyThreadsPlayWhileSetsAreSwappedAndTheOutputRenders) {
-    engine->load(makeSet("one"));
+    load("one");
     engine->start();
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
@@ -191,9 +193,7 @@ TEST_F(SoundEngineTest, ManyThreadsPlayWhileSetsAreSwappedAndTheOutputRenders) {
     });
     std::vector<std::weak_ptr<const SoundSet>> replaced;
     for (int i = 0; i < 20; ++i) {
-        auto set = makeSet("swap");
-        replaced.push_back(set);
-        engine->load(std::move(set));
+        replaced.push_back(load("swap"));
         queue->advance(milliseconds(250));
     }
     for (std::thread& thread : threads) {

@@ -12,9 +12,8 @@ namespace {
 TEST(SwitchStorm, HitsFromTwoThreadsThroughTwoHundredSwitches) {
     LinuxThreads threads;
     const MonotonicClock clock;
-    VirtualOutput virtualOutput(threads, clock);
-    virtualOutput.devices().replace({{1, "uid-a", "A"}, {2, "uid-b", "B"}}, 1);
-    WatchedOutput output(virtualOutput);
+    VirtualOutput output(threads, clock);
+    output.devices().replace({{1, "uid-a", "A"}, {2, "uid-b", "B"}}, 1);
     SoundEngine engine(output, clock, threads, RandomSource(3));
     runSwitchStorm(engine, output, {"uid-a", "uid-b"}, 200);
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <sstream>
 
 namespace keysong {
@@ -12,20 +13,24 @@ namespace {
 /// One event in the scripts below: a word for the type, then field=value pairs; "-" is the expected
 /// absence of a sound.
 RawEvent parse(std::istringstream& line) {
+    static const std::map<std::string, RawEventType> types = {
+        {"down", RawEventType::keyDown},       {"up", RawEventType::keyUp},
+        {"flags", RawEventType::flagsChanged}, {"media", RawEventType::systemDefined},
+        {"scroll", RawEventType::scrollWheel}, {"move", static_cast<RawEventType>(5)}};
+    static const std::map<std::string, std::int64_t RawEvent::*> fields = {
+        {"code", &RawEvent::keycode},
+        {"state", &RawEvent::sourceState},
+        {"repeat", &RawEvent::autorepeat},
+        {"data", &RawEvent::data1},
+        {"phase", &RawEvent::scrollPhaseOrSubtype},
+        {"subtype", &RawEvent::scrollPhaseOrSubtype},
+        {"lines", &RawEvent::lineDelta},
+        {"points", &RawEvent::pointDelta},
+        {"momentum", &RawEvent::momentumPhase}};
     RawEvent event;
     std::string word;
     line >> word;
-    const auto is = [&](const char* name, RawEventType type) {
-        if (word == name) {
-            event.type = type;
-        }
-    };
-    is("down", RawEventType::keyDown);
-    is("up", RawEventType::keyUp);
-    is("flags", RawEventType::flagsChanged);
-    is("media", RawEventType::systemDefined);
-    is("scroll", RawEventType::scrollWheel);
-    is("move", static_cast<RawEventType>(5));
+    event.type = types.at(word);
     if (word == "media") {
         event.scrollPhaseOrSubtype = auxiliaryControlSubtype;
     }
@@ -33,28 +38,12 @@ RawEvent parse(std::istringstream& line) {
         const auto equals = word.find('=');
         const std::string name = word.substr(0, equals);
         const auto value = std::stoll(word.substr(equals + 1), nullptr, 0);
-        if (name == "code") {
-            event.keycode = value;
-        } else if (name == "flags") {
+        if (name == "flags") {
             event.flags = static_cast<std::uint64_t>(value);
-        } else if (name == "state") {
-            event.sourceState = value;
-        } else if (name == "repeat") {
-            event.autorepeat = value;
-        } else if (name == "data") {
-            event.data1 = value;
-        } else if (name == "phase" || name == "subtype") {
-            event.scrollPhaseOrSubtype = value;
-        } else if (name == "lines") {
-            event.lineDelta = value;
-        } else if (name == "points") {
-            event.continuous = 1;
-            event.pointDelta = value;
-        } else if (name == "momentum") {
-            event.momentumPhase = value;
         } else {
-            ADD_FAILURE() << "no field " << name;
+            event.*fields.at(name) = value;
         }
+        event.continuous |= name == "points" ? 1 : 0;
     }
     return event;
 }
@@ -64,29 +53,7 @@ struct Script {
     const char* text;
 };
 
-void PrintTo(const Script& script, std::ostream* stream) {
-    *stream << script.name;
-}
-
-class EventDecoderTest : public testing::TestWithParam<Script> {};
-
-TEST_P(EventDecoderTest, DecodesTheScript) {
-    EventDecoder decoder;
-    std::istringstream script(GetParam().text);
-    for (std::string text; std::getline(script, text);) {
-        if (text.find("->") == std::string::npos) {
-            continue;
-        }
-        std::istringstream line(text);
-        const RawEvent event = parse(line);
-        std::string want;
-        std::getline(line >> std::ws, want);
-        EXPECT_EQ(InputDevTest::describe(decoder.decode(event.type, event)), want) << text;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
-                         testing::Values(Script{"AutorepeatSilencesDownsOnly", R"(
+const Script scripts[] = {{"Autorepeat silences downs only", R"(
                              down code=0 -> keyDown 0 [main]
                              down code=0 repeat=1 -> nil
                              up code=0 repeat=1 -> keyUp 0 [main]
@@ -94,17 +61,17 @@ INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
                              down code=300 -> keyDown 300 [main]
                              down code=65536 -> keyDown 0 [main]
                              move -> nil)"},
-                                         Script{"SecondShiftIsADownAndEachReleaseAnUp", R"(
+                          {"Second shift is a down and each release an up", R"(
                              flags code=56 flags=0x20002 -> keyDown 56 [modifier]
                              flags code=60 flags=0x20006 -> keyDown 60 [modifier]
                              flags code=56 flags=0x20004 -> keyUp 56 [modifier]
                              flags code=60 flags=0 -> keyUp 60 [modifier])"},
-                                         Script{"SoftwareFlagsLeaveNoTrace", R"(
+                          {"Software flags leave no trace", R"(
                              flags code=56 flags=0x20002 state=0 -> nil
                              flags code=56 flags=0x20002 -> keyDown 56 [modifier]
                              flags code=56 flags=0 state=-1 -> nil
                              flags code=56 flags=0 -> keyUp 56 [modifier])"},
-                                         Script{"CapsLockIsAlwaysADownAndIsRemembered", R"(
+                          {"Caps Lock is always a down and is remembered", R"(
                              flags code=57 flags=0x10000 -> keyDown 57 [modifier]
                              flags code=56 flags=0x10000 -> keyDown 56 [modifier]
                              flags code=57 flags=0 -> keyDown 57 [modifier]
@@ -113,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
                              flags code=57 flags=0x10000 -> keyDown 57 [modifier]
                              flags code=58 flags=0x10100 -> keyDown 58 [modifier]
                              flags code=58 flags=0x100 -> keyUp 58 [modifier])"},
-                                         Script{"SpecialKeysTakeTheirPlaceInTheFunctionRow", R"(
+                          {"Special keys take their place in the function row", R"(
                              down code=160 -> keyDown 99 [function]
                              down code=131 -> keyDown 118 [function]
                              up code=177 -> keyUp 118 [function]
@@ -121,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
                              down code=178 -> keyDown 97 [function]
                              flags code=160 flags=1 -> keyDown 99 [function]
                              down code=159 -> keyDown 159 [main])"},
-                                         Script{"MediaKeys", R"(
+                          {"Media keys", R"(
                              media data=0x150A00 -> keyDown 97 [function]
                              media data=0x160B00 -> keyUp 96 [function]
                              media data=0x120A00 -> keyDown 98 [function]
@@ -130,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
                              media data=0x50A00 -> nil
                              media data=0x30A01 -> nil
                              media data=0x30A00 subtype=7 -> nil)"},
-                                         Script{"WheelAndFingers", R"(
+                          {"Wheel and fingers", R"(
                              scroll lines=-3 -> scrollTick
                              scroll lines=0 -> nil
                              scroll lines=1 momentum=1 -> nil
@@ -144,8 +111,25 @@ INSTANTIATE_TEST_SUITE_P(Rules, EventDecoderTest,
                              scroll points=1 -> scrollTick
                              scroll points=0 -> nil
                              scroll points=100 phase=1 state=0 -> nil
-                             scroll points=1 -> nil)"}),
-                         [](const auto& row) { return row.param.name; });
+                             scroll points=1 -> nil)"}};
+
+TEST(EventDecoder, DecodesTheScripts) {
+    for (const auto& [name, script] : scripts) {
+        SCOPED_TRACE(name);
+        EventDecoder decoder;
+        std::istringstream lines(script);
+        for (std::string text; std::getline(lines, text);) {
+            if (text.find("->") == std::string::npos) {
+                continue;
+            }
+            std::istringstream line(text);
+            const RawEvent event = parse(line);
+            std::string want;
+            std::getline(line >> std::ws, want);
+            EXPECT_EQ(InputDevTest::describe(decoder.decode(event.type, event)), want) << text;
+        }
+    }
+}
 
 TEST(DecoderSelfCheck, PassesAndPrintsALineACase) {
     testing::internal::CaptureStdout();

@@ -71,8 +71,7 @@ class Staircase final : public AudioRenderer {
     std::atomic<std::size_t> count_ = 0;
 };
 
-class AlsaOutputTest : public testing::Test {
-  protected:
+struct AlsaOutputTest : testing::Test {
     AlsaOutputTest() {
         setenv("ALSA_CONFIG_PATH", (folder_.path() / "alsa.conf").c_str(), 1);
         card_.reset();
@@ -115,6 +114,11 @@ class AlsaOutputTest : public testing::Test {
     std::atomic<int> changes_ = 0;
     std::atomic<std::thread::id> handlerThread_;
     std::optional<AlsaOutput> output_;
+};
+
+/// For each row of a table.
+struct FreshOutput : AlsaOutputTest {
+    void TestBody() override {}
 };
 
 TEST_F(AlsaOutputTest, DefaultsThatDoNotPlayInTimeAreNoDevices) {
@@ -198,44 +202,38 @@ struct CardCase {
     unsigned smallestPeriod;
 };
 
-void PrintTo(const CardCase& card, std::ostream* out) {
-    *out << card.name;
-}
-
-class AlsaOutputCards : public AlsaOutputTest, public testing::WithParamInterface<CardCase> {};
-
-TEST_P(AlsaOutputCards, CardsOfEveryKindPlayTheTwoSides) {
-    const CardCase& row = GetParam();
-    card_.format = row.format;
-    card_.channels = row.channels;
-    card_.frontChannelsLast = row.left == 2;
-    card_.smallestPeriod = row.smallestPeriod;
-    output().start();
-    EXPECT_EQ(output().bufferFrames(), std::max(128U, row.smallestPeriod));
-    ASSERT_TRUE(renderer_.reaches(20));
-    output().stop();
-    const auto played = card_.played();
-    const auto firstHeard =
-        std::find_if(played.begin(), played.end(), [](float sample) { return sample != 0; }) - played.begin();
-    const std::size_t frame = static_cast<std::size_t>(firstHeard) / row.channels + 64;
-    ASSERT_LT(row.channels * (frame + 1), played.size());
-    for (unsigned channel = 0; channel < row.channels; ++channel) {
-        const float sample = played[frame * row.channels + channel];
-        const float expected = 65 * Staircase::step;
-        EXPECT_EQ(sample, channel == row.left    ? expected
-                          : channel == row.right ? -expected
-                                                 : 0.0F)
-            << channel;
+TEST(AlsaOutputCards, CardsOfEveryKindPlayTheTwoSides) {
+    for (const CardCase& row : {CardCase{"floats", SND_PCM_FORMAT_FLOAT, 2, 0, 1, 64},
+                                CardCase{"wide whole numbers", SND_PCM_FORMAT_S32, 2, 0, 1, 64},
+                                CardCase{"narrow ones, of six", SND_PCM_FORMAT_S16, 6, 0, 1, 64},
+                                CardCase{"the front last", SND_PCM_FORMAT_S32, 4, 2, 3, 64},
+                                CardCase{"long periods", SND_PCM_FORMAT_S16, 2, 0, 1, 512}}) {
+        SCOPED_TRACE(row.name);
+        FreshOutput test;
+        test.card_.format = row.format;
+        test.card_.channels = row.channels;
+        test.card_.frontChannelsLast = row.left == 2;
+        test.card_.smallestPeriod = row.smallestPeriod;
+        test.output().start();
+        EXPECT_EQ(test.output().bufferFrames(), std::max(128U, row.smallestPeriod));
+        ASSERT_TRUE(test.renderer_.reaches(20));
+        test.output().stop();
+        const auto played = test.card_.played();
+        const auto firstHeard =
+            std::find_if(played.begin(), played.end(), [](float sample) { return sample != 0; }) -
+            played.begin();
+        const std::size_t frame = static_cast<std::size_t>(firstHeard) / row.channels + 64;
+        ASSERT_LT(row.channels * (frame + 1), played.size());
+        for (unsigned channel = 0; channel < row.channels; ++channel) {
+            const float sample = played[frame * row.channels + channel];
+            const float expected = 65 * Staircase::step;
+            EXPECT_EQ(sample, channel == row.left    ? expected
+                              : channel == row.right ? -expected
+                                                     : 0.0F)
+                << channel;
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(, AlsaOutputCards,
-                         testing::Values(CardCase{"Float", SND_PCM_FORMAT_FLOAT, 2, 0, 1, 64},
-                                         CardCase{"Wide", SND_PCM_FORMAT_S32, 2, 0, 1, 64},
-                                         CardCase{"NarrowOfSix", SND_PCM_FORMAT_S16, 6, 0, 1, 64},
-                                         CardCase{"FrontLast", SND_PCM_FORMAT_S32, 4, 2, 3, 64},
-                                         CardCase{"LongPeriods", SND_PCM_FORMAT_S16, 2, 0, 1, 512}),
-                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(AlsaOutputTest, ACardThatRanDryOrSleptPlaysOn) {
     output().start();
@@ -254,39 +252,31 @@ TEST_F(AlsaOutputTest, ACardThatRanDryOrSleptPlaysOn) {
     EXPECT_THAT(test::LogCapture::shared().lines(LogLevel::notice), testing::Contains(HasSubstr("ran dry")));
 }
 
-struct LossCase {
-    const char* name;
-    void (*befall)(PacedCard&);
-};
-
-void PrintTo(const LossCase& loss, std::ostream* out) {
-    *out << loss.name;
+TEST(AlsaOutputLosses, TheOutputStopsByItselfSaysSoAndStartsAgain) {
+    struct Row {
+        const char* name;
+        void (*befall)(PacedCard&);
+    };
+    for (const Row& row : {Row{"unplugged", [](PacedCard& card) { card.attached = false; }},
+                           Row{"stands still", [](PacedCard& card) { card.stalled = true; }},
+                           Row{"its clock runs wild", [](PacedCard& card) { card.rate = 48e6; }},
+                           Row{"always dry", [](PacedCard& card) { card.pendingXruns = 1 << 30; }}}) {
+        SCOPED_TRACE(row.name);
+        FreshOutput test;
+        test.output().start();
+        ASSERT_TRUE(test.renderer_.reaches(5));
+        row.befall(test.card_);
+        ASSERT_TRUE(eventually([&] { return test.changes_ > 0; }));
+        EXPECT_FALSE(test.output().isRunning());
+        EXPECT_NE(test.handlerThread_.load(), std::this_thread::get_id());
+        test.card_.reset();
+        test.touchNodes();
+        ASSERT_TRUE(eventually([&] { return test.output().canPlay(); }));
+        const std::size_t before = test.renderer_.count();
+        test.output().start();
+        EXPECT_TRUE(test.renderer_.reaches(before + 5));
+    }
 }
-
-class AlsaOutputLosses : public AlsaOutputTest, public testing::WithParamInterface<LossCase> {};
-
-TEST_P(AlsaOutputLosses, TheOutputStopsByItselfSaysSoAndStartsAgain) {
-    output().start();
-    ASSERT_TRUE(renderer_.reaches(5));
-    GetParam().befall(card_);
-    ASSERT_TRUE(eventually([&] { return changes_ > 0; }));
-    EXPECT_FALSE(output().isRunning());
-    EXPECT_NE(handlerThread_.load(), std::this_thread::get_id());
-    card_.reset();
-    touchNodes();
-    ASSERT_TRUE(eventually([&] { return output().canPlay(); }));
-    const std::size_t before = renderer_.count();
-    output().start();
-    EXPECT_TRUE(renderer_.reaches(before + 5));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    , AlsaOutputLosses,
-    testing::Values(LossCase{"Unplugged", [](PacedCard& card) { card.attached = false; }},
-                    LossCase{"StandsStill", [](PacedCard& card) { card.stalled = true; }},
-                    LossCase{"ClockRunsWild", [](PacedCard& card) { card.rate = 48e6; }},
-                    LossCase{"AlwaysDry", [](PacedCard& card) { card.pendingXruns = 1 << 30; }}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(AlsaOutputTest, ARefusalIsToldInWordsAndTellsNobodyElse) {
     const std::vector<std::pair<int, std::string>> cases{{-EBUSY, "in use by another program"},

@@ -30,17 +30,12 @@ struct JitterCase {
     double largestError;
 };
 
-void PrintTo(const JitterCase& jitter, std::ostream* out) {
-    *out << jitter.name;
-}
-
-class AlsaTimelineJitter : public testing::TestWithParam<JitterCase> {};
-
 constexpr std::uint32_t period = 128;
 constexpr double nominal = 48000;
 
-TEST_P(AlsaTimelineJitter, CyclesTileAndRunStraight) {
-    const JitterCase& jitter = GetParam();
+/// Cycles tile, and run straight once the timeline has settled.
+void expectStraight(const JitterCase& jitter) {
+    SCOPED_TRACE(jitter.name);
     std::mt19937 random(7);
     AlsaTimeline timeline(nominal, period);
     const double truePeriod = period * 1e9 / jitter.rate;
@@ -76,24 +71,25 @@ double uniform(std::mt19937& random, double least, double most) {
     return std::uniform_real_distribution<double>(least, most)(random);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , AlsaTimelineJitter,
-    testing::Values(JitterCase{"ExactStamps", nominal, [](int, std::mt19937&) { return 0.0; }, 10},
-                    JitterCase{"FastCrystal", nominal * 1.0003, [](int, std::mt19937&) { return 0.0; }, 2000},
-                    JitterCase{"SlowCrystalAndLateWakes", nominal * 0.9997,
-                               [](int, std::mt19937& random) { return uniform(random, 0, 300e3); }, 15e3},
-                    // A bus that takes sound in steps of a millisecond.
-                    JitterCase{"CoarseSteps", nominal,
-                               [](int i, std::mt19937&) {
-                                   const double time = i * (period * 1e9 / nominal);
-                                   return std::ceil(time / 1e6) * 1e6 - time;
-                               },
-                               20e3},
-                    JitterCase{
-                        "RareLongStalls", nominal,
-                        [](int, std::mt19937& random) { return uniform(random, 0, 1) > 0.998 ? 2e6 : 0.0; },
-                        40e3}),
-    [](const auto& row) { return std::string(row.param.name); });
+TEST(AlsaTimeline, CyclesTileAndRunStraightHoweverLateTheyAreSeen) {
+    const auto exact = [](int, std::mt19937&) { return 0.0; };
+    const JitterCase rows[] = {
+        {"exact stamps", nominal, exact, 10},
+        {"a fast crystal", nominal * 1.0003, exact, 2000},
+        {"a slow crystal and late wakes", nominal * 0.9997,
+         [](int, std::mt19937& random) { return uniform(random, 0, 300e3); }, 15e3},
+        {"a bus that takes sound in steps of a millisecond", nominal,
+         [](int i, std::mt19937&) {
+             const double time = i * (period * 1e9 / nominal);
+             return std::ceil(time / 1e6) * 1e6 - time;
+         },
+         20e3},
+        {"rare long stalls", nominal,
+         [](int, std::mt19937& random) { return uniform(random, 0, 1) > 0.998 ? 2e6 : 0.0; }, 40e3}};
+    for (const JitterCase& row : rows) {
+        expectStraight(row);
+    }
+}
 
 TEST(AlsaTimeline, AStalledMachineMovesTheTimelineForwardOnly) {
     AlsaTimeline timeline(nominal, period);
@@ -154,35 +150,24 @@ TEST(AlsaFrames, WholeNumbersReachFullScaleWithoutTurningOver) {
               (std::vector<std::int16_t>{0, -16384, 16384, -32768, 32767, -32768, 32767, 0}));
 }
 
-struct ChannelCase {
-    const char* name;
-    AlsaChannels channels;
-    /// The first two frames.
-    std::vector<float> expected;
-};
-
-void PrintTo(const ChannelCase& channels, std::ostream* out) {
-    *out << channels.name;
-}
-
-class AlsaFramesChannels : public testing::TestWithParam<ChannelCase> {};
-
-TEST_P(AlsaFramesChannels, PutsTheTwoSidesWhereTheyBelong) {
+TEST(AlsaFrames, TheTwoSidesComeWhereTheyBelong) {
     const std::vector<float> first{0.25F, 0.5F};
     const std::vector<float> second{0.75F, -0.5F};
-    AlsaFrames frames(AlsaFormat::float32, GetParam().channels, 2);
-    frames.fill(first.data(), second.data());
-    EXPECT_EQ(samplesOf<float>(frames, GetParam().expected.size()), GetParam().expected);
+    struct Row {
+        const char* name;
+        AlsaChannels channels;
+        std::vector<float> frames;
+    };
+    for (const Row& row : {Row{"one channel gets the mean", {1, 0, 1}, {0.5F, 0.0F}},
+                           Row{"front of four", {4, 0, 1}, {0.25F, 0.75F, 0, 0, 0.5F, -0.5F, 0, 0}},
+                           Row{"front last", {4, 2, 3}, {0, 0, 0.25F, 0.75F, 0, 0, 0.5F, -0.5F}},
+                           Row{"exchanged", {2, 1, 0}, {0.75F, 0.25F, -0.5F, 0.5F}},
+                           Row{"out of range", {3, 7, 8}, {0.25F, 0.75F, 0, 0.5F, -0.5F, 0}}}) {
+        AlsaFrames frames(AlsaFormat::float32, row.channels, 2);
+        frames.fill(first.data(), second.data());
+        EXPECT_EQ(samplesOf<float>(frames, row.frames.size()), row.frames) << row.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    , AlsaFramesChannels,
-    testing::Values(ChannelCase{"OneChannelGetsTheMean", {1, 0, 1}, {0.5F, 0.0F}},
-                    ChannelCase{"FrontOfFour", {4, 0, 1}, {0.25F, 0.75F, 0, 0, 0.5F, -0.5F, 0, 0}},
-                    ChannelCase{"FrontLast", {4, 2, 3}, {0, 0, 0.25F, 0.75F, 0, 0, 0.5F, -0.5F}},
-                    ChannelCase{"Exchanged", {2, 1, 0}, {0.75F, 0.25F, -0.5F, 0.5F}},
-                    ChannelCase{"OutOfRange", {3, 7, 8}, {0.25F, 0.75F, 0, 0.5F, -0.5F, 0}}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 } // namespace
 } // namespace keysong

@@ -57,8 +57,14 @@ class ScriptedSource final : public FrontmostSource {
     Listener* listener_ = nullptr;
 };
 
-WindowIdentity windowOf(const std::string& id) {
-    return {id, "", "", ""};
+/// A source that is ready and then tells of these windows, "" for none.
+ScriptedSource::Opening tellingOf(std::vector<std::string> ids) {
+    return [ids = std::move(ids)](FrontmostSource::Listener& listener) {
+        listener.sourceReady();
+        for (const std::string& id : ids) {
+            listener.windowInFront(id.empty() ? std::nullopt : std::optional(WindowIdentity{id, "", "", ""}));
+        }
+    };
 }
 
 void ready(FrontmostSource::Listener& listener) {
@@ -123,10 +129,7 @@ TEST_F(FrontmostWatcherTest, GivesUpASourceThatIsNeverReady) {
 }
 
 TEST_F(FrontmostWatcherTest, TriesAgainFromTheBestWhenAllFailOrOneIsLost) {
-    best->openings = {notOffered, unreachable, [](auto& listener) {
-                          listener.sourceReady();
-                          listener.windowInFront(windowOf("app"));
-                      }};
+    best->openings = {notOffered, unreachable, tellingOf({"app"})};
     other->openings = {notOffered, [](auto& listener) {
                            listener.sourceReady();
                            listener.sourceFailed(Failure::unreachable);
@@ -148,36 +151,23 @@ TEST_F(FrontmostWatcherTest, LeavesAFallbackWhenABetterSourceAnswersAgain) {
 }
 
 TEST_F(FrontmostWatcherTest, ANothingBetweenTwoWindowsIsNotTold) {
-    best->openings = {[](auto& listener) {
-        listener.sourceReady();
-        listener.windowInFront(windowOf("a"));
-        listener.windowInFront(std::nullopt);
-        listener.windowInFront(windowOf("a"));
-        listener.windowInFront(std::nullopt);
-        listener.windowInFront(windowOf("b"));
-        listener.windowInFront(windowOf("b"));
-    }};
+    best->openings = {tellingOf({"a", "", "a", "", "b", "b"})};
     runUntil("b by best");
     EXPECT_THAT(events, ElementsAre("open best", "none by best", "a by best", "b by best", "close best"));
 }
 
 TEST_F(FrontmostWatcherTest, ANothingThatStaysIsTold) {
     timing.settling = milliseconds(1);
-    best->openings = {[](auto& listener) {
-        listener.sourceReady();
-        listener.windowInFront(windowOf("a"));
-        listener.windowInFront(std::nullopt);
-    }};
+    best->openings = {tellingOf({"a", ""})};
     runUntil("none by best", 2);
     EXPECT_THAT(events, ElementsAre("open best", "none by best", "a by best", "none by best", "close best"));
 }
 
 TEST_F(FrontmostWatcherTest, AWindowWithoutAnInstalledApplicationIsNoneAtOnce) {
     best->openings = {[](auto& listener) {
-        listener.sourceReady();
-        listener.windowInFront(windowOf("a"));
+        tellingOf({"a"})(listener);
         listener.windowInFront(WindowIdentity{"", "Unknown", "unknown", ""});
-        listener.windowInFront(windowOf("b"));
+        listener.windowInFront(WindowIdentity{"b", "", "", ""});
     }};
     runUntil("b by best");
     EXPECT_THAT(events, ElementsAre("open best", "none by best", "a by best", "none by best", "b by best",
@@ -191,10 +181,7 @@ struct FrontmostDelivery : FrontmostWatcherTest {
 
     std::unique_ptr<FrontmostApplication> follow(TaskQueue& queue, std::vector<std::string> ids) {
         best->openings = {[this, ids](auto& listener) {
-            listener.sourceReady();
-            for (const std::string& id : ids) {
-                listener.windowInFront(windowOf(id));
-            }
+            tellingOf(ids)(listener);
             allSwitched.set_value();
         }};
         auto frontmost = makeFrontmostApplication(queue, threads, std::move(sources), applications, timing);

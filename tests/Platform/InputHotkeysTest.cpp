@@ -9,8 +9,6 @@
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
 
-#include <ostream>
-
 namespace keysong {
 namespace {
 
@@ -27,21 +25,16 @@ struct KeysRow {
     std::vector<std::uint32_t> pressed;
 };
 
-void PrintTo(const KeysRow& row, std::ostream* stream) {
-    *stream << row.name;
-}
-
-class InputHotkeysTest : public testing::TestWithParam<KeysRow> {
-  protected:
+struct InputHotkeysTest : testing::Test {
     test::ManualQueue mainQueue;
     test::HotkeyPresses presses;
     InputHotkeys hotkeys{mainQueue};
     InputTranslator translator{[this](const RawEvent& event) { hotkeys.observe(event); }};
 
-    void SetUp() override {
+    InputHotkeysTest() {
         presses.listenTo(hotkeys);
-        ASSERT_EQ(hotkeys.registerHotkey(test::toggleCombination, hotkey(1)), noErr);
-        ASSERT_EQ(hotkeys.registerHotkey(test::settingsCombination, hotkey(2)), noErr);
+        EXPECT_EQ(hotkeys.registerHotkey(test::toggleCombination, hotkey(1)), noErr);
+        EXPECT_EQ(hotkeys.registerHotkey(test::settingsCombination, hotkey(2)), noErr);
     }
     void key(std::uint16_t code, std::int32_t value, InputTranslator::Device device = 1,
              std::int64_t state = hardwareSourceState) {
@@ -50,40 +43,41 @@ class InputHotkeysTest : public testing::TestWithParam<KeysRow> {
     }
 };
 
-TEST_P(InputHotkeysTest, MatchesWhatIsHeld) {
-    const KeysRow& row = GetParam();
-    for (const std::uint16_t code : row.otherKeyboard) {
-        key(code, 1, 2);
+TEST(InputHotkeys, MatchWhatIsHeld) {
+    const std::vector<KeysRow> rows = {
+        {"left side", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+        {"the other hotkey", {KEY_LEFTALT, KEY_LEFTCTRL, KEY_C}, {}, {2}},
+        {"right Control", {KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+        {"both Controls", {KEY_LEFTCTRL, KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+        {"right Alt may be AltGr", {KEY_LEFTCTRL, KEY_RIGHTALT, KEY_K}, {}, {}},
+        {"AltGr beside Alt", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_RIGHTALT, KEY_K}, {}, {}},
+        {"Caps Lock on", {KEY_CAPSLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+        {"Num Lock on", {KEY_NUMLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
+        {"both one after the other", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K, KEY_C}, {}, {1, 2}},
+        {"modifiers on another keyboard", {KEY_K}, {KEY_LEFTCTRL, KEY_LEFTALT}, {1}},
+        {"extra Shift", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_LEFTSHIFT, KEY_K}, {}, {}},
+        {"extra Super", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {KEY_RIGHTMETA}, {}},
+        {"Control alone", {KEY_LEFTCTRL, KEY_K}, {}, {}},
+        {"Alt alone", {KEY_LEFTALT, KEY_C}, {}, {}},
+        {"modifiers too late", {KEY_K, KEY_LEFTCTRL, KEY_LEFTALT}, {}, {}},
+        {"another key", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_J}, {}, {}},
+        {"the key alone", {KEY_K, KEY_C}, {}, {}}};
+    for (const KeysRow& row : rows) {
+        struct : InputHotkeysTest {
+            void TestBody() override {}
+        } test;
+        for (const std::uint16_t code : row.otherKeyboard) {
+            test.key(code, 1, 2);
+        }
+        for (const std::uint16_t code : row.keys) {
+            test.key(code, 1);
+        }
+        for (auto code = row.keys.rbegin(); code != row.keys.rend(); ++code) {
+            test.key(*code, 0);
+        }
+        EXPECT_EQ(test.presses.pressed, row.pressed) << row.name;
     }
-    for (const std::uint16_t code : row.keys) {
-        key(code, 1);
-    }
-    for (auto code = row.keys.rbegin(); code != row.keys.rend(); ++code) {
-        key(*code, 0);
-    }
-    EXPECT_EQ(presses.pressed, row.pressed);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Keys, InputHotkeysTest,
-    testing::Values(KeysRow{"LeftSide", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
-                    KeysRow{"TheOtherHotkey", {KEY_LEFTALT, KEY_LEFTCTRL, KEY_C}, {}, {2}},
-                    KeysRow{"RightControl", {KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
-                    KeysRow{"BothControls", {KEY_LEFTCTRL, KEY_RIGHTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
-                    KeysRow{"RightAltMayBeAltGr", {KEY_LEFTCTRL, KEY_RIGHTALT, KEY_K}, {}, {}},
-                    KeysRow{"AltGrBesideAlt", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_RIGHTALT, KEY_K}, {}, {}},
-                    KeysRow{"CapsLockOn", {KEY_CAPSLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
-                    KeysRow{"NumLockOn", {KEY_NUMLOCK, KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {}, {1}},
-                    KeysRow{"BothOneAfterTheOther", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K, KEY_C}, {}, {1, 2}},
-                    KeysRow{"ModifiersOnAnotherKeyboard", {KEY_K}, {KEY_LEFTCTRL, KEY_LEFTALT}, {1}},
-                    KeysRow{"ExtraShift", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_LEFTSHIFT, KEY_K}, {}, {}},
-                    KeysRow{"ExtraSuper", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_K}, {KEY_RIGHTMETA}, {}},
-                    KeysRow{"ControlAlone", {KEY_LEFTCTRL, KEY_K}, {}, {}},
-                    KeysRow{"AltAlone", {KEY_LEFTALT, KEY_C}, {}, {}},
-                    KeysRow{"ModifiersTooLate", {KEY_K, KEY_LEFTCTRL, KEY_LEFTALT}, {}, {}},
-                    KeysRow{"AnotherKey", {KEY_LEFTCTRL, KEY_LEFTALT, KEY_J}, {}, {}},
-                    KeysRow{"TheKeyAlone", {KEY_K, KEY_C}, {}, {}}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(InputHotkeysTest, AHeldKeyCountsOnceAndTheNextPressAgain) {
     key(KEY_LEFTCTRL, 1);

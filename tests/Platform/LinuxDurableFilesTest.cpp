@@ -95,7 +95,8 @@ TEST_F(LinuxDurableFilesTest, AFullDiskLeavesTheOldFile) {
         const fs::path file = root_ / "domain/file";
         const std::string old(10'000, 'o');
         files_.replace(file, old);
-        EXPECT_THROW(files_.replace(file, std::string(60'000, 'n')), DurableFileError);
+        EXPECT_THAT([&] { files_.replace(file, std::string(60'000, 'n')); },
+                    testing::ThrowsMessage<DurableFileError>(testing::HasSubstr("No space left on device")));
         EXPECT_EQ(contentOf(file), old);
         EXPECT_THAT(namesIn(file.parent_path()), ElementsAre("file"));
         files_.replace(file, "fits");

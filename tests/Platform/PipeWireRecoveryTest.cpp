@@ -8,7 +8,6 @@
 #include "support/SwitchStorm.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
@@ -79,29 +78,17 @@ TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
     engine.setTone(-0.7F);
     engine.start();
     engine.setOutputDevice("test.sink.b", false);
-    std::vector<double> times;
     for (int i = 0; i < rounds(); ++i) {
         server.kill();
         ASSERT_TRUE(eventually([&] { return !output.isRunning(); }));
         engine.play(SoundEvent::keyDown(0)); // harmless
-        std::atomic<std::int64_t> soundAt = 0;
-        std::thread watcher([&] {
-            static_cast<void>(eventually([&] { return output.isRunning() && engine.snapshot().running; }));
-            soundAt = std::chrono::steady_clock::now().time_since_epoch().count();
-        });
-        const bool started = server.start();
-        watcher.join();
-        ASSERT_TRUE(started);
-        ASSERT_TRUE(output.isRunning());
-        times.push_back(static_cast<double>(soundAt - server.defaultSeen().time_since_epoch().count()) / 1e6);
+        ASSERT_TRUE(server.start());
+        ASSERT_TRUE(eventually([&] { return output.isRunning() && engine.snapshot().running; }));
         ASSERT_EQ(engine.snapshot().activeUid, "test.sink.b");
         ASSERT_EQ(heardOn("test.sink.b", engine), 3);
         ASSERT_NEAR(engine.shelfGainsForTest().low, 4.2F, 0.01F);
         static_cast<void>(LogCapture::shared().takeErrors()); // what the recoveries met on the way
     }
-    std::sort(times.begin(), times.end());
-    std::printf("sound %.0f ms (median), %.0f (latest) after the server's default sink was back, %zu kills\n",
-                times[times.size() / 2], times.back(), times.size());
 }
 
 TEST_F(PipeWireRecoveryTest, AServerThatComesLateIsMovedUpTo) {
@@ -161,8 +148,7 @@ TEST_F(PipeWireRecoveryTest, ARebuildLeavesNothingBehind) {
 }
 
 TEST_F(PipeWireRecoveryTest, HitsInAStormThroughSwitches) {
-    PipeWireOutput pipeWire;
-    WatchedOutput output(pipeWire);
+    PipeWireOutput output;
     SoundEngine engine(output, clock, threads, RandomSource(3));
     runSwitchStorm(engine, output, {"test.sink.a", "test.sink.b"}, rounds() * 10);
 }

@@ -73,16 +73,18 @@ class PortalHotkeysTest : public testing::Test {
         event.flags = controlFlag | leftControlFlag | optionFlag | leftOptionFlag;
         hotkeys->observe(event);
     }
+    /// The ids that typing the toggle hotkey presses without the portal.
+    std::vector<std::uint32_t> pressedByTyping() {
+        typeToggle();
+        mainQueue.run();
+        return std::exchange(presses.pressed, {});
+    }
     /// The ids pressed so far; a press of the settings shortcut ends them.
     std::vector<std::uint32_t> pressedSoFar() {
         portal->activate(settingsShortcut.id);
         portal->deactivate(settingsShortcut.id);
         EXPECT_TRUE(runUntil([&] { return !presses.pressed.empty() && presses.pressed.back() == 2; }));
-        auto pressed = std::exchange(presses.pressed, {});
-        if (!pressed.empty()) {
-            pressed.pop_back();
-        }
-        return pressed;
+        return presses.takeAllButLast();
     }
 };
 
@@ -112,9 +114,7 @@ TEST_F(PortalHotkeysTest, WhatTheDesktopDoesNotGrantIsRefusedAndByNoOtherWayServ
     EXPECT_THAT(pressedSoFar(), IsEmpty());
     portal.reset();
     ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-    typeToggle();
-    mainQueue.run();
-    EXPECT_THAT(presses.pressed, IsEmpty());
+    EXPECT_THAT(pressedByTyping(), IsEmpty());
 }
 
 TEST_F(PortalHotkeysTest, AUserWhoDeclinesIsNotAskedAgain) {
@@ -143,10 +143,7 @@ TEST_F(PortalHotkeysTest, TheInputServesUntilThePortalComesAndWhileItIsAway) {
     startHotkeys();
     registerBoth();
     EXPECT_EQ(hotkeys->way(), "input");
-    typeToggle();
-    mainQueue.run();
-    EXPECT_THAT(presses.pressed, ElementsAre(1));
-    presses.pressed.clear();
+    EXPECT_THAT(pressedByTyping(), ElementsAre(1));
     for (int round = 0; round < 2; ++round) {
         portal.emplace();
         ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
@@ -157,9 +154,7 @@ TEST_F(PortalHotkeysTest, TheInputServesUntilThePortalComesAndWhileItIsAway) {
         EXPECT_THAT(pressedSoFar(), ElementsAre(1)) << "round " << round;
         portal.reset();
         ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-        typeToggle();
-        mainQueue.run();
-        EXPECT_THAT(std::exchange(presses.pressed, {}), ElementsAre(1));
+        EXPECT_THAT(pressedByTyping(), ElementsAre(1));
     }
     EXPECT_THAT(presses.refused, IsEmpty());
 }
@@ -174,9 +169,7 @@ TEST_F(PortalHotkeysTest, APortalThatCannotServeLeavesItToTheInput) {
     portal->refusesSessions = true;
     ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
     ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-    typeToggle();
-    mainQueue.run();
-    EXPECT_THAT(presses.pressed, ElementsAre(1));
+    EXPECT_THAT(pressedByTyping(), ElementsAre(1));
     EXPECT_THAT(presses.refused, IsEmpty());
 }
 
@@ -205,9 +198,7 @@ TEST_F(PortalHotkeysTest, DeathOverTheQuestionIsNoRefusal) {
     ASSERT_TRUE(runUntil([&] { return portal->asked.size() == 1; }));
     portal.reset();
     ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-    typeToggle();
-    mainQueue.run();
-    EXPECT_THAT(presses.pressed, ElementsAre(1));
+    EXPECT_THAT(pressedByTyping(), ElementsAre(1));
     EXPECT_THAT(presses.refused, IsEmpty());
 }
 
@@ -232,9 +223,7 @@ TEST_F(PortalHotkeysTest, AnXServerGoesFirst) {
     startHotkeys();
     registerBoth();
     EXPECT_EQ(hotkeys->way(), "x11");
-    typeToggle();
-    mainQueue.run();
-    EXPECT_THAT(presses.pressed, IsEmpty());
+    EXPECT_THAT(pressedByTyping(), IsEmpty());
     portal->process();
     EXPECT_THAT(portal->applicationId, IsEmpty()) << "the portal was asked although the X server serves";
     hotkeys.reset();

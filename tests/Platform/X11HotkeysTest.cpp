@@ -108,11 +108,7 @@ class X11HotkeysTest : public testing::Test {
         type({KEY_LEFTCTRL, KEY_LEFTALT, KEY_C});
         EXPECT_TRUE(
             mainQueue.runUntil([&] { return !presses.pressed.empty() && presses.pressed.back() == 2; }));
-        auto pressed = std::exchange(presses.pressed, {});
-        if (!pressed.empty()) {
-            pressed.pop_back();
-        }
-        return pressed;
+        return presses.takeAllButLast();
     }
 };
 

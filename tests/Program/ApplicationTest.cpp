@@ -199,10 +199,6 @@ TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsL
 }
 
 TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
-    const std::string missing = PrivateSway::missingProgram();
-    if (!missing.empty()) {
-        GTEST_SKIP() << missing << " is not installed";
-    }
     PrivateSway sway;
     ASSERT_TRUE(sway.start());
     setting.environment["DISPLAY"] = "";

@@ -1,6 +1,7 @@
 #include "fakes/FakePortal.h"
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -17,38 +18,19 @@ void check(int result) {
     }
 }
 
-/// The value of a text option of the a{sv} that comes next.
-std::string readOption(sd_bus_message* message, const std::string& wanted) {
-    std::string found;
+/// The text options of the a{sv} that comes next.
+std::map<std::string, std::string> readOptions(sd_bus_message* message) {
+    std::map<std::string, std::string> options;
     check(sd_bus_message_enter_container(message, 'a', "{sv}"));
     while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
         const char* key = nullptr;
         const char* value = nullptr;
         check(sd_bus_message_read(message, "sv", &key, "s", &value));
-        if (key == wanted) {
-            found = value;
-        }
+        options[key] = value;
         check(sd_bus_message_exit_container(message));
     }
     check(sd_bus_message_exit_container(message));
-    return found;
-}
-
-FakePortal::Shortcut readShortcut(sd_bus_message* message) {
-    FakePortal::Shortcut shortcut;
-    const char* id = nullptr;
-    check(sd_bus_message_read(message, "s", &id));
-    shortcut.id = id;
-    check(sd_bus_message_enter_container(message, 'a', "{sv}"));
-    while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
-        const char* key = nullptr;
-        const char* value = nullptr;
-        check(sd_bus_message_read(message, "sv", &key, "s", &value));
-        (std::string(key) == "description" ? shortcut.description : shortcut.trigger) = value;
-        check(sd_bus_message_exit_container(message));
-    }
-    check(sd_bus_message_exit_container(message));
-    return shortcut;
+    return options;
 }
 
 } // namespace
@@ -113,7 +95,7 @@ int FakePortal::onCreateSession(sd_bus_message* message, void* self, sd_bus_erro
         return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_FAILED, "no backend");
     }
     portal.client_ = sd_bus_message_get_sender(message);
-    const std::string token = readOption(message, "handle_token");
+    const std::string token = readOptions(message)["handle_token"];
     portal.session_ = portal.pathFor("session", token);
     ++portal.sessionsOpen;
     // The response may come before the reply.
@@ -133,12 +115,15 @@ int FakePortal::onBindShortcuts(sd_bus_message* message, void* self, sd_bus_erro
     std::vector<Shortcut>& shortcuts = portal.asked.emplace_back();
     check(sd_bus_message_enter_container(message, 'a', "(sa{sv})"));
     while (sd_bus_message_enter_container(message, 'r', "sa{sv}") > 0) {
-        shortcuts.push_back(readShortcut(message));
+        const char* id = nullptr;
+        check(sd_bus_message_read(message, "s", &id));
+        auto options = readOptions(message);
+        shortcuts.push_back({id, options["description"], options["preferred_trigger"]});
         check(sd_bus_message_exit_container(message));
     }
     check(sd_bus_message_exit_container(message));
     check(sd_bus_message_skip(message, "s"));
-    portal.pendingRequest_ = portal.pathFor("request", readOption(message, "handle_token"));
+    portal.pendingRequest_ = portal.pathFor("request", readOptions(message)["handle_token"]);
     check(sd_bus_reply_method_return(message, "o", portal.pendingRequest_.c_str()));
     if (portal.answers) {
         portal.answer();

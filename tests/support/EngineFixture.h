@@ -18,7 +18,7 @@ struct SoundEngineTestPeer {
         const MutexLock lock(engine.mutex_);
         engine.state_.scheduling += count;
     }
-    static const Mixer& mixer(const SoundEngine& engine) { return engine.mixer_; }
+    static Mixer& mixer(SoundEngine& engine) { return engine.mixer_; }
 };
 
 } // namespace keysong

@@ -2,6 +2,7 @@
 
 #include "Platform/HotkeyRegistrar.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,14 @@ namespace keysong::test {
 struct HotkeyPresses {
     std::vector<std::uint32_t> pressed;
     std::vector<std::pair<std::uint32_t, HotkeyStatus>> refused;
+
+    /// The ids pressed so far but for the last one, which told that there are no more; they are then
+    /// forgotten.
+    std::vector<std::uint32_t> takeAllButLast() {
+        auto ids = std::exchange(pressed, {});
+        ids.resize(std::max<std::size_t>(ids.size(), 1) - 1);
+        return ids;
+    }
 
     /// Outlives the registrar.
     void listenTo(HotkeyRegistrar& registrar) {

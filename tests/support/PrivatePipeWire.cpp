@@ -55,9 +55,7 @@ bool PrivatePipeWire::start() {
         return false;
     }
     manager_.start({"wireplumber"}, {});
-    const bool ready = eventually([&] { return answers(); });
-    defaultSeen_ = std::chrono::steady_clock::now();
-    return ready;
+    return eventually([] { return answers(); });
 }
 
 bool PrivatePipeWire::answers() {

@@ -4,7 +4,6 @@
 #include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 
-#include <chrono>
 #include <string>
 
 namespace keysong::test {
@@ -18,8 +17,6 @@ class PrivatePipeWire {
 
     /// Starts both and waits until a default sink is there; false when that takes too long.
     bool start();
-    /// When the last start saw the default sink.
-    [[nodiscard]] std::chrono::steady_clock::time_point defaultSeen() const { return defaultSeen_; }
     /// Kills both at once.
     void kill();
 
@@ -43,7 +40,6 @@ class PrivatePipeWire {
     const ScopedVariable runtime_{"XDG_RUNTIME_DIR", (folder_.path() / "run").c_str()};
     const ScopedVariable configuration_{"XDG_CONFIG_HOME", (folder_.path() / "config").c_str()};
     const ScopedVariable state_{"XDG_STATE_HOME", (folder_.path() / "state").c_str()};
-    std::chrono::steady_clock::time_point defaultSeen_;
     ChildProcess server_;
     ChildProcess manager_;
 };

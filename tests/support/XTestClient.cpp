@@ -132,7 +132,7 @@ bool XTestClient::receivesPresses(int count) const {
         if (count <= 0) {
             return true;
         }
-        if (poll(&readable, 1, limit) <= 0 || xcb_client_has_error(client_) != 0) {
+        if (poll(&readable, 1, limit) <= 0 || xcb_connection_has_error(client_) != 0) {
             return false;
         }
     }

@@ -1,22 +1,18 @@
 #include "GeneratedFiles.h"
 
+#include "Shared/WholeFile.h"
+
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
 #include <cmath>
-#include <fstream>
 #include <numbers>
-#include <sstream>
 
 namespace keysong::soundgen {
 namespace {
 
 std::string bytesOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << path;
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return std::move(bytes).str();
+    return readWholeFile(path, std::size_t{1} << 20U);
 }
 
 } // namespace
@@ -47,12 +43,16 @@ Signal readSound(const std::filesystem::path& path) {
     return signal;
 }
 
-double levelOf(const Signal& signal, std::size_t from, std::size_t to) {
+double energyOf(const Signal& signal, std::size_t from, std::size_t to) {
     double energy = 0;
     for (std::size_t n = from; n < std::min(to, signal.size()); ++n) {
         energy += signal[n] * signal[n];
     }
-    return 10 * std::log10(std::max(energy / static_cast<double>(to - from), 1e-16));
+    return energy;
+}
+
+double levelOf(const Signal& signal, std::size_t from, std::size_t to) {
+    return 10 * std::log10(std::max(energyOf(signal, from, to) / static_cast<double>(to - from), 1e-16));
 }
 
 double lineOf(const Signal& signal, double frequencyHz) {

@@ -20,6 +20,9 @@ namespace keysong::soundgen {
 /// The samples of a mono file at 48 kHz; fails the test for any other.
 [[nodiscard]] Signal readSound(const std::filesystem::path& path);
 
+/// The sum of the squares from one sample to before another.
+[[nodiscard]] double energyOf(const Signal& signal, std::size_t from, std::size_t to);
+
 /// Root mean square, as a level.
 [[nodiscard]] double levelOf(const Signal& signal, std::size_t from, std::size_t to);
 

@@ -16,14 +16,6 @@ constexpr int bandCount = 14;
 /// Milliseconds.
 constexpr std::array<double, 11> spans = {0, 1.5, 3, 6, 9, 12, 16, 22, 32, 48, 80};
 
-double energyOf(const Signal& signal, std::size_t from, std::size_t to) {
-    double energy = 0;
-    for (std::size_t n = from; n < std::min(to, signal.size()); ++n) {
-        energy += signal[n] * signal[n];
-    }
-    return energy;
-}
-
 double decibelsOf(double power) {
     return 10 * std::log10(std::max(power, 1e-14));
 }

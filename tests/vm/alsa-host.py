@@ -1,32 +1,14 @@
 """The host's part of the sound test: plugs a card in and out, then judges what the cards were given."""
 
-import array
 import os
 import re
 import sys
 
-from guest import Guest
+from guest import RATE, Guest, onsets
 
-RATE = 48000
 TOLERANCE = RATE // 1000
 CLICK_GAP = RATE // 20
-
-
-def onsets(path):
-    """The frames at which sound begins after 20 ms without any."""
-    with open(path, "rb") as file:
-        file.seek(44)
-        data = file.read()
-    samples = array.array("h")
-    samples.frombytes(data[: len(data) // 4 * 4])
-    found = []
-    last = -RATE
-    for index, sample in enumerate(samples[0::2]):
-        if abs(sample) > 2500:
-            if index - last >= RATE // 50:
-                found.append(index)
-            last = index
-    return found
+LOUD = 2500
 
 
 def clicks_in_time(name, starts, wanted, dry):
@@ -86,9 +68,9 @@ for row in played:
 
 # The clicks, from the end; before them the program's own sounds, at the times that it logged.
 dry = [int(row[5]) for row in played]
-card = onsets(guest.folder + "/card.wav")
+card = onsets(guest.folder + "/card.wav", LOUD)
 in_time = [clicks_in_time("built-in card", card[-80:-20], 60, dry[0]),
-           clicks_in_time("usb card", onsets(guest.folder + "/usb.wav"), 40, dry[1]),
+           clicks_in_time("usb card", onsets(guest.folder + "/usb.wav", LOUD), 40, dry[1]),
            clicks_in_time("built-in card again", card[-20:], 20, dry[2]),
            sounds_in_time(card[:-80], console)]
 if busy_before or busy():

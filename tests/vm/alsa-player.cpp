@@ -1,23 +1,17 @@
-// Plays clicks at known times through the ALSA output, on a card of choice, and says what becomes of it: for
-// machines with real cards. Reads commands, one a line:
-//
-//   devices               lists the devices: "device UID|name|channels", then "default UID"
-//   play UID CLICKS       moves to the device and plays clicks 50 ms apart, exact to the sample
-//   wait lost             waits until the output stopped by itself
-//   wait UID              waits until the device is listed
-//   say WORDS             prints the words
+// alsa-player CARD OTHER: plays clicks at known times through the ALSA output and says what becomes of it,
+// for machines with real cards. First on the one card, then on the other once it is plugged in, and on the
+// first again when that is gone; both are named by their device's UID.
 #include "Audio/Mixer.h"
 #include "Platform/linux/AlsaOutput.h"
 #include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/MonotonicClock.h"
+#include "support/Eventually.h"
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <iostream>
+#include <functional>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,7 +21,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds waitLimit{20000};
 constexpr milliseconds clickInterval{50};
 /// Silence first, so that an emulated machine is warm and the timeline straight by the first click.
 constexpr milliseconds warmUp{1200};
@@ -46,24 +39,21 @@ class Player {
         mixer_.discardAll();
     }
 
-    bool run(const std::string& line) {
-        std::istringstream words(line);
-        std::string command;
-        std::string argument;
-        int count = 0;
-        words >> command >> argument >> count;
-        if (command == "devices") {
-            list();
-            return true;
+    bool run(const std::string& card, const std::string& other) {
+        list();
+        if (!play(card, 60) || !waitFor(other, [&] { return find(other).has_value(); })) {
+            return false;
         }
-        if (command == "play") {
-            return play(argument, count);
+        list();
+        if (!play(other, 40)) {
+            return false;
         }
-        if (command == "say") {
-            std::printf("%s\n", line.substr(command.size() + 1).c_str());
-            return true;
+        std::puts("GUEST PLAYS");
+        if (!waitFor("lost", [&] { return !output_.isRunning() && changes_ > 0; })) {
+            return false;
         }
-        return command == "wait" && waitFor(argument);
+        list();
+        return play(card, 20);
     }
 
   private:
@@ -142,17 +132,10 @@ class Player {
         std::this_thread::sleep_for(clickLead + 4 * clickInterval);
     }
 
-    bool waitFor(const std::string& what) {
-        const auto deadline = std::chrono::steady_clock::now() + waitLimit;
-        while (what == "lost" ? output_.isRunning() || changes_ == 0 : !find(what)) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                std::printf("waited in vain for %s\n", what.c_str());
-                return false;
-            }
-            std::this_thread::sleep_for(milliseconds(10));
-        }
-        std::printf("came: %s\n", what.c_str());
-        return true;
+    static bool waitFor(const std::string& what, const std::function<bool()>& condition) {
+        const bool came = test::eventually(condition);
+        std::printf("%s %s\n", came ? "came:" : "waited in vain for", what.c_str());
+        return came;
     }
 
     LinuxThreads threads_;
@@ -166,13 +149,7 @@ class Player {
 } // namespace
 } // namespace keysong
 
-int main() {
+int main(int count, char** words) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    keysong::Player player;
-    for (std::string line; std::getline(std::cin, line);) {
-        if (!player.run(line)) {
-            return 1;
-        }
-    }
-    return 0;
+    return count == 3 && keysong::Player().run(words[1], words[2]) ? 0 : 1;
 }

@@ -1,5 +1,6 @@
 """Drives a running guest from the host: keys, buttons and hot plug, through QEMU's machine protocol."""
 
+import array
 import json
 import os
 import re
@@ -108,6 +109,28 @@ class Guest:
         print(f"{sum(right)} of {sum(count for _, count in self.cases)} events as wanted, "
               f"{len(right)} of {len(self.cases)} cases")
         sys.exit(0 if len(right) == len(self.cases) else 1)
+
+
+RATE = 48000
+
+
+def onsets(path, threshold=None):
+    """The frames at which sound begins after 20 ms without any; what is louder than a quarter of the loudest
+    counts, or than the threshold."""
+    with open(path, "rb") as file:
+        file.seek(44)  # the header's length is that of a file still being written
+        data = file.read()
+    samples = array.array("h")
+    samples.frombytes(data[: len(data) // 4 * 4])
+    threshold = threshold or max(max(map(abs, samples), default=0) // 4, 300)
+    found = []
+    last = -RATE
+    for index, sample in enumerate(samples[0::2]):
+        if abs(sample) > threshold:
+            if index - last >= RATE // 50:
+                found.append(index)
+            last = index
+    return found
 
 
 def taps(*codes):

@@ -9,9 +9,8 @@ import sys
 import time
 import wave
 
-from guest import Guest
+from guest import RATE, Guest, onsets
 
-RATE = 48000
 PRESSES = 24
 TOLERANCE = 0.002  # seconds
 
@@ -26,19 +25,6 @@ def write_set(folder):
     with open(folder + "/manifest.json", "w") as file:
         json.dump({"schema": 1, "id": "click", "name": "Click", "pitchVariation": 0, "gainVariation": 0,
                    "defaults": {"down": ["click.wav"]}}, file)
-
-
-def onsets(path):
-    """The seconds at which clicks start."""
-    with open(path, "rb") as file:  # the header's length is that of a file still being written
-        data = file.read()[44:]
-    samples = struct.unpack(f"<{len(data) // 4 * 2}h", data[:len(data) // 4 * 4])[::2]
-    threshold = max(map(abs, samples), default=0) // 4
-    found = []
-    for frame, sample in enumerate(samples):
-        if abs(sample) > max(threshold, 300) and (not found or frame - found[-1] > RATE // 40):
-            found.append(frame)
-    return [frame / RATE for frame in found]
 
 
 guest = Guest()
@@ -65,7 +51,7 @@ guest.run("kill $(pgrep -x keysong)")
 guest.end()
 time.sleep(3)
 
-heard = onsets(guest.folder + "/card.wav")
+heard = [frame / RATE for frame in onsets(guest.folder + "/card.wav")]
 print(f"{len(presses)} presses, {len(heard)} clicks")
 if len(presses) != PRESSES + 2 or len(heard) != len(presses):
     print("presses", presses, "\nclicks", heard)
