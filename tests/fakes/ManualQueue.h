@@ -11,7 +11,7 @@ namespace keysong::test {
 
 /// A task queue whose time the test moves. Tasks come from any thread and run on the one that calls `advance`
 /// or `sync`.
-class ManualQueue final : public TaskQueue {
+class ManualQueue : public TaskQueue {
   public:
     void asyncAfter(std::chrono::nanoseconds delay, Task task) override {
         const std::lock_guard lock(mutex_);

@@ -1,31 +1,20 @@
 #pragma once
 
-#include "Shared/Mutex.h"
-#include "Shared/TaskQueue.h"
+#include "fakes/ManualQueue.h"
 #include "support/Eventually.h"
-
-#include <chrono>
-#include <deque>
-#include <functional>
-#include <utility>
 
 namespace keysong::test {
 
 /// The main thread's queue for tests with real threads and servers: any thread adds, the test's thread runs.
 /// Delays are not kept.
-class PumpedQueue final : public TaskQueue {
+class PumpedQueue final : public ManualQueue {
   public:
     void asyncAfter(std::chrono::nanoseconds, Task task) override {
-        const MutexLock lock(mutex_);
-        tasks_.push_back(std::move(task));
+        ManualQueue::asyncAfter({}, std::move(task));
     }
     void sync(const Task& task) override { task(); }
 
-    void run() {
-        while (const Task task = next()) {
-            task();
-        }
-    }
+    void run() { advance({}); }
 
     /// Runs tasks, and `besides` in between, until the condition holds; false when that takes too long.
     [[nodiscard]] bool runUntil(
@@ -36,20 +25,6 @@ class PumpedQueue final : public TaskQueue {
             return condition();
         });
     }
-
-  private:
-    Task next() {
-        const MutexLock lock(mutex_);
-        if (tasks_.empty()) {
-            return {};
-        }
-        Task task = std::move(tasks_.front());
-        tasks_.pop_front();
-        return task;
-    }
-
-    Mutex mutex_;
-    std::deque<Task> tasks_ KEYSONG_GUARDED_BY(mutex_);
 };
 
 } // namespace keysong::test

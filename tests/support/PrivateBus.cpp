@@ -2,24 +2,10 @@
 
 #include "support/Eventually.h"
 
-#include <cstdlib>
-
 namespace keysong::test {
 
-PrivateBus::PrivateBus() {
-    setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
-    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (folder_.path() / "bus").string()).c_str(), 1);
-}
-
-PrivateBus::~PrivateBus() {
-    kill();
-    unsetenv("XDG_RUNTIME_DIR");
-    unsetenv("DBUS_SESSION_BUS_ADDRESS");
-}
-
 bool PrivateBus::start() {
-    const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    daemon_.start({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address},
+    daemon_.start({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address_},
                   {{{"HOME", folder_.path()}, {"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}}});
     return eventually([] { return connect() != nullptr; });
 }

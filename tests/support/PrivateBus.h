@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 
 #include <systemd/sd-bus.h>
@@ -20,11 +21,6 @@ class PrivateBus {
     /// A program on a bus, whose part the test plays.
     using Client = std::unique_ptr<sd_bus, Unref>;
 
-    PrivateBus();
-    ~PrivateBus();
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-
     /// Starts it and waits until it answers; false when that takes too long.
     bool start();
     /// Kills it at once, as a crash would.
@@ -37,6 +33,9 @@ class PrivateBus {
 
   private:
     TempFolder folder_;
+    const std::string address_ = "unix:path=" + (folder_.path() / "bus").string();
+    const ScopedVariable runtimeVariable_{"XDG_RUNTIME_DIR", folder_.path().c_str()};
+    const ScopedVariable addressVariable_{"DBUS_SESSION_BUS_ADDRESS", address_.c_str()};
     ChildProcess daemon_;
 };
 

@@ -5,32 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
+#include <tuple>
 
 namespace keysong::test {
-
-namespace {
-
-// The first free display of a fresh runtime folder.
-constexpr const char* displayName = "wayland-1";
-
-} // namespace
 
 PrivateSway::PrivateSway() {
     folder_.write("config", "xwayland disable\n");
     chmod(folder_.path().c_str(), 0700);
-    if (geteuid() == 0 && chown(folder_.path().c_str(), ChildProcess::ordinaryUser(), 0) != 0) {
-        return;
-    }
-    setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
-    setenv("WAYLAND_DISPLAY", displayName, 1);
-}
-
-PrivateSway::~PrivateSway() {
-    kill();
-    unsetenv("XDG_RUNTIME_DIR");
-    unsetenv("WAYLAND_DISPLAY");
+    std::ignore = chown(folder_.path().c_str(), ChildProcess::ordinaryUser(), 0);
 }
 
 ChildProcess::Setting PrivateSway::setting() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 
 #include <deque>
@@ -13,9 +14,6 @@ namespace keysong::test {
 class PrivateSway {
   public:
     PrivateSway();
-    ~PrivateSway();
-    PrivateSway(const PrivateSway&) = delete;
-    PrivateSway& operator=(const PrivateSway&) = delete;
 
     /// Starts it and waits until it answers; false when that takes too long.
     bool start();
@@ -30,7 +28,12 @@ class PrivateSway {
   private:
     [[nodiscard]] ChildProcess::Setting setting() const;
 
+    /// The first free display of a fresh runtime folder.
+    static constexpr const char* displayName = "wayland-1";
+
     TempFolder folder_;
+    const ScopedVariable runtimeVariable_{"XDG_RUNTIME_DIR", folder_.path().c_str()};
+    const ScopedVariable displayVariable_{"WAYLAND_DISPLAY", displayName};
     ChildProcess sway_;
     std::deque<ChildProcess> windows_;
 };

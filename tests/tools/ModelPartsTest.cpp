@@ -61,14 +61,8 @@ TEST(ModalBankTest, AModeRingsAtItsLevelAndFallsBySixtyDecibelsInItsTime) {
 }
 
 TEST(ModalBankTest, DampingShortensTheHighResonancesMost) {
-    const Bank still{.name = "b",
-                     .modes = {},
-                     .clouds = {},
-                     .series = {},
-                     .frequencyJitter = 0,
-                     .decayJitter = 0,
-                     .levelJitterDb = 0,
-                     .shapeDb = 0};
+    Bank still;
+    still.frequencyJitter = still.decayJitter = still.levelJitterDb = 0;
     Random random(1);
     const auto hit =
         modesOfHit({{100, 50, 0}, {4000, 50, 0}}, still, {0, 1.5, 2, -3}, {0.5, 6000}, {}, random);
