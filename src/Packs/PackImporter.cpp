@@ -115,24 +115,8 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     }
     try {
         const auto staged = services_.folders.begin(result.folder);
-        ClipStore store(files, services_.audio, services_.writer, staged->path(), report);
-        auto plan =
-            mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); });
-        SoundManifest manifest = manifestOf(sounds.isGrouped ? plan : grouped(std::move(plan)));
-        store.finish();
-        if (!manifest.defaults.down) {
-            throw PackError("none of its sounds can be used" + firstReason(report));
-        }
-        manifest.id = result.id;
-        manifest.name = result.name;
-        manifest.gain = sounds.gain;
-        manifest.pitchVariation = sounds.pitchVariation;
-        manifest.gainVariation = sounds.gainVariation;
-        writeManifest(manifest, staged->path());
+        fill(staged->path(), files, sounds, report, result);
         staged->commit(replace);
-        result.filesCopied = store.filesCopied();
-        result.filesCut = store.filesCut();
-        result.keysOnTheirOwn = manifest.keys ? manifest.keys->size() : 0;
     } catch (const StagedFolderError& error) {
         throw PackError(error.what());
     } catch (const fs::filesystem_error& error) {
@@ -140,6 +124,26 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     }
     result.report = std::move(report);
     return result;
+}
+
+void PackImporter::fill(const fs::path& folder, const PackFiles& files, const PackSounds& sounds,
+                        PackReport& report, ImportResult& result) const {
+    ClipStore store(files, services_.audio, services_.writer, folder, report);
+    auto plan = mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); });
+    SoundManifest manifest = manifestOf(sounds.isGrouped ? plan : grouped(std::move(plan)));
+    store.finish();
+    if (!manifest.defaults.down) {
+        throw PackError("none of its sounds can be used" + firstReason(report));
+    }
+    manifest.id = result.id;
+    manifest.name = result.name;
+    manifest.gain = sounds.gain;
+    manifest.pitchVariation = sounds.pitchVariation;
+    manifest.gainVariation = sounds.gainVariation;
+    writeManifest(manifest, folder);
+    result.filesCopied = store.filesCopied();
+    result.filesCut = store.filesCut();
+    result.keysOnTheirOwn = manifest.keys ? manifest.keys->size() : 0;
 }
 
 } // namespace keysong

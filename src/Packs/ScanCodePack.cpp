@@ -2,7 +2,7 @@
 #include "Packs/PackValues.h"
 #include "Shared/NumberText.h"
 
-#include <set>
+#include <utility>
 
 namespace keysong {
 
@@ -73,6 +73,25 @@ std::vector<Clip> clipsOf(const Define& define, const std::string& sprite, const
     return {{sprite, range}};
 }
 
+void addDefine(const Define& define, std::vector<Clip> clips, SoundPlan<Clip>& plan,
+               const PackReading& reading) {
+    if (clips.empty()) {
+        return;
+    }
+    const auto key = reading.keys(define.kernelCode);
+    if (!key) {
+        reading.report.leave("a media key", std::to_string(define.kernelCode));
+        return;
+    }
+    auto& place = plan.keys[*key];
+    auto& list = define.isRelease ? place.up : place.down;
+    if (list.empty()) {
+        list = std::move(clips);
+    } else if (list != clips) {
+        reading.report.leave("a second sound for the same key", std::to_string(define.kernelCode));
+    }
+}
+
 } // namespace
 
 PackSounds readScanCodePack(const Json& config, const PackReading& reading) {
@@ -102,22 +121,7 @@ PackSounds readScanCodePack(const Json& config, const PackReading& reading) {
         return sounds;
     }
     for (const Define& define : readDefines(defines, reading.report)) {
-        auto clips = clipsOf(define, sprite, reading);
-        const auto key = reading.keys(define.kernelCode);
-        if (clips.empty()) {
-            continue;
-        }
-        if (!key) {
-            reading.report.leave("a media key", std::to_string(define.kernelCode));
-            continue;
-        }
-        auto& place = sounds.plan.keys[*key];
-        auto& list = define.isRelease ? place.up : place.down;
-        if (list.empty()) {
-            list = std::move(clips);
-        } else if (list != clips) {
-            reading.report.leave("a second sound for the same key", std::to_string(define.kernelCode));
-        }
+        addDefine(define, clipsOf(define, sprite, reading), sounds.plan, reading);
     }
     return sounds;
 }
