@@ -45,7 +45,9 @@ std::vector<Define> readDefines(const Json& defines, PackReport& report) {
     for (const auto& entry : defines.items()) {
         const std::string& name = entry.key();
         const auto code = codeOf(name);
-        if (!code) {
+        if (result.size() >= mostPackKeys) {
+            report.leave("more keys than there are", name);
+        } else if (!code) {
             report.leave("a key that is no number", name);
         } else if (const auto kernelCode = kernelCodeOfScanCode(*code, kernelNumbers)) {
             result.push_back({*kernelCode, name.ends_with(releaseSuffix), &entry.value()});
