@@ -1,5 +1,6 @@
 // The built program as a person runs it: on a bus, a display and settings of its own, without sound hardware.
 
+#include "fakes/FakeTray.h"
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
 #include "support/PrivateSway.h"
@@ -73,7 +74,8 @@ class ApplicationTest : public testing::Test {
 
     TempFolder home;
     PrivateBus bus;
-    PrivateXServer server;
+    /// Large enough for a menu beside the pointer.
+    PrivateXServer server{"800x600x24"};
     ChildProcess::Setting setting;
 };
 
@@ -103,6 +105,26 @@ TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
     for (ChildProcess& program : programs) {
         EXPECT_EQ(program.wait(), 0);
     }
+}
+
+TEST_F(ApplicationTest, ShowsItsSymbolInAPanelAndEndsByItsMenu) {
+    const XTestClient hands(server.display());
+    FakeTray tray(server.display());
+    ChildProcess program;
+    launch(program);
+    ASSERT_TRUE(eventually([&] {
+        tray.process();
+        return tray.embedded == 1;
+    })) << textOf("log");
+    tray.pointAtSymbol();
+    hands.button(XTestClient::injected, 1, true);
+    hands.button(XTestClient::injected, 1, false);
+    EXPECT_TRUE(eventually([&] { // the last item, once the menu is open
+        hands.tap(XTestClient::injected, KEY_UP);
+        hands.tap(XTestClient::injected, KEY_ENTER);
+        return control({"status"}).empty();
+    }));
+    EXPECT_EQ(program.wait(), 0);
 }
 
 TEST_F(ApplicationTest, AnImportedPackIsListedAndPlaysWithoutARestart) {
