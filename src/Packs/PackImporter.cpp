@@ -1,5 +1,6 @@
 #include "Packs/PackImporter.h"
 
+#include "Audio/SoundLibrary.h"
 #include "Packs/ClipStore.h"
 #include "Packs/Grouping.h"
 #include "Shared/SoundManifest.h"
@@ -108,6 +109,12 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     result.name = chosenName(sounds, title);
     result.folder = setsFolder / result.id;
     result.keysInPack = sounds.plan.keys.size();
+    for (const SoundSetInfo& set : SoundLibrary::setsIn(setsFolder)) {
+        // Two of one identifier would hide each other.
+        if (set.id == result.id && set.directory.filename() != result.id) {
+            throw PackError("a set \"" + result.id + "\" is installed already, in " + set.directory.string());
+        }
+    }
     std::error_code ignored;
     if (!replace && fs::exists(fs::symlink_status(result.folder, ignored))) {
         throw PackError("a set \"" + result.id +
