@@ -54,7 +54,7 @@ ClipStore::ClipStore(const PackFiles& files, const AudioFiles& audio, const Audi
 }
 
 void ClipStore::finish() {
-    recording_.reset();
+    recordings_.clear();
     fs::remove_all(scratch_);
 }
 
@@ -136,19 +136,23 @@ std::optional<std::string> ClipStore::cutPiece(const std::string& file, const Cl
 }
 
 const ClipStore::Recording& ClipStore::recordingOf(const std::string& file) {
-    if (recording_ && recording_->file == file) {
-        return *recording_;
+    if (const auto known = recordings_.find(file); known != recordings_.end()) {
+        return known->second;
     }
-    // One at a time in memory: the pieces of one recording follow each other.
-    recording_.reset();
     const fs::path source = scratch_ / "recording";
     writeFile(source, files_.read(file));
     const auto reader = audio_.open(source);
-    Recording recording{file, reader->format(), readAllFrames(*reader)};
+    Recording recording{reader->format(), readAllFrames(*reader)};
     if (recording.frames.empty() || !(recording.format.sampleRate > 0)) {
         throw AudioFileError("it holds no sound, or too much");
     }
-    return recording_.emplace(std::move(recording));
+    // Most packs have one recording, some one for each key: all of these together would be too much.
+    if (valuesHeld_ + recording.frames.size() > SampleDecoder::mostSourceValues) {
+        recordings_.clear();
+        valuesHeld_ = 0;
+    }
+    valuesHeld_ += recording.frames.size();
+    return recordings_.emplace(file, std::move(recording)).first->second;
 }
 
 std::string ClipStore::freshName(const std::string& packName, const std::string& ending) {

@@ -40,7 +40,6 @@ class ClipStore {
   private:
     /// A recording that pieces are cut from, decoded.
     struct Recording {
-        std::string file;
         AudioFormat format;
         std::vector<float> frames;
     };
@@ -68,7 +67,9 @@ class ClipStore {
     std::map<std::tuple<std::string, std::size_t, std::size_t>, std::string> pieces_;
     std::set<std::string> names_;
     std::set<std::string> unreadable_;
-    std::optional<Recording> recording_;
+    std::map<std::string, Recording> recordings_;
+    /// How many values they hold in all.
+    std::size_t valuesHeld_ = 0;
     std::size_t framesLeft_ = SampleDecoder::mostFramesInAll;
     std::size_t copied_ = 0;
     std::size_t cut_ = 0;

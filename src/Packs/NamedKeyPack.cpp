@@ -112,8 +112,13 @@ PackSounds readNamedKeyPack(const Json& config, const PackReading& reading) {
         throw PackError("the pack defines no sounds");
     }
     DefinitionReader reader(config, reading);
+    std::size_t count = 0;
     for (const auto& entry : keys.items()) {
-        reader.read(entry.key(), entry.value(), sounds.plan);
+        if (++count > mostPackKeys) {
+            reading.report.leave("more keys than there are", entry.key());
+        } else {
+            reader.read(entry.key(), entry.value(), sounds.plan);
+        }
     }
     return sounds;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 namespace keysong {
 
@@ -59,7 +60,11 @@ void PackFiles::add(const std::string& name, Reader reader, PackReport& report) 
     const auto safe = safeName(name);
     if (!safe) {
         report.leave("a name that leads out of the pack", name);
-    } else if (!isHidden(*safe) && !files_.emplace(*safe, std::move(reader)).second) {
+    } else if (isHidden(*safe)) {
+        return;
+    } else if (files_.emplace(*safe, std::move(reader)).second) {
+        smallNames_.emplace(lowerCase(*safe), *safe);
+    } else {
         report.leave("a name that is there twice", *safe);
     }
 }
@@ -137,10 +142,8 @@ std::optional<std::string> PackFiles::find(std::string_view mentioned) const {
         return safe;
     }
     // Made on a system where letter case does not matter.
-    const std::string wanted = lowerCase(*safe);
-    const auto found = std::find_if(files_.begin(), files_.end(),
-                                    [&](const auto& file) { return lowerCase(file.first) == wanted; });
-    return found == files_.end() ? std::nullopt : std::optional(found->first);
+    const auto found = smallNames_.find(lowerCase(*safe));
+    return found == smallNames_.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::string PackFiles::read(const std::string& name) const {
@@ -161,13 +164,15 @@ void PackFiles::enter(const std::string& folder) {
     if (folder.empty()) {
         return;
     }
-    std::map<std::string, Reader> inside;
-    for (auto& [name, reader] : files_) {
+    const auto all = std::exchange(files_, {});
+    smallNames_.clear();
+    for (const auto& [name, reader] : all) {
         if (name.starts_with(folder + "/")) {
-            inside.emplace(name.substr(folder.size() + 1), std::move(reader));
+            const std::string inside = name.substr(folder.size() + 1);
+            files_.emplace(inside, reader);
+            smallNames_.emplace(lowerCase(inside), inside);
         }
     }
-    files_ = std::move(inside);
 }
 
 } // namespace keysong

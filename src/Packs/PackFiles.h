@@ -53,6 +53,8 @@ class PackFiles {
     void add(const std::string& name, Reader reader, PackReport& report);
 
     std::map<std::string, Reader> files_;
+    /// The first name with each spelling in small letters.
+    std::map<std::string, std::string> smallNames_;
     mutable std::size_t bytesLeft_ = mostBytesInAll;
 };
 

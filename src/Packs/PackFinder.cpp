@@ -9,7 +9,7 @@ namespace keysong {
 
 namespace {
 
-constexpr std::size_t largestConfigBytes = std::size_t{4} << 20U;
+constexpr std::size_t largestConfigBytes = std::size_t{1} << 20U;
 constexpr std::string_view configName = "config.json";
 constexpr std::string_view manifestName = SoundManifest::fileName;
 constexpr std::string_view profileName = "profile.yaml";

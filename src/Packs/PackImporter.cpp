@@ -1,5 +1,6 @@
 #include "Packs/PackImporter.h"
 
+#include "Audio/SoundLibrary.h"
 #include "Packs/ClipStore.h"
 #include "Packs/Grouping.h"
 #include "Shared/SoundManifest.h"
@@ -108,6 +109,12 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     result.name = chosenName(sounds, title);
     result.folder = setsFolder / result.id;
     result.keysInPack = sounds.plan.keys.size();
+    for (const SoundSetInfo& set : SoundLibrary::setsIn(setsFolder)) {
+        // Two of one identifier would hide each other.
+        if (set.id == result.id && set.directory.filename() != result.id) {
+            throw PackError("a set \"" + result.id + "\" is installed already, in " + set.directory.string());
+        }
+    }
     std::error_code ignored;
     if (!replace && fs::exists(fs::symlink_status(result.folder, ignored))) {
         throw PackError("a set \"" + result.id +
@@ -115,24 +122,8 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     }
     try {
         const auto staged = services_.folders.begin(result.folder);
-        ClipStore store(files, services_.audio, services_.writer, staged->path(), report);
-        auto plan =
-            mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); });
-        SoundManifest manifest = manifestOf(sounds.isGrouped ? plan : grouped(std::move(plan)));
-        store.finish();
-        if (!manifest.defaults.down) {
-            throw PackError("none of its sounds can be used" + firstReason(report));
-        }
-        manifest.id = result.id;
-        manifest.name = result.name;
-        manifest.gain = sounds.gain;
-        manifest.pitchVariation = sounds.pitchVariation;
-        manifest.gainVariation = sounds.gainVariation;
-        writeManifest(manifest, staged->path());
+        fill(staged->path(), files, sounds, report, result);
         staged->commit(replace);
-        result.filesCopied = store.filesCopied();
-        result.filesCut = store.filesCut();
-        result.keysOnTheirOwn = manifest.keys ? manifest.keys->size() : 0;
     } catch (const StagedFolderError& error) {
         throw PackError(error.what());
     } catch (const fs::filesystem_error& error) {
@@ -140,6 +131,26 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     }
     result.report = std::move(report);
     return result;
+}
+
+void PackImporter::fill(const fs::path& folder, const PackFiles& files, const PackSounds& sounds,
+                        PackReport& report, ImportResult& result) const {
+    ClipStore store(files, services_.audio, services_.writer, folder, report);
+    auto plan = mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); });
+    SoundManifest manifest = manifestOf(sounds.isGrouped ? plan : grouped(std::move(plan)));
+    store.finish();
+    if (!manifest.defaults.down) {
+        throw PackError("none of its sounds can be used" + firstReason(report));
+    }
+    manifest.id = result.id;
+    manifest.name = result.name;
+    manifest.gain = sounds.gain;
+    manifest.pitchVariation = sounds.pitchVariation;
+    manifest.gainVariation = sounds.gainVariation;
+    writeManifest(manifest, folder);
+    result.filesCopied = store.filesCopied();
+    result.filesCut = store.filesCut();
+    result.keysOnTheirOwn = manifest.keys ? manifest.keys->size() : 0;
 }
 
 } // namespace keysong

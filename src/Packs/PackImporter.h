@@ -51,6 +51,10 @@ class PackImporter {
                                            const std::filesystem::path& setsFolder, bool replace) const;
 
   private:
+    /// Puts the whole set into its folder, and what there is to say about it into `result`.
+    void fill(const std::filesystem::path& folder, const PackFiles& files, const PackSounds& sounds,
+              PackReport& report, ImportResult& result) const;
+
     Services services_;
 };
 

@@ -10,9 +10,11 @@ namespace {
 
 using Json = nlohmann::json;
 
+/// So many sounds stand for each other at most.
+constexpr int mostVariants = 32;
+
 /// The names that a pattern such as "NAME{0-4}.mp3" stands for; the name itself when it is none.
 std::vector<std::string> expanded(const std::string& name) {
-    constexpr int mostVariants = 64;
     const std::size_t open = name.find('{');
     const std::size_t dash = name.find('-', open == std::string::npos ? name.size() : open);
     const std::size_t close = name.find('}', dash == std::string::npos ? name.size() : dash);
@@ -79,17 +81,18 @@ std::string textAt(const Json& object, const char* key) {
 }
 
 std::vector<Clip> namedFiles(const Json& value, const PackReading& reading) {
-    constexpr std::size_t mostNames = 64;
     std::vector<Clip> clips;
     if (value.is_array()) {
+        int count = 0;
         for (const Json& one : value) {
-            if (!one.is_string() || clips.size() >= mostNames) {
-                reading.report.leave("a sound that is no file name",
-                                     one.is_string() ? one.get<std::string>() : "");
-                continue;
+            if (!one.is_string()) {
+                reading.report.leave("a sound that is no file name", std::string(one.type_name()));
+            } else if (++count > mostVariants) {
+                reading.report.leave("one sound too many for a key", one.get<std::string>());
+            } else {
+                const auto more = namedFiles(one, reading);
+                clips.insert(clips.end(), more.begin(), more.end());
             }
-            const auto more = namedFiles(one, reading);
-            clips.insert(clips.end(), more.begin(), more.end());
         }
         return clips;
     }

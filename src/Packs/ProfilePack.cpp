@@ -27,6 +27,10 @@ Sources readSources(const Json& list, const PackReading& reading) {
     return sources;
 }
 
+std::string textOf(const Json& value) {
+    return value.is_string() ? value.get<std::string>() : std::string();
+}
+
 void append(Variants<Clip>& place, const Variants<Clip>& more) {
     place.down.insert(place.down.end(), more.down.begin(), more.down.end());
     place.up.insert(place.up.end(), more.up.begin(), more.up.end());
@@ -36,8 +40,11 @@ void append(Variants<Clip>& place, const Variants<Clip>& more) {
 void addNamed(Variants<Clip>& place, const Json& value, const Sources& sources, PackReport& report) {
     const auto addOne = [&](const Json& name) {
         const auto found = name.is_string() ? sources.find(name.get<std::string>()) : sources.end();
-        if (found == sources.end()) {
-            report.leave("a source that is not defined", name.is_string() ? name.get<std::string>() : "");
+        constexpr std::size_t mostSounds = 256;
+        if (place.down.size() > mostSounds || place.up.size() > mostSounds) {
+            report.leave("one sound too many for a key", textOf(name));
+        } else if (found == sources.end()) {
+            report.leave("a source that is not defined", textOf(name));
         } else {
             append(place, found->second);
         }
@@ -60,7 +67,7 @@ void readKeys(const Json& entry, const Sources& sources, const PackReading& read
         return;
     }
     for (const Json& name : names) {
-        const std::string text = name.is_string() ? name.get<std::string>() : std::string();
+        const std::string text = textOf(name);
         const auto target = targetNamed(text);
         if (!target) {
             reading.report.leave("a key name that is not known", text);

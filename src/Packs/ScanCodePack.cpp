@@ -2,7 +2,7 @@
 #include "Packs/PackValues.h"
 #include "Shared/NumberText.h"
 
-#include <set>
+#include <utility>
 
 namespace keysong {
 
@@ -45,7 +45,9 @@ std::vector<Define> readDefines(const Json& defines, PackReport& report) {
     for (const auto& entry : defines.items()) {
         const std::string& name = entry.key();
         const auto code = codeOf(name);
-        if (!code) {
+        if (result.size() >= mostPackKeys) {
+            report.leave("more keys than there are", name);
+        } else if (!code) {
             report.leave("a key that is no number", name);
         } else if (const auto kernelCode = kernelCodeOfScanCode(*code, kernelNumbers)) {
             result.push_back({*kernelCode, name.ends_with(releaseSuffix), &entry.value()});
@@ -71,6 +73,25 @@ std::vector<Clip> clipsOf(const Define& define, const std::string& sprite, const
         return {};
     }
     return {{sprite, range}};
+}
+
+void addDefine(const Define& define, std::vector<Clip> clips, SoundPlan<Clip>& plan,
+               const PackReading& reading) {
+    if (clips.empty()) {
+        return;
+    }
+    const auto key = reading.keys(define.kernelCode);
+    if (!key) {
+        reading.report.leave("a media key", std::to_string(define.kernelCode));
+        return;
+    }
+    auto& place = plan.keys[*key];
+    auto& list = define.isRelease ? place.up : place.down;
+    if (list.empty()) {
+        list = std::move(clips);
+    } else if (list != clips) {
+        reading.report.leave("a second sound for the same key", std::to_string(define.kernelCode));
+    }
 }
 
 } // namespace
@@ -102,22 +123,7 @@ PackSounds readScanCodePack(const Json& config, const PackReading& reading) {
         return sounds;
     }
     for (const Define& define : readDefines(defines, reading.report)) {
-        auto clips = clipsOf(define, sprite, reading);
-        const auto key = reading.keys(define.kernelCode);
-        if (clips.empty()) {
-            continue;
-        }
-        if (!key) {
-            reading.report.leave("a media key", std::to_string(define.kernelCode));
-            continue;
-        }
-        auto& place = sounds.plan.keys[*key];
-        auto& list = define.isRelease ? place.up : place.down;
-        if (list.empty()) {
-            list = std::move(clips);
-        } else if (list != clips) {
-            reading.report.leave("a second sound for the same key", std::to_string(define.kernelCode));
-        }
+        addDefine(define, clipsOf(define, sprite, reading), sounds.plan, reading);
     }
     return sounds;
 }

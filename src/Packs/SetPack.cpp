@@ -1,12 +1,19 @@
 #include "Packs/PackSounds.h"
-#include "Packs/PackValues.h"
 
 namespace keysong {
 
 namespace {
 
 std::vector<Clip> clipsOf(const std::optional<SoundManifest::FileNames>& names, const PackReading& reading) {
-    return names ? namedFiles(nlohmann::json(*names), reading) : std::vector<Clip>();
+    std::vector<Clip> clips;
+    for (const std::string& name : names.value_or(SoundManifest::FileNames())) {
+        if (const auto found = reading.files.find(name)) {
+            clips.push_back({*found, std::nullopt});
+        } else {
+            reading.report.leave("a sound file that is not in the pack", name);
+        }
+    }
+    return clips;
 }
 
 Variants<Clip> variantsOf(const SoundManifest::Pair& pair, const PackReading& reading) {

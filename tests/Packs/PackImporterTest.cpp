@@ -130,6 +130,10 @@ TEST_F(PackImporterTest, AnInstalledSetIsReplacedOnlyWhenAsked) {
     write("a.wav", "broken");
     EXPECT_THROW(static_cast<void>(import(folder.path() / "pack", true)), PackError);
     EXPECT_THAT(installed(), ElementsAre("zipped")) << "what failed left nothing, and not even a trace";
+    std::filesystem::rename(sets() / "zipped", sets() / "other name");
+    EXPECT_THAT(refusal(folder.path() / "pack"), HasSubstr("other name"));
+    EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U) << "the library wonders, too";
+    std::filesystem::rename(sets() / "other name", sets() / "zipped");
     load(import(folder.write("pack/../pack2/b.wav", click(9)).parent_path()));
     EXPECT_THAT(installed(), ElementsAre("pack2", "zipped"));
 }
