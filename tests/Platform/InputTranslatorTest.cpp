@@ -2,7 +2,6 @@
 
 #include "Input/EventDecoder.h"
 #include "Input/InputDevTest.h"
-#include "Platform/linux/KeyboardNodes.h"
 #include "Shared/KeyGroup.h"
 
 #include <gmock/gmock.h>
@@ -242,14 +241,6 @@ TEST_F(InputTranslatorTest, RecordedReportsBecomeTheSameEvents) {
     report({{EV_KEY, KEY_C, 1}});
     EXPECT_THAT(takeSounds(),
                 ElementsAre("keyDown 56 [modifier]", "keyUp 56 [modifier]", "keyDown 8 [main]"));
-}
-
-TEST(KeyboardNodes, OnlyThePathInSysfsTellsSoftware) {
-    EXPECT_EQ(originOfDevice("/sys/devices/virtual/input/input7/event5"), DeviceOrigin::software);
-    EXPECT_EQ(originOfDevice("/sys/devices/virtual/misc/uhid/0005:0001:0002.0003/input/input9/event8"),
-              DeviceOrigin::hardware);
-    EXPECT_EQ(originOfDevice("/sys/devices/platform/i8042/serio0/input/input0/event0"),
-              DeviceOrigin::hardware);
 }
 
 } // namespace

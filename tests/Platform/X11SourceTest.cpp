@@ -52,8 +52,6 @@ class Listener {
         loop_->stop();
         thread_.join();
     }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
 
     /// What was heard since the last call. An injected key, whose place in the order is certain, ends it.
     std::vector<RawEvent> heard(const XTestClient& client) {

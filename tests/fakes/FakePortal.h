@@ -25,8 +25,6 @@ class FakePortal {
     explicit FakePortal(bool withShortcuts = true);
     /// Leaves the bus, as a crash would.
     ~FakePortal() = default;
-    FakePortal(const FakePortal&) = delete;
-    FakePortal& operator=(const FakePortal&) = delete;
 
     void process();
 

@@ -15,8 +15,6 @@ class PrivateXServer {
     /// `screen` is its size and depth.
     explicit PrivateXServer(std::string screen = "64x64x24") : screen_(std::move(screen)) {}
     ~PrivateXServer();
-    PrivateXServer(const PrivateXServer&) = delete;
-    PrivateXServer& operator=(const PrivateXServer&) = delete;
 
     /// Starts it and waits until it answers; false when that takes too long. After `kill` it starts on the
     /// same display again.

@@ -21,8 +21,6 @@ class HitStorm {
   public:
     explicit HitStorm(SoundEngine& engine) : engine_(engine) {}
     ~HitStorm() { stop(); }
-    HitStorm(const HitStorm&) = delete;
-    HitStorm& operator=(const HitStorm&) = delete;
 
     void stop() {
         stop_ = true;
