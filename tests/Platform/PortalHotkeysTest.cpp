@@ -79,6 +79,11 @@ class PortalHotkeysTest : public testing::Test {
         mainQueue.run();
         return std::exchange(presses.pressed, {});
     }
+    void expectServedByTheInput() {
+        EXPECT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
+        EXPECT_THAT(pressedByTyping(), ElementsAre(1));
+        EXPECT_THAT(presses.refused, IsEmpty());
+    }
     /// The ids pressed so far; a press of the settings shortcut ends them.
     std::vector<std::uint32_t> pressedSoFar() {
         portal->activate(settingsShortcut.id);
@@ -153,10 +158,8 @@ TEST_F(PortalHotkeysTest, TheInputServesUntilThePortalComesAndWhileItIsAway) {
         portal->activate(toggleShortcut.id);
         EXPECT_THAT(pressedSoFar(), ElementsAre(1)) << "round " << round;
         portal.reset();
-        ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-        EXPECT_THAT(pressedByTyping(), ElementsAre(1));
+        expectServedByTheInput();
     }
-    EXPECT_THAT(presses.refused, IsEmpty());
 }
 
 TEST_F(PortalHotkeysTest, APortalThatCannotServeLeavesItToTheInput) {
@@ -168,9 +171,7 @@ TEST_F(PortalHotkeysTest, APortalThatCannotServeLeavesItToTheInput) {
     portal.emplace();
     portal->refusesSessions = true;
     ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
-    ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-    EXPECT_THAT(pressedByTyping(), ElementsAre(1));
-    EXPECT_THAT(presses.refused, IsEmpty());
+    expectServedByTheInput();
 }
 
 TEST_F(PortalHotkeysTest, ChangesAreBoundAnewAndAClosedSessionToo) {
@@ -197,9 +198,7 @@ TEST_F(PortalHotkeysTest, DeathOverTheQuestionIsNoRefusal) {
     registerBoth();
     ASSERT_TRUE(runUntil([&] { return portal->asked.size() == 1; }));
     portal.reset();
-    ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "input"; }));
-    EXPECT_THAT(pressedByTyping(), ElementsAre(1));
-    EXPECT_THAT(presses.refused, IsEmpty());
+    expectServedByTheInput();
 }
 
 TEST_F(PortalHotkeysTest, ABusThatDiesIsJoinedAgain) {
