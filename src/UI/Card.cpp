@@ -1,5 +1,9 @@
 #include "UI/Card.h"
 
+#include "UI/AccessibleFactory.h"
+
+#include <QAbstractButton>
+#include <QAccessibleWidget>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QVBoxLayout>
@@ -23,6 +27,21 @@ class Separator final : public QWidget {
   protected:
     void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), palette().mid()); }
 };
+
+/// Gives a control the name of its row; a button with a text of its own is described by it.
+void nameAfterRow(QWidget* control, const QString& label) {
+    const auto* const button = qobject_cast<const QAbstractButton*>(control);
+    if (button != nullptr && !button->text().isEmpty()) {
+        control->setAccessibleDescription(label);
+    } else if (control->accessibleName().isEmpty()) {
+        control->setAccessibleName(label);
+    }
+}
+
+/// A group, so that assistive programs can say to which one a control belongs.
+QAccessibleInterface* makeGroup(SettingsSection& section) {
+    return new QAccessibleWidget(&section, QAccessible::Grouping);
+}
 
 } // namespace
 
@@ -57,16 +76,15 @@ QWidget* Card::addRow(const QString& label, QWidget* control, const QString& cap
     line->setSpacing(10);
     auto* const name = new QLabel(label, row);
     name->setTextFormat(Qt::PlainText);
-    name->setBuddy(control);
+    QWidget* const named = control->focusProxy() != nullptr ? control->focusProxy() : control;
+    name->setBuddy(named);
     line->addWidget(name);
     line->addStretch(1);
     line->addWidget(control);
     lines->addLayout(line);
-    if (control->accessibleName().isEmpty()) {
-        control->setAccessibleName(label);
-    }
+    nameAfterRow(named, label);
     if (!caption.isEmpty()) {
-        control->setAccessibleDescription(caption);
+        named->setAccessibleDescription(caption);
         lines->addWidget(new Caption(caption, row));
     }
     addContent(row);
@@ -83,6 +101,7 @@ void Card::paintEvent(QPaintEvent*) {
 
 SettingsSection::SettingsSection(const QString& title, QWidget* parent)
     : QWidget(parent), card_(new Card(this)) {
+    installAccessible<SettingsSection, makeGroup>();
     auto* const lines = new QVBoxLayout(this);
     lines->setContentsMargins(0, 0, 0, 0);
     lines->setSpacing(7);

@@ -25,8 +25,9 @@ class Card final : public QWidget {
     /// Appends a row that `content` fills.
     void addContent(QWidget* content);
 
-    /// Appends a row with a label on the leading side and `control` on the trailing one, which the label
-    /// names for those who do not see it. `caption`, where there is one, stands below. Returns the row.
+    /// Appends a row with a label on the leading side and `control` on the trailing one. The label names it,
+    /// or its focus proxy, for those who do not see it; a button with a text it describes. `caption`, where
+    /// there is one, stands below. Returns the row.
     QWidget* addRow(const QString& label, QWidget* control, const QString& caption = {});
 
   protected:

@@ -23,6 +23,7 @@ QWidget* beside(QLabel* value, QPushButton* button, QWidget* parent) {
     line->setSpacing(10);
     line->addWidget(value);
     line->addWidget(button);
+    both->setFocusProxy(button);
     return both;
 }
 
@@ -65,7 +66,6 @@ void addHotkey(Card& card, const QString& label, QKeyCombination keysHeld) {
 void addKeyCount(Card& card, AppModel& model) {
     auto* const count = new QLabel(&card);
     auto* const reset = new QPushButton(SettingsSection::tr("Reset"), &card);
-    reset->setAccessibleDescription(SettingsSection::tr("Keys pressed"));
     const auto follow = [&model, count] {
         count->setText(QLocale().toString(static_cast<qlonglong>(model.keysPressed())));
     };

@@ -80,7 +80,6 @@ SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent) {
     line->setContentsMargins(0, 0, 0, 0);
     line->setSpacing(6);
     auto* const picker = new PickerBox(choice);
-    picker->setAccessibleName(SettingsSection::tr("Switch"));
     auto* const play = new QToolButton(choice);
     play->setIcon(symbolIcon(Symbol::playCircle));
     play->setIconSize({20, 20});
@@ -89,6 +88,7 @@ SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent) {
     play->setFocusPolicy(Qt::StrongFocus);
     line->addWidget(picker);
     line->addWidget(play);
+    choice->setFocusProxy(picker);
     QWidget* const emptyRow = section->card().addRow(SettingsSection::tr("Switch"), none);
     QWidget* const fullRow = section->card().addRow(SettingsSection::tr("Switch"), choice);
 
