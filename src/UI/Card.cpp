@@ -29,12 +29,15 @@ class Separator final : public QWidget {
 };
 
 /// Gives a control the name of its row; a button with a text of its own is described by it.
-void nameAfterRow(QWidget* control, const QString& label) {
+void nameAfterRow(QWidget* control, const QString& label, const QString& caption) {
     const auto* const button = qobject_cast<const QAbstractButton*>(control);
     if (button != nullptr && !button->text().isEmpty()) {
         control->setAccessibleDescription(label);
-    } else if (control->accessibleName().isEmpty()) {
+    } else {
         control->setAccessibleName(label);
+    }
+    if (!caption.isEmpty()) {
+        control->setAccessibleDescription(caption);
     }
 }
 
@@ -66,7 +69,7 @@ void Card::addContent(QWidget* content) {
     rows_->addWidget(content);
 }
 
-QWidget* Card::addRow(const QString& label, QWidget* control, const QString& caption) {
+QWidget* Card::addRow(const QString& label, const QList<QWidget*>& controls, const QString& caption) {
     auto* const row = new QWidget(this);
     row->setMinimumHeight(fontMetrics().height() + 2 * (rowPadding + 4));
     auto* const lines = new QVBoxLayout(row);
@@ -76,15 +79,18 @@ QWidget* Card::addRow(const QString& label, QWidget* control, const QString& cap
     line->setSpacing(10);
     auto* const name = new QLabel(label, row);
     name->setTextFormat(Qt::PlainText);
-    QWidget* const named = control->focusProxy() != nullptr ? control->focusProxy() : control;
-    name->setBuddy(named);
     line->addWidget(name);
     line->addStretch(1);
-    line->addWidget(control);
+    for (QWidget* const control : controls) {
+        line->addWidget(control);
+        QWidget* const active = control->focusProxy() != nullptr ? control->focusProxy() : control;
+        if (name->buddy() == nullptr && active->focusPolicy() != Qt::NoFocus) {
+            name->setBuddy(active);
+            nameAfterRow(active, label, caption);
+        }
+    }
     lines->addLayout(line);
-    nameAfterRow(named, label);
     if (!caption.isEmpty()) {
-        named->setAccessibleDescription(caption);
         lines->addWidget(new Caption(caption, row));
     }
     addContent(row);

@@ -69,8 +69,8 @@ bool PrivateXServer::start() {
     }
     const FileDescriptor readEnd(pipe[0]);
     FileDescriptor writeEnd(pipe[1]);
-    std::vector<const char*> arguments{"Xvfb",     "-displayfd",  "1", "-nolisten", "tcp",
-                                       "-noreset", "-screen",     "0", "64x64x24",  "-ardelay",
+    std::vector<const char*> arguments{"Xvfb",     "-displayfd",  "1", "-nolisten",     "tcp",
+                                       "-noreset", "-screen",     "0", screen_.c_str(), "-ardelay",
                                        "20",       "-arinterval", "10"};
     if (!display_.empty()) {
         arguments.push_back(display_.c_str());

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <utility>
 
 namespace keysong::test {
 
@@ -10,7 +11,8 @@ namespace keysong::test {
 /// once and fast, so that a test need not wait for it.
 class PrivateXServer {
   public:
-    PrivateXServer() = default;
+    /// `screen` is its width, height and depth.
+    explicit PrivateXServer(std::string screen = "64x64x24") : screen_(std::move(screen)) {}
     ~PrivateXServer();
     PrivateXServer(const PrivateXServer&) = delete;
     PrivateXServer& operator=(const PrivateXServer&) = delete;
@@ -29,6 +31,7 @@ class PrivateXServer {
     [[nodiscard]] const std::string& display() const { return display_; }
 
   private:
+    const std::string screen_;
     pid_t process_ = -1;
     std::string display_;
 };
