@@ -25,6 +25,7 @@
 #include <system_error>
 
 #include "Program/DesktopSession.h"
+#include "Program/LastFlush.h"
 
 namespace keysong {
 
@@ -116,6 +117,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     remote.attach(model, quit);
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
+    const LastFlush lastFlush([&model] { model.prepareToTerminate(); });
     model.bootstrap();
     QCoreApplication::exec();
     model.prepareToTerminate();

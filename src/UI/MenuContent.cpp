@@ -1,6 +1,7 @@
 #include "UI/MenuContent.h"
 
 #include "App/AppModel.h"
+#include "UI/FixedDigits.h"
 
 #include <QFontMetrics>
 #include <QKeyEvent>
@@ -11,8 +12,8 @@
 namespace keysong {
 
 MenuContent::MenuContent(AppModel& model, MenuDrawer drawer, std::function<void()> quit)
-    : model_(model), drawer_(drawer), enabled_(addAction("Enabled")), soundHeading_(nullptr),
-      volumeMenu_(nullptr), outputMenu_(nullptr) {
+    : model_(model), drawer_(drawer) {
+    enabled_ = addAction("Enabled");
     enabled_->setCheckable(true);
     enabled_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_K);
     connect(enabled_, &QAction::triggered, &model_, &AppModel::setEnabled);
@@ -24,6 +25,7 @@ MenuContent::MenuContent(AppModel& model, MenuDrawer drawer, std::function<void(
     addSeparator();
     total_ = addAction(QString());
     total_->setEnabled(false);
+    total_->setFont(withFixedDigits(font()));
     addSeparator();
     settings_ = addAction("Settings…");
     settings_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_C);
@@ -84,25 +86,40 @@ QString MenuContent::keyCount(std::int64_t keysPressed) {
 }
 
 bool MenuContent::eventFilter(QObject* watched, QEvent* event) {
-    // The toolkit does not look for shortcuts in a menu that hangs on no window.
-    QAction* const item = itemFor(*event);
-    if (item == nullptr) {
-        return QMenu::eventFilter(watched, event);
+    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
+        if (handleKey(static_cast<const QKeyEvent&>(*event))) {
+            return true;
+        }
+    } else if (event->type() == QEvent::Hide && watched == this) {
+        held_ = nullptr;
     }
-    // An open menu has the keyboard to itself, and neither a grab nor the desktop gets to see the press. The
-    // input devices do: what listens there has acted already.
-    if (!static_cast<QKeyEvent*>(event)->isAutoRepeat() && model_.hotkeyWay() != "input") {
-        closeAll();
-        item->trigger();
-    }
-    return true;
+    return QMenu::eventFilter(watched, event);
 }
 
-QAction* MenuContent::itemFor(const QEvent& event) const {
-    if (event.type() != QEvent::KeyPress) {
-        return nullptr;
+bool MenuContent::handleKey(const QKeyEvent& event) {
+    if (event.type() == QEvent::KeyRelease) {
+        if (held_ != nullptr && event.key() == heldKey_ && !event.isAutoRepeat()) {
+            QAction* const chosen = std::exchange(held_, nullptr);
+            closeAll();
+            chosen->trigger();
+            return true;
+        }
+        return false;
     }
-    const QKeySequence pressed(static_cast<const QKeyEvent&>(event).keyCombination());
+    QAction* const item = itemFor(event);
+    // An open menu has the keyboard to itself, and neither a grab nor the desktop gets to see the press. The
+    // input devices do: what listens there has acted already.
+    if (item != nullptr && !event.isAutoRepeat() && model_.hotkeyWay() != "input") {
+        // It counts when the key comes up. Closing the menu while it is down would give the keyboard back
+        // to the hotkey, which would count the repeats of the same press.
+        held_ = item;
+        heldKey_ = event.key();
+    }
+    return item != nullptr;
+}
+
+QAction* MenuContent::itemFor(const QKeyEvent& press) const {
+    const QKeySequence pressed(press.keyCombination());
     for (QAction* const item : {enabled_, settings_}) {
         if (item->shortcut() == pressed) {
             return item;

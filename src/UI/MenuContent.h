@@ -34,18 +34,24 @@ class MenuContent final : public QMenu {
     void follow();
     void showSets();
     void showDevices();
-    /// The item that this key press stands for; null for none.
-    [[nodiscard]] QAction* itemFor(const QEvent& event) const;
+    /// The shortcuts, for which the toolkit does not look in a menu that hangs on no window. True when the
+    /// key is one of them.
+    bool handleKey(const QKeyEvent& event);
+    /// The item whose shortcut is pressed; null for none.
+    [[nodiscard]] QAction* itemFor(const QKeyEvent& press) const;
     void closeAll();
 
     AppModel& model_;
     const MenuDrawer drawer_;
-    QAction* enabled_;
-    QAction* soundHeading_;
-    QMenu* volumeMenu_;
-    QMenu* outputMenu_;
+    QAction* enabled_ = nullptr;
+    QAction* soundHeading_ = nullptr;
+    QMenu* volumeMenu_ = nullptr;
+    QMenu* outputMenu_ = nullptr;
     QAction* total_ = nullptr;
     QAction* settings_ = nullptr;
+    /// The item whose shortcut is held down, and its key; null for none.
+    QAction* held_ = nullptr;
+    int heldKey_ = 0;
     std::optional<ChoiceItems<std::string>> sets_;
     std::optional<ChoiceItems<float>> volumes_;
     std::optional<ChoiceItems<std::optional<std::string>>> outputs_;

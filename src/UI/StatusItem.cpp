@@ -65,7 +65,7 @@ void StatusItem::watchTrays() {
 void StatusItem::look() {
     const bool hasTray = trays_ != nullptr && trays_->isOwned();
     if (icon_ == nullptr) {
-        if (notifierHosts_.hasWatcher()) {
+        if (notifierHosts_.hasHost()) {
             show(MenuDrawer::panel);
         } else if (hasTray && !patience_.isActive()) {
             patience_.start();

@@ -60,8 +60,7 @@ void StatusNotifierHosts::askForWatcher() {
 
 void StatusNotifierHosts::watcherChanged(bool isThere) {
     hasWatcher_ = isThere;
-    hasHost_ = false;
-    emit changed();
+    setHasHost(false);
     if (isThere) {
         askForHosts();
     }
@@ -73,13 +72,15 @@ void StatusNotifierHosts::askForHosts() {
     call << watcherService << "IsStatusNotifierHostRegistered";
     ask(watch_->connection(), call, *this, [this](const QDBusPendingCall& answer) {
         const QDBusPendingReply<QDBusVariant> isRegistered = answer;
-        // A watcher that cannot tell is part of a panel.
-        const bool hasHost = isRegistered.isError() || isRegistered.value().variant().toBool();
-        if (hasHost != hasHost_) {
-            hasHost_ = hasHost;
-            emit changed();
-        }
+        setHasHost(hasWatcher_ && isRegistered.isValid() && isRegistered.value().variant().toBool());
     });
+}
+
+void StatusNotifierHosts::setHasHost(bool hasHost) {
+    if (hasHost != hasHost_) {
+        hasHost_ = hasHost;
+        emit changed();
+    }
 }
 
 } // namespace keysong

@@ -15,13 +15,10 @@ class StatusNotifierHosts final : public QObject {
     StatusNotifierHosts();
     ~StatusNotifierHosts() override;
 
-    /// Whether there is a watcher with which an item can register.
-    [[nodiscard]] bool hasWatcher() const { return hasWatcher_; }
-    /// Whether a panel shows what is registered.
-    [[nodiscard]] bool hasHost() const { return hasWatcher_ && hasHost_; }
+    /// Whether a panel shows what registers with the watcher.
+    [[nodiscard]] bool hasHost() const { return hasHost_; }
 
   signals:
-    /// One of the two is different.
     void changed();
 
   private slots:
@@ -30,6 +27,7 @@ class StatusNotifierHosts final : public QObject {
   private:
     void askForWatcher();
     void watcherChanged(bool isThere);
+    void setHasHost(bool hasHost);
 
     QDBusServiceWatcher* watch_ = nullptr;
     bool hasWatcher_ = false;

@@ -21,6 +21,7 @@ enum class Symbol : std::uint8_t {
     playCircle,
     plus,
     minus,
+    checkMark,
 };
 
 /// The outline of a symbol, to be filled, in a square of `side` device pixels with its corner at the origin.

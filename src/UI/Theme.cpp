@@ -1,5 +1,6 @@
 #include "UI/Theme.h"
 
+#include "UI/MenuMarkStyle.h"
 #include "UI/StyleSheet.h"
 
 #include <QApplication>
@@ -8,7 +9,6 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
-#include <QStyleFactory>
 
 namespace keysong {
 
@@ -48,7 +48,7 @@ Theme::Scheme schemeOf(const QPalette& palette) {
 Theme::Theme(QApplication& application)
     : application_(application), platformScheme_(schemeOf(QApplication::palette())),
       scheme_(platformScheme_) {
-    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QApplication::setStyle(new MenuMarkStyle); // taken over
     apply(scheme_);
     QDBusConnection::sessionBus().connect(portalService, portalPath, settingsInterface, "SettingChanged",
                                           this, SLOT(settingChanged(QString, QString, QDBusVariant)));

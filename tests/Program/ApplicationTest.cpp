@@ -1,5 +1,7 @@
 // The program without its windows: how it starts, counts, obeys its hotkey and ends.
 
+#include "fakes/FakeTray.h"
+#include "support/PrivateSway.h"
 #include "support/XTestClient.h"
 
 #include <linux/input-event-codes.h>
@@ -37,6 +39,26 @@ TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
     for (ChildProcess& program : programs) {
         EXPECT_EQ(program.wait(), 0);
     }
+}
+
+TEST_F(ApplicationTest, ShowsItsSymbolInAPanelAndEndsByItsMenu) {
+    const XTestClient hands(server.display());
+    FakeTray tray(server.display());
+    ChildProcess program;
+    launch(program);
+    ASSERT_TRUE(eventually([&] {
+        tray.process();
+        return tray.embedded == 1;
+    })) << textOf("log");
+    tray.pointAtSymbol();
+    hands.button(XTestClient::injected, 1, true);
+    hands.button(XTestClient::injected, 1, false);
+    EXPECT_TRUE(eventually([&] { // the last item, once the menu is open
+        hands.tap(XTestClient::injected, KEY_UP);
+        hands.tap(XTestClient::injected, KEY_ENTER);
+        return control({"status"}).empty();
+    }));
+    EXPECT_EQ(program.wait(), 0);
 }
 
 TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsLocked) {
@@ -78,6 +100,47 @@ TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkeyWhateverIsL
     EXPECT_EQ(control({"status"}), "");
     launch(program); // the killed one left the settings whole
     EXPECT_EQ(control({"volume"}), "0.25\n");
+    const std::string before = control({"stats"});
+    hands.tap(keyboard, KEY_A);
+    EXPECT_TRUE(eventually([&] { return control({"stats"}) != before; }));
+    const std::string counted = control({"stats"});
+    server.kill(); // takes the program along, but nothing that it counted
+    EXPECT_NE(program.wait(), 0);
+    ASSERT_TRUE(server.start());
+    launch(program);
+    EXPECT_EQ(control({"stats"}), counted);
+}
+
+TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
+    const std::string missing = PrivateSway::missingProgram();
+    if (!missing.empty()) {
+        GTEST_SKIP() << missing << " is not installed";
+    }
+    PrivateSway sway;
+    ASSERT_TRUE(sway.start());
+    setting.environment["DISPLAY"] = "";
+    setting.environment.erase("WAYLAND_DISPLAY");
+    home.write(".config/com.orlen.keysong/preferences.json", R"({"mutedApps":["second"]})");
+    const auto sleeps = [&](bool asleep) {
+        const std::string wanted = asleep ? "\"Sleeping\": true" : "\"Sleeping\": false";
+        return eventually([&] { return control({"status", "--json"}).find(wanted) != std::string::npos; });
+    };
+    ChildProcess program;
+    program.start({KEYSONG_PROGRAM}, loggingTo("log"));
+    // The window that asks for the right to listen opens by itself.
+    ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"com.orlen.keysong\"] focus"); }));
+    sway.openWindow("first");
+    sway.openWindow("second");
+    ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"second\"] focus"); }));
+    EXPECT_TRUE(sleeps(true)) << textOf("log");
+    ASSERT_TRUE(sway.command("[app_id=\"first\"] focus"));
+    EXPECT_TRUE(sleeps(false));
+    ASSERT_TRUE(sway.command("[app_id=\"second\"] focus"));
+    EXPECT_TRUE(sleeps(true)) << textOf("log");
+    EXPECT_EQ(control({"settings"}), ""); // its window comes to the front and is not muted
+    EXPECT_TRUE(sleeps(false)) << textOf("log");
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0);
 }
 
 } // namespace

@@ -160,6 +160,8 @@ TEST_F(DesktopFixture, ThePointerMovesTheToneAndTheWheelOnlyTheForm) {
     hands->moveTo(pad.middle(), pad.centre());
     hands->clickAt(pad.x + 30, pad.y + 30);
     EXPECT_TRUE(isAt(-0.63, 0.63)) << status("Tone") << status("Body");
+    hands->clickAt(pad.x + 100, pad.y + 100, 3); // the other button moves nothing
+    EXPECT_TRUE(isAt(-0.63, 0.63));
     hands->clickAt(pad.x + 100, pad.y + 100);
     hands->clickAt(pad.x + 100, pad.y + 100); // soon after the one before: a double click
     EXPECT_TRUE(isAt(0, 0));

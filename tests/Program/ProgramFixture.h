@@ -72,6 +72,7 @@ class ProgramFixture : public testing::Test {
     /// The program that `launch` starts.
     std::string executable = KEYSONG_PROGRAM;
     PrivateBus bus;
+    /// Large enough for a menu beside the pointer, and for the settings.
     PrivateXServer server{"800x700x24"};
     ChildProcess::Setting setting;
 };

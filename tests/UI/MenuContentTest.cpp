@@ -1,13 +1,14 @@
 #include "UI/MenuContent.h"
 
+#include "App/ModelFixture.h"
+#include "UI/FixedDigits.h"
 #include "support/WidgetProgram.h"
 
 #include <QAction>
+#include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QLocale>
 #include <QScreen>
-
-#include "../App/ModelFixture.h"
 
 namespace keysong {
 namespace {
@@ -175,6 +176,18 @@ TEST_F(MenuContentTest, TheTotalIsWrittenAsTheLocaleWritesNumbers) {
     EXPECT_NO_THROW(item("0 keys", *menu));
 }
 
+TEST_F(MenuContentTest, TheTotalKeepsItsWidthWhileItsDigitsChange) {
+    launch();
+    for (const char* family : {"DejaVu Sans", "Inter", "DejaVu Sans Mono"}) {
+        QFont font(family);
+        font.setPixelSize(17);
+        const QFontMetricsF metrics(withFixedDigits(font));
+        EXPECT_EQ(metrics.horizontalAdvance("111,111"), metrics.horizontalAdvance("404,404")) << family;
+        EXPECT_EQ(withFixedDigits(font).pixelSize(), 17);
+    }
+    EXPECT_EQ(item("0 keys", *menu).font().family(), withFixedDigits(menu->font()).family());
+}
+
 TEST_F(MenuContentTest, NamesFromOutsideCannotSpoilTheMenu) {
     std::vector<VirtualDevice> devices;
     const std::vector<std::string> names = {"Rock & Roll & Jazz", "At the end &", "snake_case",
@@ -205,31 +218,43 @@ TEST_F(MenuContentTest, NamesFromOutsideCannotSpoilTheMenu) {
 
 TEST_F(MenuContentTest, ShortcutsWorkOnceAndOnlyWhereTheHotkeyCannot) {
     launch();
-    const auto press = [](QWidget& in, int key, bool repeat = false) {
-        QKeyEvent event(QEvent::KeyPress, key, Qt::ControlModifier | Qt::AltModifier, QString(), repeat);
+    const auto send = [](QWidget& in, QEvent::Type type, int key, bool repeat) {
+        QKeyEvent event(type, key, Qt::ControlModifier | Qt::AltModifier, QString(), repeat);
         QApplication::sendEvent(&in, &event);
     };
+    const auto type = [&](QWidget& in, int key) {
+        send(in, QEvent::KeyPress, key, false);
+        send(in, QEvent::KeyRelease, key, true);
+        send(in, QEvent::KeyPress, key, true);
+        EXPECT_TRUE(model->isEnabled()) << "the key is still down";
+        send(in, QEvent::KeyRelease, key, false);
+    };
     menu->popup({});
-    press(*menu, Qt::Key_K, true);
-    EXPECT_TRUE(model->isEnabled()) << "a held key repeats";
-    press(*menu, Qt::Key_K);
+    type(*menu, Qt::Key_K);
     EXPECT_FALSE(model->isEnabled());
     EXPECT_FALSE(menu->isVisible());
+    model->setEnabled(true);
     menu->popup({});
     submenu("Output").popup({});
-    press(submenu("Output"), Qt::Key_C);
+    type(submenu("Output"), Qt::Key_C);
     EXPECT_EQ(windows.settings, 1);
     EXPECT_FALSE(menu->isVisible());
-    hotkeys.currentWay = "input";
     menu->popup({});
-    press(*menu, Qt::Key_K);
-    EXPECT_FALSE(model->isEnabled()) << "the hotkey has acted already";
+    send(*menu, QEvent::KeyPress, Qt::Key_K, false);
+    menu->close();
+    menu->popup({});
+    send(*menu, QEvent::KeyRelease, Qt::Key_K, false);
+    EXPECT_TRUE(model->isEnabled()) << "left to the hotkey when the menu closed";
+    hotkeys.currentWay = "input";
+    type(*menu, Qt::Key_K);
+    EXPECT_TRUE(model->isEnabled()) << "the hotkey has acted already";
     menu->close();
     // A window of the program has the keyboard, and the menu is closed.
     QWidget window;
     window.show();
-    press(window, Qt::Key_K);
-    EXPECT_FALSE(model->isEnabled());
+    hotkeys.currentWay = "x11";
+    type(window, Qt::Key_K);
+    EXPECT_TRUE(model->isEnabled());
 }
 
 } // namespace

@@ -11,7 +11,7 @@ namespace keysong::test {
 /// once and fast, so that a test need not wait for it.
 class PrivateXServer {
   public:
-    /// `screen` is its width, height and depth.
+    /// `screen` is its size and depth.
     explicit PrivateXServer(std::string screen = "64x64x24") : screen_(std::move(screen)) {}
     ~PrivateXServer();
     PrivateXServer(const PrivateXServer&) = delete;

@@ -19,11 +19,14 @@ class WidgetProgram : public testing::Environment {
         prepare();
         application_.emplace(count_, words_);
         QApplication::setQuitOnLastWindowClosed(false);
+        started();
     }
     void TearDown() override { application_.reset(); }
 
   protected:
     virtual void prepare() { setenv("QT_QPA_PLATFORM", "offscreen", 1); }
+
+    virtual void started() {}
 
   private:
     int count_ = 1;

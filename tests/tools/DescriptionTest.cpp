@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <span>
+
+#include "soundgen/Rows.h"
+
 namespace keysong::soundgen {
 namespace {
 
@@ -48,19 +53,33 @@ constexpr WrongDescription wrongDescriptions[] = {
     {"SoundWithoutStrike", "[sound main down]\nvariants = 2\n", "line 1: a sound has 1 to 64 strikes"},
     {"SameSoundTwice", "[strike a]\n[sound main up]\nstrike = a, 0 ms, 0 dB\n[sound main up like main up]\n",
      "line 4: this sound is there already"},
+    {"AgainWithoutAFirst", "[bank a again]\n", "line 1: 'a' is not above"},
+    {"SoundAgainWithoutAFirst", "[sound main up again]\n", "line 1: this sound is not above"},
+    {"RowNamedLikeAPath", "[row ../a]\n", "line 1: the name of a row is made of small letters"},
+    {"KeyInTwoRows", "[row a]\nkeys = 1, 2\n[row b]\nkeys = 3, 2\n",
+     "line 4: keys: the key 2 is in a row already"},
+    {"RestitutionOfMoreThanAll", "[strike a]\nbounce = 3, 1 ms, 1.1\n",
+     "'1.1' is not in the range 0.05 to 0.95"},
+    {"PlaceOffTheBoard", "[sound main down]\nplace = 1.2, 0\n", "'1.2' is not in the range 0.0 to 1.0"},
+    {"IncludeWithoutReader", "[include a.part]\n", "line 1: the part 'a.part' cannot be read"},
     {"NoIdentifier", "[set]\nname = A\n", "the section [set] gives no id or no name"},
     {"NoMainSound", "[set]\nid = a\nname = A\n", "there is no section [sound main down]"},
 };
 
-TEST(DescriptionTest, AWrongLineIsRefusedByItsNumber) {
-    for (const WrongDescription& row : wrongDescriptions) {
+/// Each of these is refused with its message.
+void expectRefused(std::span<const WrongDescription> rows, const PartReader& parts) {
+    for (const WrongDescription& row : rows) {
         try {
-            static_cast<void>(parseDescription(row.text));
+            static_cast<void>(parseDescription(row.text, parts));
             ADD_FAILURE() << row.name << ": accepted";
         } catch (const DescriptionError& error) {
             EXPECT_THAT(error.what(), HasSubstr(row.message)) << row.name;
         }
     }
+}
+
+TEST(DescriptionTest, AWrongLineIsRefusedByItsNumber) {
+    expectRefused(wrongDescriptions, {});
 }
 
 TEST(DescriptionTest, RefusesATextOfMoreThanAMegabyte) {
@@ -90,6 +109,82 @@ TEST(DescriptionTest, ASoundLikeAnotherKeepsWhatItDoesNotReplace) {
     EXPECT_EQ(set.strikes[copy.strikes[0].which].name, "t");
     EXPECT_EQ(copy.rubs.size(), 1U) << "the slide is kept";
     EXPECT_EQ(copy.adjustments.size(), 2U) << "tuning adds up";
+}
+
+/// Parts by name, as folders of them are read.
+PartReader partsOf(const std::map<std::string, std::string, std::less<>>& parts) {
+    return [parts](std::string_view name) {
+        const auto found = parts.find(name);
+        return found == parts.end() ? std::nullopt : std::optional(found->second);
+    };
+}
+
+const std::map<std::string, std::string, std::less<>> someParts = {
+    {"case.part", "# A case.\n[bank case]\nmode = 300 Hz, 20 ms, 0 dB\n"},
+    {"common/all.part", "[include case.part]\n[strike s]\ncontact = 0.5 ms\ndrive = case, 0 dB\n"
+                        "[sound main down]\nlevel = -20 dB\nstrike = s, 0 ms, 0 dB\n"},
+    {"wrong.part", "\n[bank a]\nmode = 1 Hz\n"},
+    {"key-first.part", "\nmode = 300 Hz, 20 ms, 0 dB\n"},
+    {"itself.part", "[include itself.part]\n"},
+    {"large.part", std::string(300'000, '\n')},
+};
+
+TEST(DescriptionPartsTest, AMistakeIsReportedWithThePartThatItIsIn) {
+    const WrongDescription rows[] = {
+        {"WithinAPart", "[set]\n[include wrong.part]\n",
+         "wrong.part, line 3: mode: '1 Hz' is not in the range"},
+        {"NoSuchPart", "[set]\n[include other.part]\n", "line 2: the part 'other.part' cannot be read"},
+        {"OutOfTheFolder", "[include ../case.part]\n", "line 1: expected '[include NAME]'"},
+        {"FromTheRoot", "[include /etc/passwd]\n", "line 1: expected '[include NAME]'"},
+        {"WithinItself", "[include itself.part]\n",
+         "itself.part, line 1: parts include parts more than four deep"},
+        {"KeyAfterAPart", "[include case.part]\nmode = 300 Hz, 20 ms, 0 dB\n",
+         "line 2: a key needs a section after an [include]"},
+        {"PartWithoutSection", "[bank a]\n[include key-first.part]\n",
+         "key-first.part, line 2: a key comes before the first section"},
+        {"LargeTogether",
+         "[include large.part]\n[include large.part]\n[include large.part]\n[include large.part]\n",
+         "the description is larger than a megabyte"},
+    };
+    expectRefused(rows, partsOf(someParts));
+}
+
+TEST(DescriptionPartsTest, ASetChangesWhatItShares) {
+    const auto set = parseDescription("[set]\nid = a\nname = A\n[include common/all.part]\n"
+                                      "[bank case again]\nmode = 500 Hz, 20 ms, 0 dB\n"
+                                      "[strike s again]\ndrive = case, -6 dB\n"
+                                      "[board]\ntune = case, 0.9, 1, 0 dB\n"
+                                      "[sound main down again]\nlouder = 3 dB\nalso = s, 4 ms, -9 dB\n",
+                                      partsOf(someParts));
+    EXPECT_EQ(set.banks.at(0).modes.size(), 2U) << "what can be many adds up";
+    EXPECT_DOUBLE_EQ(set.strikes.at(0).contactMs, 0.5F) << "what is not said again stays";
+    ASSERT_EQ(set.strikes.at(0).drives.size(), 1U);
+    EXPECT_DOUBLE_EQ(set.strikes.at(0).drives[0].levelDb, -6) << "a bank is driven in one way";
+    EXPECT_EQ(set.adjustments.size(), 1U);
+    ASSERT_EQ(set.sounds.size(), 1U);
+    EXPECT_DOUBLE_EQ(set.sounds[0].levelDb, -17);
+    EXPECT_EQ(set.sounds[0].strikes.size(), 2U) << "'also' adds to the list";
+}
+
+TEST(RowsTest, EachRowHasItsOwnSoundsAndEachKeyTheNearestOfThem) {
+    const auto set = parseDescription("[set]\nid = a\nname = A\n[bank cap]\n[strike s]\n"
+                                      "[row back]\nkeys = 12, 13, 14, 15, 16\nplace = 0.25\n"
+                                      "tune = cap, 0.9, 1, 0 dB\n[row front]\nkeys = 6\n"
+                                      "[sound main down]\nvariants = 8\nnear = 4\nstrike = s, 0 ms, 0 dB\n"
+                                      "[sound space down like main down]\nplace = 0.4, 1\n");
+    ASSERT_EQ(set.sounds.size(), 3U);
+    const Sound& back = set.sounds[0];
+    EXPECT_EQ(back.fileStem(), "main-back-down");
+    EXPECT_EQ(back.adjustments.size(), 1U);
+    EXPECT_EQ(set.sounds[1].fileStem(), "main-front-down");
+    EXPECT_TRUE(set.sounds[2].adjustments.empty()) << "the space bar is in no row";
+    EXPECT_DOUBLE_EQ(set.sounds[2].placeOf(5).down, 1);
+    EXPECT_DOUBLE_EQ(back.placeOf(0).across, 0.0625);
+    EXPECT_DOUBLE_EQ(back.placeOf(7).across, 0.9375);
+    EXPECT_DOUBLE_EQ(back.placeOf(7).down, 0.25);
+    EXPECT_EQ(firstNearHit(back, 0, 5), 0);
+    EXPECT_EQ(firstNearHit(back, 2, 5), 2) << "the middle key has the four in the middle";
+    EXPECT_EQ(firstNearHit(back, 4, 5), 4);
 }
 
 } // namespace

@@ -29,8 +29,10 @@ std::map<std::string, std::string> bytesOfFolder(const std::filesystem::path& fo
     return files;
 }
 
-std::string builtInDescription(const std::string& id) {
-    return bytesOf(std::filesystem::path(KEYSONG_SOUND_DESCRIPTIONS) / (id + ".set"));
+SetDescription builtInDescription(const std::string& id) {
+    const std::filesystem::path folder = KEYSONG_SOUND_DESCRIPTIONS;
+    return parseDescription(bytesOf(folder / (id + ".set")),
+                            [&](std::string_view name) { return std::optional(bytesOf(folder / name)); });
 }
 
 Signal readSound(const std::filesystem::path& path) {
@@ -53,20 +55,24 @@ double levelOf(const Signal& signal, std::size_t from, std::size_t to) {
     return 10 * std::log10(std::max(energy / static_cast<double>(to - from), 1e-16));
 }
 
+double lineOf(const Signal& signal, double frequencyHz) {
+    const double feedback = 2 * std::cos(2 * std::numbers::pi * frequencyHz / sampleRate);
+    double last = 0;
+    double beforeLast = 0;
+    for (const double sample : signal) {
+        const double now = sample + feedback * last - beforeLast;
+        beforeLast = last;
+        last = now;
+    }
+    return last * last + beforeLast * beforeLast - feedback * last * beforeLast;
+}
+
 double centroidOf(const Signal& signal) {
     double weighted = 0;
     double total = 0;
-    // Every 25 Hz: fine enough for a sum over a decaying sound (Goertzel's recursion for each line).
+    // Every 25 Hz: fine enough for a sum over a decaying sound.
     for (double frequency = 25; frequency < 20000; frequency += 25) {
-        const double feedback = 2 * std::cos(2 * std::numbers::pi * frequency / sampleRate);
-        double last = 0;
-        double beforeLast = 0;
-        for (const double sample : signal) {
-            const double now = sample + feedback * last - beforeLast;
-            beforeLast = last;
-            last = now;
-        }
-        const double power = last * last + beforeLast * beforeLast - feedback * last * beforeLast;
+        const double power = lineOf(signal, frequency);
         weighted += frequency * power;
         total += power;
     }

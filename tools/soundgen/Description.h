@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -9,8 +11,8 @@
 
 namespace keysong::soundgen {
 
-/// A description that cannot be used. `what()` is "line N: what is wrong" (no number where no one line is at
-/// fault).
+/// A description that cannot be used. `what()` is "line N: what is wrong", "PART, line N: what is wrong"
+/// within a part that it includes, and without a line where no one line is at fault.
 class DescriptionError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -24,6 +26,9 @@ struct Mode {
     double levelDb;
     /// 1 or -1: which way the part moves where it is struck, against where it is heard.
     double polarity = 1;
+    /// Its shape over the board: how many waves it has from left to right and from back to front, and where
+    /// they begin (a fraction of one).
+    double wavesAcross = 0, wavesDown = 0, wavePhase = 0;
 };
 
 /// Many resonances too dense to name, evenly strewn over the octaves from one frequency to another; decay and
@@ -56,6 +61,8 @@ struct Bank {
     double frequencyJitter = 0.01;
     double decayJitter = 0.05;
     double levelJitterDb = 1;
+    /// How much louder a resonance is where its shape swings most, and softer where it rests.
+    double shapeDb = 0;
 };
 
 /// How strongly a strike drives a bank.
@@ -81,11 +88,16 @@ struct Strike {
     /// Noise in the push, against the push.
     double roughnessDb = -12;
     std::vector<Drive> drives;
-    std::vector<Burst> bursts;
+    std::optional<Burst> burst;
     /// More than one for a rattle: the later ones are strewn over `spreadMs`, the last `fallDb` weaker.
     int repeats = 1;
     double spreadMs = 0;
     double fallDb = 0;
+    /// More than one for a light part that bounces: each bounce comes after a time that shrinks, with a speed
+    /// that shrinks, by the coefficient of restitution.
+    int bounces = 1;
+    double firstBounceMs = 0;
+    double restitution = 0;
 };
 
 /// Something sliding: noise in a band that swells and dies away, in grains.
@@ -116,11 +128,28 @@ struct Adjustment {
     double levelDb;
 };
 
+/// Where on the board something is struck: fractions of its width from the left and of its depth from the
+/// back.
+struct Place {
+    double across = 0.5;
+    double down = 0.5;
+};
+
+/// A row of main keys. The sounds of `main` are made once for every row, their hits strewn over it.
+struct Row {
+    std::string name;
+    /// From left to right.
+    std::vector<int> keys;
+    /// `Place::down` of the row.
+    double down = 0.5;
+    std::vector<Adjustment> adjustments;
+};
+
 /// What a sound is for, as the manifest sorts them.
 struct SoundTarget {
-    enum class Kind { group, key, mouse, scroll };
+    enum class Kind { group, row, key, mouse, scroll };
     Kind kind = Kind::group;
-    /// Group, key code or button as the manifest writes it; empty for the scroll wheel.
+    /// Group, row, key code or button as the manifest writes it; empty for the scroll wheel.
     std::string name;
     /// "down", "up", or empty for the scroll wheel.
     std::string direction;
@@ -131,7 +160,7 @@ struct SoundTarget {
 struct Sound {
     SoundTarget target;
     int variants = 4;
-    /// K-weighted level of the loudest 50 ms against full scale.
+    /// K-weighted level against full scale, as if all energy of the sound lay within 50 ms.
     double levelDb = -20;
     double levelJitterDb = 0.5;
     /// The longest that a file may be; a sound that has died away earlier ends earlier.
@@ -139,8 +168,14 @@ struct Sound {
     std::vector<Play> strikes;
     std::vector<Play> rubs;
     std::vector<Adjustment> adjustments;
+    Place place;
+    /// How many hits, those nearest to it, a key of a row is given; all when 0.
+    int near = 0;
 
-    /// Name of its files without number and extension: "main-down", "mouse-left-up", "scroll".
+    /// Where a variant (from 0) strikes: the hits of a row are strewn over it from left to right.
+    [[nodiscard]] Place placeOf(int variant) const noexcept;
+    /// Name of its files without number and extension: "main-down", "main-home-down", "mouse-left-up",
+    /// "scroll".
     [[nodiscard]] std::string fileStem() const;
 };
 
@@ -171,14 +206,23 @@ struct SetDescription {
     double gainVariationDb = 1;
     Damping damping;
     Room room;
+    /// The board's tuning: how the parts of this set differ from those that it shares.
+    std::vector<Adjustment> adjustments;
     std::vector<Bank> banks;
     std::vector<Strike> strikes;
     std::vector<Rub> rubs;
+    std::vector<Row> rows;
+    /// Where there are rows, those of `main` are of the kind `row`.
     std::vector<Sound> sounds;
 };
 
-/// Reads a description. Sections and keys are listed in docs/sounds.md. Throws `DescriptionError`. Any
-/// thread.
-[[nodiscard]] SetDescription parseDescription(std::string_view text);
+/// Gives the text of the part of this name, or nothing when it cannot be read. The name is a relative path
+/// without
+/// "..".
+using PartReader = std::function<std::optional<std::string>(std::string_view name)>;
+
+/// Reads a description and the parts that it includes. Sections and keys are listed in docs/sounds.md. Throws
+/// `DescriptionError`. Any thread.
+[[nodiscard]] SetDescription parseDescription(std::string_view text, const PartReader& readPart = {});
 
 } // namespace keysong::soundgen

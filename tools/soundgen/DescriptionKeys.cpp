@@ -7,6 +7,7 @@ namespace keysong::soundgen {
 namespace {
 
 constexpr double audibleHz = 20000;
+constexpr std::size_t greatestAdjustments = 256;
 
 /// What a key does to the part of the set that its section describes.
 template <typename Part>
@@ -49,7 +50,7 @@ void readBand(LineValues& values, double& from, double& to) {
 
 void readIdentifier(SetDescription& set, LineValues& values) {
     set.id = values.word();
-    if (set.id.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") != std::string::npos) {
+    if (!isIdentifier(set.id)) {
         values.fail("an identifier is made of small letters, digits and '-'");
     }
 }
@@ -119,11 +120,19 @@ const KeyTable<Bank> keysOf<Bank> = {
      [](auto& bank, auto& v, auto&) { bank.frequencyJitter = v.number("%", 0, 30) / 100; }},
     {"decay-jitter", [](auto& bank, auto& v, auto&) { bank.decayJitter = v.number("%", 0, 50) / 100; }},
     {"level-jitter", [](auto& bank, auto& v, auto&) { bank.levelJitterDb = v.number("dB", 0, 24); }},
+    {"shape", [](auto& bank, auto& v, auto&) { bank.shapeDb = v.number("dB", 0, 12); }},
 };
 
 void addDrive(Strike& strike, LineValues& v, const SetDescription& set) {
     const std::size_t bank = indexOf(set.banks, v, "bank");
-    strike.drives.push_back({bank, level(v)});
+    const Drive drive{bank, level(v)};
+    const auto same = std::find_if(strike.drives.begin(), strike.drives.end(),
+                                   [&](const Drive& other) { return other.bank == bank; });
+    if (same != strike.drives.end()) {
+        *same = drive;
+    } else {
+        strike.drives.push_back(drive);
+    }
 }
 
 void addBurst(Strike& strike, LineValues& v, const SetDescription&) {
@@ -132,13 +141,19 @@ void addBurst(Strike& strike, LineValues& v, const SetDescription&) {
     readBand(v, burst.fromHz, burst.toHz);
     burst.attackMs = v.number("ms", 0.05, 20);
     burst.decayMs = decay(v);
-    strike.bursts.push_back(burst);
+    strike.burst = burst;
 }
 
 void readRepeat(Strike& strike, LineValues& v, const SetDescription&) {
     strike.repeats = v.whole(1, 64);
     strike.spreadMs = v.number("ms", 0, 200);
     strike.fallDb = v.number("dB", 0, 60);
+}
+
+void readBounce(Strike& strike, LineValues& v, const SetDescription&) {
+    strike.bounces = v.whole(1, 16);
+    strike.firstBounceMs = v.number("ms", 0.1, 50);
+    strike.restitution = v.number("", 0.05, 0.95);
 }
 
 template <>
@@ -148,6 +163,7 @@ const KeyTable<Strike> keysOf<Strike> = {
     {"drive", addDrive},
     {"burst", addBurst},
     {"repeat", readRepeat},
+    {"bounce", readBounce},
 };
 
 template <>
@@ -168,13 +184,53 @@ Play readPlay(std::size_t which, LineValues& v) {
     return play;
 }
 
-void addAdjustment(Sound& sound, LineValues& v, const SetDescription& set) {
+/// For whatever is tuned: the board, a row, a sound.
+template <typename Part>
+void addAdjustment(Part& part, LineValues& v, const SetDescription& set) {
     Adjustment adjustment{};
     adjustment.bank = indexOf(set.banks, v, "bank");
     adjustment.pitch = v.number("", 0.1, 10);
     adjustment.sustain = v.number("", 0.05, 10);
     adjustment.levelDb = level(v);
-    sound.adjustments.push_back(adjustment);
+    if (part.adjustments.size() == greatestAdjustments) {
+        v.fail("there are too many");
+    }
+    part.adjustments.push_back(adjustment);
+}
+
+template <>
+const KeyTable<Board> keysOf<Board> = {
+    {"tune", [](auto& board, auto& v, auto& set) { addAdjustment(board.set, v, set); }},
+};
+
+void readRowKeys(Row& row, LineValues& v, const SetDescription& set) {
+    row.keys.clear();
+    while (!v.atEnd()) {
+        const int key = v.whole(0, 255);
+        // The row itself is among the set's.
+        if (std::any_of(set.rows.begin(), set.rows.end(), [key](const Row& other) {
+                return std::find(other.keys.begin(), other.keys.end(), key) != other.keys.end();
+            })) {
+            v.fail("the key " + std::to_string(key) + " is in a row already");
+        }
+        row.keys.push_back(key);
+    }
+}
+
+template <>
+const KeyTable<Row> keysOf<Row> = {
+    {"keys", readRowKeys},
+    {"place", [](auto& row, auto& v, auto&) { row.down = v.number("", 0, 1); }},
+    {"tune", addAdjustment<Row>},
+};
+
+void addStrikePlay(Sound& sound, LineValues& v, const SetDescription& set) {
+    sound.strikes.push_back(readPlay(indexOf(set.strikes, v, "strike"), v));
+}
+
+void readPlace(Sound& sound, LineValues& v, const SetDescription&) {
+    sound.place.across = v.number("", 0, 1);
+    sound.place.down = v.number("", 0, 1);
 }
 
 template <>
@@ -183,11 +239,14 @@ const KeyTable<Sound> keysOf<Sound> = {
     {"level", [](auto& sound, auto& v, auto&) { sound.levelDb = v.number("dB", -80, 0); }},
     {"level-jitter", [](auto& sound, auto& v, auto&) { sound.levelJitterDb = v.number("dB", 0, 6); }},
     {"length", [](auto& sound, auto& v, auto&) { sound.lengthMs = v.number("ms", 20, 350); }},
-    {"strike", [](auto& sound, auto& v,
-                  auto& set) { sound.strikes.push_back(readPlay(indexOf(set.strikes, v, "strike"), v)); }},
+    {"louder", [](auto& sound, auto& v, auto&) { sound.levelDb += v.number("dB", -20, 20); }},
+    {"strike", addStrikePlay},
+    {"also", addStrikePlay},
     {"rub",
      [](auto& sound, auto& v, auto& set) { sound.rubs.push_back(readPlay(indexOf(set.rubs, v, "rub"), v)); }},
-    {"tune", addAdjustment},
+    {"tune", addAdjustment<Sound>},
+    {"place", readPlace},
+    {"near", [](auto& sound, auto& v, auto&) { sound.near = v.whole(0, 16); }},
 };
 
 } // namespace
@@ -196,7 +255,7 @@ template <typename Part>
 void readKey(Part& part, LineValues& values, const SetDescription& set) {
     const auto found = keysOf<Part>.find(values.key());
     if (found == keysOf<Part>.end()) {
-        failAtLine(values.line(), "there is no key '" + std::string(values.key()) + "' in this section");
+        failAtLine(values.place(), "there is no key '" + std::string(values.key()) + "' in this section");
     }
     found->second(part, values, set);
     values.finish();
@@ -205,6 +264,8 @@ void readKey(Part& part, LineValues& values, const SetDescription& set) {
 template void readKey(SetDescription&, LineValues&, const SetDescription&);
 template void readKey(Damping&, LineValues&, const SetDescription&);
 template void readKey(Room&, LineValues&, const SetDescription&);
+template void readKey(Board&, LineValues&, const SetDescription&);
+template void readKey(Row&, LineValues&, const SetDescription&);
 template void readKey(Bank&, LineValues&, const SetDescription&);
 template void readKey(Strike&, LineValues&, const SetDescription&);
 template void readKey(Rub&, LineValues&, const SetDescription&);

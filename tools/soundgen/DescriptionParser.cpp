@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "soundgen/DescriptionKeys.h"
+#include "soundgen/DescriptionParts.h"
+#include "soundgen/Rows.h"
 
 namespace keysong::soundgen {
 namespace {
@@ -22,13 +24,13 @@ bool contains(const std::array<std::string_view, N>& names, std::string_view nam
 }
 
 /// "main down", "key.36 up", "mouse.left down" or "scroll".
-SoundTarget readTarget(std::size_t line, std::string_view what, std::string_view direction) {
+SoundTarget readTarget(const LinePlace& place, std::string_view what, std::string_view direction) {
     SoundTarget target{SoundTarget::Kind::group, std::string(what), std::string(direction)};
     if (what == "scroll" && direction.empty()) {
         return {SoundTarget::Kind::scroll, {}, {}};
     }
     if (direction != "down" && direction != "up") {
-        failAtLine(line, "a sound is for '<keys> down', '<keys> up' or 'scroll'");
+        failAtLine(place, "a sound is for '<keys> down', '<keys> up' or 'scroll'");
     }
     if (what.starts_with("key.")) {
         target.kind = SoundTarget::Kind::key;
@@ -36,16 +38,16 @@ SoundTarget readTarget(std::size_t line, std::string_view what, std::string_view
         // The shortest form only, so that no key has two names.
         const auto code = parseInteger<std::uint8_t>(target.name);
         if (!code || std::to_string(*code) != target.name) {
-            failAtLine(line, "a key is numbered from 0 to 255");
+            failAtLine(place, "a key is numbered from 0 to 255");
         }
     } else if (what.starts_with("mouse.")) {
         target.kind = SoundTarget::Kind::mouse;
         target.name = what.substr(6);
         if (!contains(buttonNames, target.name)) {
-            failAtLine(line, "there is no mouse button '" + target.name + "'");
+            failAtLine(place, "there is no mouse button '" + target.name + "'");
         }
     } else if (!contains(groupNames, what)) {
-        failAtLine(line, "there is no group of keys '" + std::string(what) + "'");
+        failAtLine(place, "there is no group of keys '" + std::string(what) + "'");
     }
     return target;
 }
@@ -53,51 +55,68 @@ SoundTarget readTarget(std::size_t line, std::string_view what, std::string_view
 /// Reads the sections in their order into a set.
 class Parser {
   public:
-    explicit Parser(std::string_view text) : lines_(splitDescription(text)) {}
+    explicit Parser(const std::vector<DescriptionLine>& lines) : lines_(lines) {}
 
     SetDescription parse() {
         while (next_ < lines_.size()) {
             readSection(lines_[next_++]);
         }
         checkWhole();
+        spreadOverRows(set_);
         return std::move(set_);
     }
 
   private:
     void readSection(const DescriptionLine& head) {
-        if (head.section.empty()) {
-            failAtLine(head.number, "a key comes before the first section");
-        }
         const std::string_view kind = head.section.front();
         if (kind == "set") {
-            readKeys(set_, head, 1);
+            readUnnamed(set_, head);
         } else if (kind == "damping") {
-            readKeys(set_.damping, head, 1);
+            readUnnamed(set_.damping, head);
         } else if (kind == "room") {
-            readKeys(set_.room, head, 1);
+            readUnnamed(set_.room, head);
+        } else if (kind == "board") {
+            Board board{set_};
+            readUnnamed(board, head);
         } else if (kind == "bank") {
-            readKeys(addNamed(set_.banks, head), head, 2);
+            readKeys(named(set_.banks, head));
         } else if (kind == "strike") {
-            readKeys(addNamed(set_.strikes, head), head, 2);
+            readKeys(named(set_.strikes, head));
         } else if (kind == "rub") {
-            readKeys(addNamed(set_.rubs, head), head, 2);
+            readKeys(named(set_.rubs, head));
+        } else if (kind == "row") {
+            Row& row = named(set_.rows, head);
+            if (!isIdentifier(row.name)) {
+                failAtLine(head.place, "the name of a row is made of small letters, digits and '-'");
+            }
+            readKeys(row);
+        } else if (kind == "include") {
+            // Its part stands before it.
+            if (atKey()) {
+                failAtLine(lines_[next_].place, "a key needs a section after an [include]");
+            }
         } else if (kind == "sound") {
             readSound(head);
         } else {
-            failAtLine(head.number, "there is no section '" + std::string(kind) + "'");
+            failAtLine(head.place, "there is no section '" + std::string(kind) + "'");
         }
     }
 
+    [[nodiscard]] bool atKey() const { return next_ < lines_.size() && lines_[next_].section.empty(); }
+
+    /// "[kind NAME]" begins a part, "[kind NAME again]" goes on with one above.
     template <typename Part>
-    Part& addNamed(std::vector<Part>& parts, const DescriptionLine& head) {
-        if (head.section.size() != 2) {
-            failAtLine(head.number, "the section takes one name");
+    Part& named(std::vector<Part>& parts, const DescriptionLine& head) {
+        const bool again = head.section.size() == 3 && head.section[2] == "again";
+        if (head.section.size() != 2 && !again) {
+            failAtLine(head.place, "the section takes one name");
         }
         const std::string_view name = head.section[1];
-        for (const Part& part : parts) {
-            if (part.name == name) {
-                failAtLine(head.number, "'" + std::string(name) + "' is there already");
-            }
+        const auto found =
+            std::find_if(parts.begin(), parts.end(), [&](const Part& part) { return part.name == name; });
+        checkAgain(again, found != parts.end(), "'" + std::string(name) + "'", head);
+        if (again) {
+            return *found;
         }
         limit(parts.size(), greatestParts, head);
         Part part;
@@ -105,47 +124,71 @@ class Parser {
         return parts.emplace_back(std::move(part));
     }
 
+    static void checkAgain(bool again, bool found, const std::string& what, const DescriptionLine& head) {
+        if (again != found) {
+            failAtLine(head.place, what + (again ? " is not above" : " is there already"));
+        }
+    }
+
     static void limit(std::size_t count, std::size_t greatest, const DescriptionLine& head) {
         if (count >= greatest) {
-            failAtLine(head.number, "there are too many sections of this kind");
+            failAtLine(head.place, "there are too many sections of this kind");
         }
     }
 
     template <typename Part>
-    void readKeys(Part& part, const DescriptionLine& head, std::size_t words) {
-        if (head.section.size() != words) {
-            failAtLine(head.number, "the section takes no name");
+    void readUnnamed(Part& part, const DescriptionLine& head) {
+        if (head.section.size() != 1) {
+            failAtLine(head.place, "the section takes no name");
         }
-        while (next_ < lines_.size() && lines_[next_].section.empty()) {
+        readKeys(part);
+    }
+
+    template <typename Part>
+    void readKeys(Part& part) {
+        while (atKey()) {
             readLine(part, lines_[next_++]);
         }
     }
 
     template <typename Part>
     void readLine(Part& part, const DescriptionLine& line) {
-        LineValues values(line.number, line.key, line.text);
+        LineValues values(line);
         readKey(part, values, set_);
     }
 
-    /// "[sound what direction]" or "[sound what direction like what direction]": the second starts as a copy
-    /// of a sound above, and its first strike or rub line starts that list anew.
+    /// "[sound what direction]", "[sound what direction like what direction]", which starts as a copy of a
+    /// sound above, or "[sound what direction again]", which goes on with it.
     void readSound(const DescriptionLine& head) {
         const auto& words = head.section;
+        const bool again = words.back() == "again";
         const auto like = std::find(words.begin(), words.end(), "like");
+        const auto target = readTargetWords(head, words.begin() + 1, again ? words.end() - 1 : like);
+        const auto found = soundOf(target);
+        checkAgain(again, found != set_.sounds.end(), "this sound", head);
+        if (again) {
+            readSoundKeys(*found, head);
+            return;
+        }
         Sound sound;
         if (like != words.end()) {
-            sound = soundNamed(head, readTargetWords(head, like + 1, words.end()));
-        }
-        sound.target = readTargetWords(head, words.begin() + 1, like);
-        for (const Sound& other : set_.sounds) {
-            if (other.target == sound.target) {
-                failAtLine(head.number, "this sound is there already");
+            const auto original = soundOf(readTargetWords(head, like + 1, words.end()));
+            if (original == set_.sounds.end()) {
+                failAtLine(head.place, "the sound that it is like is not above");
             }
+            sound = *original;
         }
+        sound.target = target;
         limit(set_.sounds.size(), 4 * greatestParts, head);
+        readSoundKeys(sound, head);
+        set_.sounds.push_back(std::move(sound));
+    }
+
+    /// The first strike or rub line starts that list anew.
+    void readSoundKeys(Sound& sound, const DescriptionLine& head) {
         bool ownStrikes = false;
         bool ownRubs = false;
-        while (next_ < lines_.size() && lines_[next_].section.empty()) {
+        while (atKey()) {
             const DescriptionLine& line = lines_[next_++];
             if (line.key == "strike" && !std::exchange(ownStrikes, true)) {
                 sound.strikes.clear();
@@ -156,9 +199,13 @@ class Parser {
             readLine(sound, line);
         }
         if (sound.strikes.empty() || sound.strikes.size() + sound.rubs.size() > greatestParts) {
-            failAtLine(head.number, "a sound has 1 to 64 strikes and rubs, and a strike among them");
+            failAtLine(head.place, "a sound has 1 to 64 strikes and rubs, and a strike among them");
         }
-        set_.sounds.push_back(std::move(sound));
+    }
+
+    std::vector<Sound>::iterator soundOf(const SoundTarget& target) {
+        return std::find_if(set_.sounds.begin(), set_.sounds.end(),
+                            [&](const Sound& sound) { return sound.target == target; });
     }
 
     using Word = std::vector<std::string_view>::const_iterator;
@@ -166,54 +213,30 @@ class Parser {
     static SoundTarget readTargetWords(const DescriptionLine& head, Word begin, Word end) {
         const auto count = end - begin;
         if (count < 1 || count > 2) {
-            failAtLine(head.number, "a sound is for '<keys> down', '<keys> up' or 'scroll'");
+            failAtLine(head.place, "a sound is for '<keys> down', '<keys> up' or 'scroll'");
         }
-        return readTarget(head.number, *begin, count == 2 ? *(begin + 1) : std::string_view());
+        return readTarget(head.place, *begin, count == 2 ? *(begin + 1) : std::string_view());
     }
 
-    const Sound& soundNamed(const DescriptionLine& head, const SoundTarget& target) const {
-        for (const Sound& sound : set_.sounds) {
-            if (sound.target == target) {
-                return sound;
-            }
-        }
-        failAtLine(head.number, "the sound that it is like is not above");
-    }
-
-    void checkWhole() const {
+    void checkWhole() {
         if (set_.id.empty() || set_.name.empty()) {
             throw DescriptionError("the section [set] gives no id or no name");
         }
-        const SoundTarget mainDown{SoundTarget::Kind::group, "main", "down"};
-        if (std::none_of(set_.sounds.begin(), set_.sounds.end(),
-                         [&](const Sound& sound) { return sound.target == mainDown; })) {
+        if (soundOf({SoundTarget::Kind::group, "main", "down"}) == set_.sounds.end()) {
             throw DescriptionError("there is no section [sound main down]");
         }
     }
 
-    std::vector<DescriptionLine> lines_;
+    const std::vector<DescriptionLine>& lines_;
     std::size_t next_ = 0;
     SetDescription set_;
 };
 
 } // namespace
 
-std::string Sound::fileStem() const {
-    switch (target.kind) {
-    case SoundTarget::Kind::scroll:
-        return "scroll";
-    case SoundTarget::Kind::mouse:
-        return "mouse-" + target.name + "-" + target.direction;
-    case SoundTarget::Kind::key:
-        return "key-" + target.name + "-" + target.direction;
-    case SoundTarget::Kind::group:
-        break;
-    }
-    return target.name + "-" + target.direction;
-}
-
-SetDescription parseDescription(std::string_view text) {
-    return Parser(text).parse();
+SetDescription parseDescription(std::string_view text, const PartReader& readPart) {
+    const DescriptionParts parts(text, readPart);
+    return Parser(parts.lines()).parse();
 }
 
 } // namespace keysong::soundgen

@@ -7,7 +7,6 @@
 namespace keysong::soundgen {
 namespace {
 
-constexpr std::size_t greatestSize = 1U << 20U;
 constexpr std::string_view blanks = " \t\r";
 
 std::string_view trimmed(std::string_view text) {
@@ -41,32 +40,32 @@ std::string rangeText(double least, double greatest) {
     return shortestText(static_cast<float>(least)) + " to " + shortestText(static_cast<float>(greatest));
 }
 
-DescriptionLine readLine(std::size_t number, std::string_view text) {
+DescriptionLine readLine(const LinePlace& place, std::string_view text) {
     if (text.front() == '[') {
         if (text.back() != ']') {
-            failAtLine(number, "a section's head ends with ']'");
+            failAtLine(place, "a section's head ends with ']'");
         }
-        DescriptionLine line{number, splitAt(text.substr(1, text.size() - 2), blanks, false), {}, {}};
+        DescriptionLine line{place, splitAt(text.substr(1, text.size() - 2), blanks, false), {}, {}};
         if (line.section.empty()) {
-            failAtLine(number, "the section has no name");
+            failAtLine(place, "the section has no name");
         }
         return line;
     }
     const auto equals = text.find('=');
     if (equals == std::string_view::npos) {
-        failAtLine(number, "expected 'key = value' or '[section]', found " + quoted(text));
+        failAtLine(place, "expected 'key = value' or '[section]', found " + quoted(text));
     }
     const std::string_view key = trimmed(text.substr(0, equals));
     if (key.empty()) {
-        failAtLine(number, "there is no key before '='");
+        failAtLine(place, "there is no key before '='");
     }
-    return {number, {}, key, trimmed(text.substr(equals + 1))};
+    return {place, {}, key, trimmed(text.substr(equals + 1))};
 }
 
 } // namespace
 
-LineValues::LineValues(std::size_t line, std::string_view key, std::string_view text)
-    : line_(line), key_(key), fields_(splitAt(text, ",", true)) {
+LineValues::LineValues(const DescriptionLine& line)
+    : place_(line.place), key_(line.key), fields_(splitAt(line.text, ",", true)) {
 }
 
 std::string_view LineValues::word() {
@@ -111,27 +110,30 @@ void LineValues::finish() const {
 }
 
 void LineValues::fail(const std::string& what) const {
-    failAtLine(line_, std::string(key_) + ": " + what);
+    failAtLine(place_, std::string(key_) + ": " + what);
 }
 
-std::vector<DescriptionLine> splitDescription(std::string_view text) {
-    if (text.size() > greatestSize) {
-        throw DescriptionError("the description is larger than a megabyte");
-    }
+bool isIdentifier(std::string_view text) noexcept {
+    return !text.empty() &&
+           text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") == std::string_view::npos;
+}
+
+std::vector<DescriptionLine> splitDescription(std::string_view text, std::string_view part) {
     std::vector<DescriptionLine> lines;
     std::size_t number = 0;
     for (const std::string_view whole : splitAt(text, "\n", true)) {
         ++number;
         const std::string_view content = trimmed(whole.substr(0, whole.find('#')));
         if (!content.empty()) {
-            lines.push_back(readLine(number, content));
+            lines.push_back(readLine({part, number}, content));
         }
     }
     return lines;
 }
 
-void failAtLine(std::size_t line, const std::string& what) {
-    throw DescriptionError("line " + std::to_string(line) + ": " + what);
+void failAtLine(const LinePlace& place, const std::string& what) {
+    throw DescriptionError((place.part.empty() ? "" : std::string(place.part) + ", ") + "line " +
+                           std::to_string(place.number) + ": " + what);
 }
 
 } // namespace keysong::soundgen

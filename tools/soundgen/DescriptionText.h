@@ -7,12 +7,30 @@
 
 namespace keysong::soundgen {
 
+/// Where a line stands.
+struct LinePlace {
+    /// Name of the part as an `[include]` gives it; empty for the description itself.
+    std::string_view part;
+    /// From 1.
+    std::size_t number;
+};
+
+/// One line with something on it: a section's head or a key with its values.
+struct DescriptionLine {
+    LinePlace place;
+    /// The words between the brackets; empty for a key.
+    std::vector<std::string_view> section;
+    std::string_view key;
+    /// What follows the equals sign.
+    std::string_view text;
+};
+
 /// The values of one "key = value, value" line, taken one after the other. Every taker throws
 /// `DescriptionError` naming the line when the value is missing, malformed or out of range.
 class LineValues {
   public:
-    /// `text` is what follows the equals sign. Both texts are referred to, not copied.
-    LineValues(std::size_t line, std::string_view key, std::string_view text);
+    /// The line's texts are referred to, not copied.
+    explicit LineValues(const DescriptionLine& line);
 
     /// A number followed by this unit ("Hz", "ms", "dB", "%"; none when empty), within the range.
     [[nodiscard]] double number(std::string_view unit, double least, double greatest);
@@ -22,7 +40,7 @@ class LineValues {
     [[nodiscard]] std::string_view word();
 
     [[nodiscard]] bool atEnd() const noexcept { return next_ == fields_.size(); }
-    [[nodiscard]] std::size_t line() const noexcept { return line_; }
+    [[nodiscard]] const LinePlace& place() const noexcept { return place_; }
     [[nodiscard]] std::string_view key() const noexcept { return key_; }
 
     /// Checks that no value is left over.
@@ -30,25 +48,19 @@ class LineValues {
     [[noreturn]] void fail(const std::string& what) const;
 
   private:
-    std::size_t line_;
+    LinePlace place_;
     std::string_view key_;
     std::vector<std::string_view> fields_;
     std::size_t next_ = 0;
 };
 
-/// One line with something on it: a section's head or a key with its values.
-struct DescriptionLine {
-    std::size_t number;
-    /// The words between the brackets; empty for a key.
-    std::vector<std::string_view> section;
-    std::string_view key;
-    std::string_view text;
-};
+/// Whether a text is fit to be part of a file's name: small letters, digits and '-', and not empty.
+[[nodiscard]] bool isIdentifier(std::string_view text) noexcept;
 
-/// Splits a text into its lines: blank lines and all from "#" on are dropped. The lines refer to the text.
-/// Throws `DescriptionError` for a line that is neither, and for a text of more than a megabyte.
-[[nodiscard]] std::vector<DescriptionLine> splitDescription(std::string_view text);
+/// Splits a text into its lines: blank lines and all from "#" on are dropped. The lines refer to the text and
+/// to the name of the part that it is. Throws `DescriptionError` for a line that is neither a head nor a key.
+[[nodiscard]] std::vector<DescriptionLine> splitDescription(std::string_view text, std::string_view part);
 
-[[noreturn]] void failAtLine(std::size_t line, const std::string& what);
+[[noreturn]] void failAtLine(const LinePlace& place, const std::string& what);
 
 } // namespace keysong::soundgen

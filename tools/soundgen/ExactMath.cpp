@@ -79,6 +79,10 @@ double amplitudeFromDecibels(double decibels) noexcept {
     return exactExponential(decibels * ln10 / 20);
 }
 
+double decibelsFromAmplitude(double amplitude) noexcept {
+    return 20 / ln10 * exactLogarithm(amplitude);
+}
+
 double smoothStep(double x) noexcept {
     return 0.5 - 0.5 * exactCosine(pi * std::clamp(x, 0.0, 1.0));
 }

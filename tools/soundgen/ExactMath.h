@@ -25,6 +25,9 @@ inline constexpr double pi = 3.14159265358979323846;
 /// The amplitude factor of a level in decibels.
 [[nodiscard]] double amplitudeFromDecibels(double decibels) noexcept;
 
+/// The level in decibels of a positive amplitude.
+[[nodiscard]] double decibelsFromAmplitude(double amplitude) noexcept;
+
 /// A rise from 0 (at or below 0) to 1 (at or above 1) with level ends: half a period of a raised cosine.
 [[nodiscard]] double smoothStep(double x) noexcept;
 

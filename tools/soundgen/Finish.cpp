@@ -37,18 +37,12 @@ double loudness(const Signal& signal) {
     Biquad shelf(
         {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241, 0.73248077421585});
     Biquad low({1, -2, 1, -1.99004745483398, 0.99007225036621});
-    const auto window = static_cast<std::size_t>(samplesIn(50));
-    Signal squares;
-    squares.reserve(signal.size());
-    double sum = 0;
-    double greatest = 0;
-    for (std::size_t n = 0; n < signal.size(); ++n) {
-        const double weighted = low.step(shelf.step(signal[n]));
-        squares.push_back(weighted * weighted);
-        sum += squares[n] - (n >= window ? squares[n - window] : 0);
-        greatest = std::max(greatest, sum);
+    double energy = 0;
+    for (const double sample : signal) {
+        const double weighted = low.step(shelf.step(sample));
+        energy += weighted * weighted;
     }
-    return std::sqrt(greatest / static_cast<double>(window));
+    return std::sqrt(energy / samplesIn(50));
 }
 
 double peakOf(const Signal& signal) noexcept {

@@ -14,8 +14,8 @@ void addRoom(Signal& signal, const Room& room, std::uint64_t seed);
 /// Takes away what lies below the range of any part of a keyboard, and so all constant offset.
 void removeRumble(Signal& signal);
 
-/// Root mean square of the loudest 50 ms after the K weighting of ITU-R BS.1770: how loud a click is to an
-/// ear, as an amplitude. A shorter signal counts as followed by silence.
+/// How much a sound adds to the loudness of typing: its energy after the K weighting of ITU-R BS.1770, as the
+/// root mean square that it has when all of it lies within 50 ms.
 [[nodiscard]] double loudness(const Signal& signal);
 
 /// Greatest absolute value.

@@ -26,6 +26,12 @@ void drawSeries(const Series& series, Random& random, std::vector<Mode>& modes) 
     }
 }
 
+/// How far a resonance swings at a place, from -1 to 1.
+double shapeAt(const Mode& mode, const Place& place) {
+    return exactCosine(2 * pi *
+                       (mode.wavesAcross * place.across + mode.wavesDown * place.down + mode.wavePhase));
+}
+
 /// A two-pole resonator, scaled so that a unit impulse gives amplitude * decay^n * sin(w (n + 1)).
 struct Resonator {
     explicit Resonator(const Mode& mode) {
@@ -54,12 +60,16 @@ std::vector<Mode> drawModes(const Bank& bank, std::uint64_t seed) {
     // Neighbouring resonances start either way; all the same way they would add up to one great first swing.
     for (Mode& mode : modes) {
         mode.polarity = random.even() < 0 ? -1 : 1;
+        // The longer side of the board holds more waves.
+        mode.wavesAcross = 2 * random.even();
+        mode.wavesDown = 0.7 * random.even();
+        mode.wavePhase = random.unit();
     }
     return modes;
 }
 
 std::vector<Mode> modesOfHit(const std::vector<Mode>& modes, const Bank& bank, const Adjustment& adjustment,
-                             const Damping& damping, Random& random) {
+                             const Damping& damping, const Place& place, Random& random) {
     std::vector<Mode> hit;
     hit.reserve(modes.size());
     for (const Mode& mode : modes) {
@@ -69,7 +79,8 @@ std::vector<Mode> modesOfHit(const std::vector<Mode>& modes, const Bank& bank, c
         hit.push_back({frequency,
                        mode.decayMs * adjustment.sustain * damping.sustain *
                            (1 + bank.decayJitter * random.stray()) / (1 + overFoam * overFoam),
-                       mode.levelDb + adjustment.levelDb + bank.levelJitterDb * random.stray(),
+                       mode.levelDb + adjustment.levelDb + bank.levelJitterDb * random.stray() +
+                           bank.shapeDb * shapeAt(mode, place),
                        mode.polarity});
     }
     return hit;

@@ -12,10 +12,11 @@ namespace keysong::soundgen {
 /// the set: the draw depends on the seed and the bank's name only.
 [[nodiscard]] std::vector<Mode> drawModes(const Bank& bank, std::uint64_t seed);
 
-/// How one hit changes the resonances: each strays by the bank's jitter, then all are tuned and damped.
+/// How one hit changes the resonances: each strays by the bank's jitter, then all are tuned and damped, and
+/// each is as loud as its shape lets it be at the place that is struck.
 [[nodiscard]] std::vector<Mode> modesOfHit(const std::vector<Mode>& modes, const Bank& bank,
                                            const Adjustment& adjustment, const Damping& damping,
-                                           Random& random);
+                                           const Place& place, Random& random);
 
 /// Adds to `out` what the modes radiate under a force. A unit impulse makes a mode ring with the amplitude of
 /// its level. Modes above 0.45 of the sample rate are left out. Both signals have the same length.

@@ -3,10 +3,12 @@
 #include <nlohmann/json.hpp>
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <memory>
 
+#include "soundgen/Rows.h"
 #include "soundgen/SoundRenderer.h"
 
 namespace keysong::soundgen {
@@ -27,12 +29,29 @@ Json& listOf(Json& manifest, const SoundTarget& target) {
         return manifest["mouse"][target.name][target.direction];
     case SoundTarget::Kind::key:
         return manifest["keys"][target.name][target.direction];
+    case SoundTarget::Kind::row:
+        // A main key without a row may have a hit of any.
+        return manifest["defaults"][target.direction];
     case SoundTarget::Kind::group:
         break;
     }
     // The sound of the main keys is what every other key falls back to.
     return target.name == "main" ? manifest["defaults"][target.direction]
                                  : manifest["groups"][target.name][target.direction];
+}
+
+/// Gives each key of a sound's row the hits that lie nearest to it.
+void listKeysOfRow(Json& manifest, const SetDescription& set, const Sound& sound) {
+    const auto row = std::find_if(set.rows.begin(), set.rows.end(),
+                                  [&](const Row& other) { return other.name == sound.target.name; });
+    const int count = sound.near == 0 ? sound.variants : std::min(sound.near, sound.variants);
+    for (std::size_t i = 0; i < row->keys.size(); ++i) {
+        Json& list = manifest["keys"][std::to_string(row->keys[i])][sound.target.direction];
+        const int first = firstNearHit(sound, i, row->keys.size());
+        for (int variant = first; variant < first + count; ++variant) {
+            list.push_back(fileName(sound, variant));
+        }
+    }
 }
 
 /// Decimal text of a fraction written in a description, without the tail of its binary form.
@@ -80,6 +99,9 @@ std::string manifestText(const SetDescription& set) {
         Json& list = listOf(manifest, sound.target);
         for (int variant = 0; variant < sound.variants; ++variant) {
             list.push_back(fileName(sound, variant));
+        }
+        if (sound.target.kind == SoundTarget::Kind::row) {
+            listKeysOfRow(manifest, set, sound);
         }
     }
     return manifest.dump(2) + "\n";

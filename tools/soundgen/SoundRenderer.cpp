@@ -37,32 +37,58 @@ Stray strayed(const Play& play, Random& random) {
     return {std::max(0.0, delay), play.levelDb + play.levelJitterDb * random.stray()};
 }
 
-void addStrike(Hit& hit, const Strike& strike, const Play& play, Random& random) {
-    const Stray stray = strayed(play, random);
+/// One meeting of the two parts of a strike.
+struct Contact {
+    double atMs;
+    double levelDb;
+};
+
+/// All that come of one play of a strike: its repetitions, and the bounces of each.
+std::vector<Contact> contactsOf(const Strike& strike, const Stray& stray, Random& random) {
+    std::vector<Contact> contacts;
     for (int i = 0; i < strike.repeats; ++i) {
         const double share = strike.repeats > 1 ? static_cast<double>(i) / (strike.repeats - 1) : 0;
-        const double at =
-            stray.delayMs + (i == 0 ? 0 : strike.spreadMs * (share + 0.3 * random.even() / strike.repeats));
-        const double levelDb = stray.levelDb - strike.fallDb * share + (i == 0 ? 0 : 2 * random.stray());
-        // A harder blow is a shorter one: contact time goes with the velocity to the power -1/5 (Hertz).
-        const double contact = strike.contactMs * amplitudeFromDecibels((play.levelDb - stray.levelDb) / 5);
-        for (const Drive& drive : strike.drives) {
-            addContact(hit.force(drive.bank), at, contact, strike.roughnessDb,
-                       amplitudeFromDecibels(levelDb + drive.levelDb), random);
+        Contact contact{stray.delayMs +
+                            (i == 0 ? 0 : strike.spreadMs * (share + 0.3 * random.even() / strike.repeats)),
+                        stray.levelDb - strike.fallDb * share + (i == 0 ? 0 : 2 * random.stray())};
+        contacts.push_back(contact);
+        double speed = 1;
+        for (int bounce = 1; bounce < strike.bounces; ++bounce) {
+            // The time in the air goes with the speed that is left.
+            contact.atMs += strike.firstBounceMs * speed * (1 + 0.2 * random.stray());
+            speed *= strike.restitution;
+            contacts.push_back({contact.atMs, contact.levelDb + decibelsFromAmplitude(speed)});
         }
-        for (const Burst& burst : strike.bursts) {
-            addBurst(hit.out, at, burst, amplitudeFromDecibels(levelDb), random);
+    }
+    return contacts;
+}
+
+void addStrike(Hit& hit, const Strike& strike, const Play& play, Random& random) {
+    const Stray stray = strayed(play, random);
+    for (const Contact& contact : contactsOf(strike, stray, random)) {
+        // A harder blow is a shorter one: contact time goes with the velocity to the power -1/5 (Hertz).
+        const double contactMs =
+            strike.contactMs * amplitudeFromDecibels((play.levelDb - contact.levelDb) / 5);
+        for (const Drive& drive : strike.drives) {
+            addContact(hit.force(drive.bank), contact.atMs, contactMs, strike.roughnessDb,
+                       amplitudeFromDecibels(contact.levelDb + drive.levelDb), random);
+        }
+        if (strike.burst) {
+            addBurst(hit.out, contact.atMs, *strike.burst, amplitudeFromDecibels(contact.levelDb), random);
         }
     }
 }
 
-Adjustment adjustmentOf(const Sound& sound, std::size_t bank) {
+/// What the board and the sound make of a bank together.
+Adjustment adjustmentOf(const SetDescription& set, const Sound& sound, std::size_t bank) {
     Adjustment whole{bank, 1, 1, 0};
-    for (const Adjustment& adjustment : sound.adjustments) {
-        if (adjustment.bank == bank) {
-            whole.pitch *= adjustment.pitch;
-            whole.sustain *= adjustment.sustain;
-            whole.levelDb += adjustment.levelDb;
+    for (const auto* adjustments : {&set.adjustments, &sound.adjustments}) {
+        for (const Adjustment& adjustment : *adjustments) {
+            if (adjustment.bank == bank) {
+                whole.pitch *= adjustment.pitch;
+                whole.sustain *= adjustment.sustain;
+                whole.levelDb += adjustment.levelDb;
+            }
         }
     }
     return whole;
@@ -106,7 +132,8 @@ Signal SoundRenderer::render(const Sound& sound, int variant) const {
     }
     for (std::size_t bank = 0; bank < set_.banks.size(); ++bank) {
         if (!hit.forces[bank].empty()) {
-            ring(modesOfHit(modes_[bank], set_.banks[bank], adjustmentOf(sound, bank), set_.damping, random),
+            ring(modesOfHit(modes_[bank], set_.banks[bank], adjustmentOf(set_, sound, bank), set_.damping,
+                            sound.placeOf(variant), random),
                  hit.forces[bank], hit.out);
         }
     }

@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 #include "soundgen/Description.h"
@@ -7,13 +9,16 @@
 
 namespace {
 
-/// Reads a file as far as a description may reach and one byte more; false when it cannot be read.
-bool readDescription(const char* path, std::string& text) {
+/// A file as far as a description may reach and one byte more; nothing when it cannot be read.
+std::optional<std::string> readText(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    text.resize((1U << 20U) + 1);
+    std::string text((1U << 20U) + 1, 0);
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
-    return file.is_open() && !file.bad();
+    if (!file.is_open() || file.bad()) {
+        return std::nullopt;
+    }
+    return text;
 }
 
 } // namespace
@@ -26,13 +31,17 @@ int main(int count, char** arguments) {
         std::fputs("usage: keysong-soundgen DESCRIPTION OUTPUT_FOLDER\n", stderr);
         return 1;
     }
-    std::string text;
-    if (!readDescription(arguments[1], text)) {
+    const std::filesystem::path description = arguments[1];
+    const auto text = readText(description);
+    if (!text) {
         std::fprintf(stderr, "%s: cannot be read\n", arguments[1]);
         return 1;
     }
     try {
-        writeSet(parseDescription(text), arguments[2]);
+        const auto readPart = [&](std::string_view name) {
+            return readText(description.parent_path() / name);
+        };
+        writeSet(parseDescription(*text, readPart), arguments[2]);
         return 0;
     } catch (const DescriptionError& error) {
         std::fprintf(stderr, "%s: %s\n", arguments[1], error.what());

@@ -73,7 +73,7 @@ class AlsaStream {
     [[nodiscard]] snd_pcm_sframes_t usableRoom() noexcept;
     /// How much room there is when one more period belongs into the buffer.
     [[nodiscard]] snd_pcm_sframes_t wantedRoom() const noexcept {
-        return static_cast<snd_pcm_sframes_t>(pcm_.bufferFrames() - fill_ + pcm_.periodFrames());
+        return snd_pcm_sframes_t{pcm_.bufferFrames()} - fill_.load() + pcm_.periodFrames();
     }
     /// When the device made room for the period that is written next.
     [[nodiscard]] std::int64_t roomTime() noexcept;

@@ -116,12 +116,12 @@ DesktopFiles::DesktopFiles(std::vector<fs::path> folders, std::vector<std::strin
 }
 
 bool DesktopFiles::isFresh() const {
-    return list_ != nullptr && std::ranges::all_of(seen_, [this](const Folder& folder) {
+    return list_ != nullptr && std::ranges::all_of(seen_, [scanned = scanned_](const Folder& folder) {
                // The clock of the file system ticks in milliseconds: a folder that changed just before it was
                // read may have changed again within the same tick.
                return modificationTime(folder.path) == folder.modified &&
                       (folder.modified == Time::min() ||
-                       folder.modified + std::chrono::milliseconds(50) < scanned_);
+                       folder.modified + std::chrono::milliseconds(50) < scanned);
            });
 }
 

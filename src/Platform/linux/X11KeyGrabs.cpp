@@ -5,6 +5,9 @@
 
 #include <X11/keysym.h>
 // The header has a field of this name.
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wkeyword-macro"
+#endif
 #define explicit explicit_
 #include <xcb/xkb.h>
 #undef explicit

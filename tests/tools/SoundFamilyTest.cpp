@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <filesystem>
+#include <numeric>
+#include <set>
+
+#include "GeneratedFiles.h"
+#include "SoundMeasures.h"
+#include "soundgen/Finish.h"
+
+namespace keysong::soundgen {
+namespace {
+
+using testing::AllOf;
+using testing::Each;
+using testing::Ge;
+using testing::Gt;
+using testing::Le;
+using testing::Lt;
+using testing::SizeIs;
+
+/// How two sets must differ at least, and how far apart the variants of one may lie at most, in decibels.
+constexpr double leastDistance = 4;
+constexpr double greatestOwnDistance = 2;
+
+const std::vector<std::string> linear = {"alpaca",          "cherry-mx-black", "gateron-black-ink",
+                                         "gateron-red-ink", "novelkeys-cream", "tealios",
+                                         "keychron-v1"};
+const std::vector<std::string> clicky = {"blue-alps", "buckling-spring", "cherry-mx-blue", "kailh-box-navy"};
+const std::vector<std::string> deep = {"topre", "deep-clack-1", "deep-clack-2", "deep-clack-3",
+                                       "deep-clack-4"};
+const std::vector<std::string> others = {"cherry-kc1000", "cherry-mx-brown", "holy-panda", "low-profile",
+                                         "smith-corona"};
+
+/// One built set as its manifest lists it.
+struct BuiltSet {
+    nlohmann::json manifest;
+    /// By file name.
+    std::map<std::string, Signal> files;
+
+    [[nodiscard]] std::vector<Signal> sounds(const nlohmann::json& list) const {
+        std::vector<Signal> signals;
+        for (const auto& name : list) {
+            signals.push_back(files.at(name.get<std::string>()));
+        }
+        return signals;
+    }
+    [[nodiscard]] std::vector<Signal> main(const std::string& direction) const {
+        return sounds(manifest.at("defaults").at(direction));
+    }
+    [[nodiscard]] std::vector<Signal> group(const std::string& name, const std::string& direction) const {
+        return sounds(manifest.at("groups").at(name).at(direction));
+    }
+};
+
+template <typename Measure>
+double mean(const std::vector<Signal>& sounds, Measure measure) {
+    const double sum =
+        std::accumulate(sounds.begin(), sounds.end(), 0.0,
+                        [&](double total, const Signal& sound) { return total + measure(sound); });
+    return sum / static_cast<double>(sounds.size());
+}
+
+BuiltSet readSet(const std::filesystem::path& folder) {
+    BuiltSet set;
+    for (const auto& [name, bytes] : bytesOfFolder(folder)) {
+        if (name == "manifest.json") {
+            set.manifest = nlohmann::json::parse(bytes);
+        } else {
+            set.files[name] = readSound(folder / name);
+        }
+    }
+    return set;
+}
+
+/// The built sets, read once for all tests.
+class SoundFamilyTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        for (const auto& entry : std::filesystem::directory_iterator(KEYSONG_BUILT_SOUNDS "/Sounds")) {
+            sets_[entry.path().filename().string()] = readSet(entry.path());
+        }
+    }
+    static void TearDownTestSuite() { sets_.clear(); }
+
+    static double brightness(const BuiltSet& set) {
+        std::vector<Signal> sounds;
+        const auto all = set.main("down");
+        // One or two of each row tell.
+        for (std::size_t i = 0; i < all.size(); i += 5) {
+            sounds.push_back(all[i]);
+        }
+        return mean(sounds, centroidOf);
+    }
+    static std::vector<double> brightness(const std::vector<std::string>& names) {
+        std::vector<double> values;
+        std::transform(names.begin(), names.end(), std::back_inserter(values),
+                       [](const std::string& name) { return brightness(sets_.at(name)); });
+        return values;
+    }
+
+    inline static std::map<std::string, BuiltSet> sets_;
+};
+
+TEST_F(SoundFamilyTest, HasTheTwentyOneSetsOfTheirNamesEachWithSoundsForEveryKindOfKey) {
+    std::set<std::string> wanted;
+    for (const auto* names : {&linear, &clicky, &deep, &others}) {
+        wanted.insert(names->begin(), names->end());
+    }
+    std::set<std::string> titles;
+    std::uintmax_t size = 0;
+    for (const auto& [id, set] : sets_) {
+        SCOPED_TRACE(id);
+        EXPECT_EQ(wanted.erase(id), 1U) << "not expected, or left from an older build";
+        EXPECT_EQ(set.manifest.at("id"), id);
+        titles.insert(set.manifest.at("name").get<std::string>());
+        EXPECT_THAT(set.manifest.at("groups"), SizeIs(10));
+        EXPECT_THAT(set.manifest.at("mouse"), SizeIs(4));
+        EXPECT_THAT(set.manifest.at("keys"), SizeIs(48));
+        for (const auto& [key, pair] : set.manifest.at("keys").items()) {
+            EXPECT_GE(pair.at("down").size(), 5U) << key;
+            EXPECT_GE(pair.at("up").size(), 3U) << key;
+        }
+        for (const auto& [name, sound] : set.files) {
+            size +=
+                std::filesystem::file_size(std::filesystem::path(KEYSONG_BUILT_SOUNDS "/Sounds") / id / name);
+        }
+    }
+    EXPECT_THAT(wanted, testing::IsEmpty());
+    EXPECT_EQ(titles.size(), sets_.size()) << "two sets of one name";
+    EXPECT_LE(size, 25U << 20U);
+    EXPECT_GT(std::filesystem::file_size(KEYSONG_BUILT_SOUNDS "/CREDITS.txt"), 500U);
+}
+
+TEST_F(SoundFamilyTest, EveryFileStartsAtOnceDoesNotClipAndEndsInSilence) {
+    for (const auto& [id, set] : sets_) {
+        for (const auto& [name, sound] : set.files) {
+            SCOPED_TRACE(id + "/" + name);
+            EXPECT_LE(onsetOf(sound), 48U) << "a tenth of the peak within a millisecond";
+            const double peak = 20 * std::log10(peakOf(sound));
+            EXPECT_THAT(peak, AllOf(Ge(-26.0), Le(-2.0)));
+            EXPECT_LE(std::abs(sound.front()), 0.02) << "a step at the start";
+            EXPECT_EQ(sound.back(), 0);
+            EXPECT_LE(levelOf(sound, sound.size() - 240, sound.size()), peak - 60);
+            EXPECT_LE(sound.size(), 48U * 350);
+        }
+    }
+}
+
+TEST_F(SoundFamilyTest, TypingIsAsLoudInOneSetAsInAnother) {
+    std::vector<double> levels;
+    for (const auto& [id, set] : sets_) {
+        const auto energy = [](const Signal& sound) { return std::pow(loudness(sound), 2); };
+        double sum = 0;
+        for (const char* direction : {"down", "up"}) {
+            sum += 5 * mean(set.main(direction), energy) + mean(set.group("space", direction), energy);
+        }
+        levels.push_back(10 * std::log10(sum) + set.manifest.at("gain").get<double>());
+    }
+    const auto [least, greatest] = std::minmax_element(levels.begin(), levels.end());
+    EXPECT_LE(*greatest - *least, 1);
+}
+
+TEST_F(SoundFamilyTest, ClickySetsAreBrighterThanLinearOnesAndDeepOnesDarker) {
+    const auto bright = brightness(clicky);
+    const auto plain = brightness(linear);
+    EXPECT_GT(*std::min_element(bright.begin(), bright.end()), *std::max_element(plain.begin(), plain.end()));
+    EXPECT_THAT(brightness(deep), Each(Lt(0.8 * *std::min_element(plain.begin(), plain.end()))));
+    for (const auto& [id, set] : sets_) {
+        EXPECT_LT(centroidOf(set.group("space", "down").front()), 1.1 * brightness(set)) << id;
+    }
+}
+
+TEST_F(SoundFamilyTest, AClickIsABlowOfItsOwnBeforeTheLanding) {
+    for (const std::string& id : clicky) {
+        for (const Signal& sound : sets_.at(id).main("down")) {
+            const auto blows = blowsOf(sound);
+            EXPECT_GE(blows.size(), 2U) << id;
+            EXPECT_THAT(blows.back() - blows.front(), AllOf(Ge(4.0), Le(30.0))) << id;
+        }
+    }
+    for (const std::string& id : linear) {
+        // Only the dry one touches its slot before it lands.
+        if (id != "cherry-mx-black") {
+            EXPECT_LE(
+                mean(sets_.at(id).main("down"), [](const Signal& s) { return double(blowsOf(s).size()); }),
+                1.5)
+                << id;
+        }
+    }
+    // A bar snaps back: two blows on the way up as well.
+    EXPECT_GE(mean(sets_.at("kailh-box-navy").main("up"),
+                   [](const Signal& s) { return double(blowsOf(s).size()); }),
+              1.8);
+}
+
+TEST_F(SoundFamilyTest, NothingWhistlesBoomsOrThuds) {
+    for (const auto& [id, set] : sets_) {
+        SCOPED_TRACE(id);
+        for (const auto& sounds : {set.main("down"), set.main("up"), set.group("space", "down")}) {
+            for (std::size_t i = 0; i < sounds.size(); i += 2) {
+                EXPECT_LE(whistleOf(sounds[i]), -38);
+                // A tenth of a second later all but what is meant to ring is gone.
+                EXPECT_LE(levelOf(sounds[i], 4800, 5280), levelOf(sounds[i], 0, 960) - 25);
+            }
+        }
+        EXPECT_GE(mean(set.main("down"), attackOf), -20);
+    }
+}
+
+TEST_F(SoundFamilyTest, NoTwoSetsSoundNearlyTheSame) {
+    std::map<std::string, Fingerprint> prints;
+    for (const auto& [id, set] : sets_) {
+        const auto downs = set.main("down");
+        std::vector<Signal> halves[2];
+        for (std::size_t i = 0; i < downs.size(); ++i) {
+            halves[i % 2].push_back(downs[i]);
+        }
+        EXPECT_LE(distanceOf(fingerprintOf(halves[0]), fingerprintOf(halves[1])), greatestOwnDistance) << id;
+        Fingerprint print = fingerprintOf(downs);
+        const Fingerprint up = fingerprintOf(set.main("up"));
+        print.insert(print.end(), up.begin(), up.end());
+        for (const auto& [other, otherPrint] : prints) {
+            EXPECT_GE(distanceOf(print, otherPrint), leastDistance) << id << " and " << other;
+        }
+        prints[id] = print;
+    }
+}
+
+} // namespace
+} // namespace keysong::soundgen
