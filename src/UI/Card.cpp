@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace keysong {
 
@@ -15,18 +16,8 @@ namespace {
 constexpr qreal cornerRadius = 9;
 constexpr int sidePadding = 12;
 constexpr int rowPadding = 7;
-
-/// A line from side to side of its card's content.
-class Separator final : public QWidget {
-  public:
-    explicit Separator(QWidget* parent) : QWidget(parent) {
-        setFixedHeight(1);
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    }
-
-  protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), palette().mid()); }
-};
+/// Of what separates one row from the next.
+constexpr int lineWidth = 1;
 
 /// Gives a control the name of its row; a button with a text of its own is described by it.
 void nameAfterRow(QWidget* control, const QString& label, const QString& caption) {
@@ -59,13 +50,10 @@ Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
 
 Card::Card(QWidget* parent) : QWidget(parent), rows_(new QVBoxLayout(this)) {
     rows_->setContentsMargins(sidePadding, 3, sidePadding, 3);
-    rows_->setSpacing(0);
+    rows_->setSpacing(lineWidth);
 }
 
 void Card::addContent(QWidget* content) {
-    if (rows_->count() > 0) {
-        rows_->addWidget(new Separator(this));
-    }
     rows_->addWidget(content);
 }
 
@@ -103,6 +91,13 @@ void Card::paintEvent(QPaintEvent*) {
     painter.setPen(QPen(palette().mid(), 1));
     painter.setBrush(palette().alternateBase());
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    bool isFirst = true;
+    for (int i = 0; i < rows_->count(); ++i) {
+        const QWidget* const row = rows_->itemAt(i)->widget();
+        if (row->isVisible() && !std::exchange(isFirst, false)) {
+            painter.fillRect(row->x(), row->y() - lineWidth, row->width(), lineWidth, palette().mid());
+        }
+    }
 }
 
 SettingsSection::SettingsSection(const QString& title, QWidget* parent)

@@ -3,6 +3,7 @@
 import ctypes
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -146,15 +147,19 @@ class Desk:
         self.run(*words, file)
         return file
 
+    def place(self, identity):
+        """Where a window lies on the screen, without its frame: x, y, width and height."""
+        words = self.run("xwininfo", "-id", identity)
+        return [int(re.search(f"{what}: +(-?[0-9]+)", words)[1])
+                for what in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
+
     def frame(self, title):
         """Where a window lies with what its manager put around it."""
         identity = eventually(lambda: self.run("xdotool", "search", "--onlyvisible", "--name", f"^{title}$"))
         identity = identity.split()[-1]
-        place = dict(line.split("=") for line in self.run("xdotool", "getwindowgeometry", "--shell",
-                                                          identity).split())
         extents = self.run("xprop", "-id", identity, "-notype", "_NET_FRAME_EXTENTS").split("=")[1]
         left, right, top, bottom = (int(number) for number in extents.split(","))
-        x, y, width, height = (int(place[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
+        x, y, width, height = self.place(identity)
         return x - left, y - top, width + left + right, height + top + bottom
 
 

@@ -1,6 +1,7 @@
 """pictures.py BIN FOLDER: the pictures of the documentation, from the program in BIN, put into FOLDER."""
 
 import json
+import multiprocessing
 import pathlib
 import subprocess
 import sys
@@ -73,7 +74,8 @@ def picker(desk, folder):
     open_settings(desk)
     scroll_bar(desk).set_current_value(420)
     desk.act("combo box", "Switch", "ShowMenu")
-    return [desk.picture(folder / "picker.png", SETTINGS)]
+    x, y, width, height = desk.frame(SETTINGS)
+    return [desk.picture(folder / "picker.png", area=(x, y, width, height + 160))]
 
 
 def reset_dialog(desk, folder):
@@ -101,6 +103,12 @@ def onboarding(desk, folder):
     return [desk.picture(folder / "onboarding.png", "Keysong")]
 
 
+def window_where(desk, fits):
+    """The place of a visible window of the program's whose place fits; None where there is none."""
+    windows = (desk.run("xdotool", "search", "--onlyvisible", "--class", "keysong") or "").split()
+    return next(filter(fits, map(desk.place, windows)), None)
+
+
 def menu(desk, folder):
     dark = desk.scheme == "dark"
     panel = desk.home / "panel"
@@ -113,30 +121,39 @@ def menu(desk, folder):
     furnish(desk)
     desk.start(desk.programs / "keysong")
     eventually(lambda: "PlayingOn" in (desk.control("status", "--json") or ""))
-    symbol = eventually(lambda: desk.run("xdotool", "search", "--onlyvisible", "--class", "keysong"))
-    place = dict(line.split("=") for line in
-                 desk.run("xdotool", "getwindowgeometry", "--shell", symbol.split()[0]).split())
-    desk.run("xdotool", "mousemove", int(place["X"]) + 11, int(place["Y"]) + 11, "click", "1")
-    item = eventually(lambda: desk.find("menu item", "Quit Keysong"))
-    eventually(lambda: item.get_extents(0).height > 0)
-    # Nearest to the pointer, so that the picture is the same whatever stood there before.
-    return [desk.picture(folder / "menu.png", area=(480, 0, 520, 760))]
+    x, y, *_ = eventually(lambda: window_where(desk, lambda place: place[2] == place[3] <= 24))
+    desk.run("xdotool", "mousemove", x + 11, y + 11, "click", "1")
+    eventually(lambda: window_where(desk, lambda place: place[3] > 300))
+    return [desk.picture(folder / "menu.png", area=(640, 0, 360, 880))]
 
 
-def join(name, pages, colors=128):
+def join(name, pages):
     """Side by side, in as few colours as do."""
     subprocess.run(["convert", *pages, "-bordercolor", "none", "-border", "6x6", "+append", "-alpha", "remove",
-                    "-colors", str(colors), "-define", "png:compression-level=9", "-strip",
+                    "+dither", "-colors", "255", "-define", "png:compression-level=9", "-strip",
                     f"PNG8:{RESULTS / name}.png"], check=True)
+
+
+def on_a_desk(take, scheme, folder, options, results):
+    with Desk(PROGRAMS, scheme, **options) as desk:
+        results.put(take(desk, folder))
 
 
 def make(name, take, schemes=("light", "dark"), **desk_options):
     pages = []
+    # A process for each: the accessibility library keeps to the first bus that it sees.
+    processes = multiprocessing.get_context("fork")
     with tempfile.TemporaryDirectory() as folder:
         for scheme in schemes:
-            with Desk(PROGRAMS, scheme, **desk_options) as desk:
-                (pathlib.Path(folder) / scheme).mkdir()
-                pages += take(desk, pathlib.Path(folder) / scheme)
+            place = pathlib.Path(folder) / scheme
+            place.mkdir()
+            results = processes.SimpleQueue()
+            worker = processes.Process(target=on_a_desk, args=(take, scheme, place, desk_options, results))
+            worker.start()
+            worker.join()
+            if worker.exitcode != 0:
+                sys.exit(f"{name}: no picture")
+            pages += results.get()
         join(name, pages)
     print(RESULTS / name)
 
@@ -144,13 +161,11 @@ def make(name, take, schemes=("light", "dark"), **desk_options):
 if __name__ == "__main__":
     RESULTS.mkdir(parents=True, exist_ok=True)
     only = sys.argv[3:]
-    large_text = {"QT_FONT_DPI": "144"}
     scaled = {"QT_SCALE_FACTOR": "1.5"}
     work = {
         "settings-light": lambda n: make(n, settings_pages, ["light"]),
         "settings-dark": lambda n: make(n, settings_pages, ["dark"]),
         "settings-scaled": lambda n: make(n, lambda d, f: settings_pages(d, f, **scaled)[:1]),
-        "settings-large-text": lambda n: make(n, lambda d, f: settings_pages(d, f, **large_text)[:2], ["light"]),
         "picker": lambda n: make(n, picker),
         "reset": lambda n: make(n, reset_dialog),
         "chooser": lambda n: make(n, chooser),
