@@ -112,7 +112,7 @@ def window_where(desk, fits):
 def menu(desk, folder):
     dark = desk.scheme == "dark"
     panel = desk.home / "panel"
-    panel.write_text("panel_items = SC\npanel_size = 360 34\npanel_position = top right horizontal\n"
+    panel.write_text("panel_items = SC\npanel_padding = 8 0 8\npanel_size = 260 34\npanel_position = top right horizontal\n"
                      "rounded = 0\nborder_width = 0\n"
                      f"background_color = {'#14171c' if dark else '#f4f4f6'} 100\nclock_fmt_1 = \n"
                      "panel_background_id = 1\nsystray_icon_size = 22\ntime1_format = 09:41\n"
@@ -124,7 +124,7 @@ def menu(desk, folder):
     x, y, *_ = eventually(lambda: window_where(desk, lambda place: place[2] == place[3] <= 24))
     desk.run("xdotool", "mousemove", x + 11, y + 11, "click", "1")
     eventually(lambda: window_where(desk, lambda place: place[3] > 300))
-    return [desk.picture(folder / "menu.png", area=(640, 0, 360, 880))]
+    return [desk.picture(folder / "menu.png", area=(740, 0, 260, 870))]
 
 
 def join(name, pages):
