@@ -21,8 +21,9 @@ constexpr double capHeight = 0.86;
 constexpr double smallestCap = 8;
 constexpr double aspectRatio = 3;
 constexpr qreal cornerRadius = 3;
-/// Milliseconds between two looks while nobody types: soon enough for the eye, and half the work.
-constexpr int calmInterval = 33;
+/// Milliseconds between two looks while nobody types. The first key that is typed elsewhere may light that
+/// much late: whoever presses it looks elsewhere, too.
+constexpr int calmInterval = 100;
 constexpr int looksUntilCalm = 120;
 
 double rowUnits(const std::vector<KeyboardView::Key>& row) {
@@ -165,8 +166,7 @@ void KeyboardView::follow() {
         }
         return;
     }
-    looksWithoutChange_ = 0;
-    lookEvery(frameInterval());
+    lookEveryFrame();
     const auto before = std::exchange(down_, now);
     for (const Cap& cap : caps_) {
         const std::size_t word = cap.key->code / 64U;
@@ -236,16 +236,30 @@ void KeyboardView::resizeEvent(QResizeEvent*) {
 
 void KeyboardView::showEvent(QShowEvent*) {
     down_ = monitor_.snapshot().down;
-    lookEvery(frameInterval());
+    lookEveryFrame();
+    qApp->installEventFilter(this);
 }
 
 void KeyboardView::hideEvent(QHideEvent*) {
     frame_.stop();
     interval_ = 0;
+    qApp->removeEventFilter(this);
 }
 
 void KeyboardView::timerEvent(QTimerEvent* event) {
     event->timerId() == frame_.timerId() ? follow() : QWidget::timerEvent(event);
+}
+
+bool KeyboardView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress) {
+        lookEveryFrame();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void KeyboardView::lookEveryFrame() {
+    looksWithoutChange_ = 0;
+    lookEvery(frameInterval());
 }
 
 int KeyboardView::frameInterval() const {

@@ -46,6 +46,8 @@ class KeyboardView final : public QWidget {
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
+    /// Sees that somebody types into this program.
+    [[nodiscard]] bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     struct Cap {
@@ -56,6 +58,7 @@ class KeyboardView final : public QWidget {
     [[nodiscard]] bool isHeld(std::uint16_t code) const;
     void follow();
     void lookEvery(int milliseconds);
+    void lookEveryFrame();
     [[nodiscard]] int frameInterval() const;
     void layOut();
     void drawCap(QPainter& painter, const Cap& cap) const;
