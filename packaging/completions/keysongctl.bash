@@ -5,7 +5,7 @@ _keysongctl() {
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
         mapfile -t COMPREPLY < <(compgen -W "status toggle on off volume sets set output tone preview
-            settings quit stats render --help" -- "$word")
+            settings quit stats render import check --help" -- "$word")
         return
     fi
     case $command in
@@ -19,6 +19,13 @@ _keysongctl() {
             ;;
         status) mapfile -t COMPREPLY < <(compgen -W "--json --help" -- "$word") ;;
         stats) mapfile -t COMPREPLY < <(compgen -W "--reset --help" -- "$word") ;;
+        import)
+            case $word in
+                -*) mapfile -t COMPREPLY < <(compgen -W "--replace --help" -- "$word") ;;
+                *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+            esac
+            ;;
+        check) mapfile -t COMPREPLY < <(compgen -d -- "$word") ;;
         render)
             case $word in
                 -*) mapfile -t COMPREPLY < <(compgen -W "--set --seed --tone --body --volume --no-spatial

@@ -4,7 +4,7 @@ function __keysongctl_listed
     keysongctl $argv[1] 2>/dev/null | string replace -r '^[* ] ' ''
 end
 
-set -l commands status toggle on off volume sets set output tone preview settings quit stats render
+set -l commands status toggle on off volume sets set output tone preview settings quit stats render import check
 complete -c keysongctl -f
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a status -d 'What the program is doing'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a toggle -d 'Turn the sound on or off'
@@ -20,6 +20,8 @@ complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a setting
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a quit -d 'End the program'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a stats -d 'How many keys were pressed'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a render -d 'Turn a recording into a WAV file'
+complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a import -d 'Make a sound set of a pack'
+complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a check -d 'Say what is wrong with a set'
 complete -c keysongctl -n '__fish_seen_subcommand_from set preview' -a '(__keysongctl_listed sets)'
 complete -c keysongctl -n '__fish_seen_subcommand_from output' -a '(__keysongctl_listed output)'
 complete -c keysongctl -n '__fish_seen_subcommand_from status' -l json -d 'Every property, as JSON'
@@ -32,3 +34,6 @@ complete -c keysongctl -n '__fish_seen_subcommand_from render' -l body -x -d '-1
 complete -c keysongctl -n '__fish_seen_subcommand_from render' -l volume -x -d '0 to 1'
 complete -c keysongctl -n '__fish_seen_subcommand_from render' -l no-spatial -d 'No stereo field'
 complete -c keysongctl -n '__fish_seen_subcommand_from render' -s o -l output -r -d 'The WAV file to write'
+complete -c keysongctl -n '__fish_seen_subcommand_from import' -F
+complete -c keysongctl -n '__fish_seen_subcommand_from import' -l replace -d 'Take the place of an installed set'
+complete -c keysongctl -n '__fish_seen_subcommand_from check' -x -a '(__fish_complete_directories)'

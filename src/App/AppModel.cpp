@@ -4,21 +4,8 @@
 #include "Shared/Log.h"
 
 #include <algorithm>
-#include <array>
 
 namespace keysong {
-
-namespace {
-
-using std::chrono::milliseconds;
-
-/// Q, A, J, Space and Return.
-constexpr std::array<std::uint16_t, 5> previewKeys{12, 0, 38, 49, 36};
-constexpr milliseconds previewPause{45};
-constexpr milliseconds previewLookInterval{20};
-constexpr int previewLooks = 100; // two seconds
-
-} // namespace
 
 /// What the sleep triggers see and set: one of the reasons to sleep.
 struct AppModel::FrontmostReason final : SleepModel {
@@ -41,6 +28,7 @@ AppModel::AppModel(const AppServices& services)
 
 AppModel::~AppModel() {
     services_.microphone.setChangeHandler({});
+    services_.folders.watch({}, {});
 }
 
 TaskQueue::Task AppModel::guarded(std::function<void()> task) const {
@@ -195,31 +183,6 @@ void AppModel::setLaunchAtLogin(bool enabled) {
     }
 }
 
-void AppModel::loadSelectedSet() {
-    const auto found = std::find_if(availableSets_.begin(), availableSets_.end(),
-                                    [&](const SoundSetInfo& set) { return set.id == selectedSetId_; });
-    if (found == availableSets_.end()) {
-        return;
-    }
-    const std::int64_t generation = ++setLoadGeneration_;
-    services_.background([this, life = std::weak_ptr(life_), info = *found, generation,
-                          &files = services_.audioFiles, &mainQueue = services_.mainQueue] {
-        std::shared_ptr<const SoundSet> set;
-        try {
-            set = SoundSet::load(info.directory, SoundEngine::renderFormat, files);
-        } catch (const std::runtime_error& error) {
-            log.error("sound set %{public}s failed to load: %s", info.id, error.what());
-            return;
-        }
-        mainQueue.async([this, life, id = info.id, generation, set = std::move(set)] {
-            if (!life.expired() && setLoadGeneration_ == generation) {
-                services_.engine.load(set);
-                log.info("loaded sound set %{public}s", id);
-            }
-        });
-    });
-}
-
 void AppModel::applyOutputDevice() {
     try {
         services_.engine.setOutputDevice(outputDeviceUid_, false);
@@ -241,37 +204,6 @@ void AppModel::outputDevicesChanged() {
     } else {
         setOutputDeviceUid(std::nullopt);
     }
-}
-
-void AppModel::previewSet(const std::string& id) {
-    setSelectedSetId(id);
-    const std::int64_t generation = ++previewGeneration_;
-    services_.mainQueue.async(
-        guarded([this, generation, id] { awaitPreviewedSet(generation, id, previewLooks); }));
-}
-
-void AppModel::awaitPreviewedSet(std::int64_t generation, const std::string& id, int looksLeft) {
-    const auto loaded = services_.engine.set();
-    if (loaded == nullptr || loaded->manifest().id != id) {
-        if (looksLeft > 0) {
-            services_.mainQueue.asyncAfter(previewLookInterval, guarded([this, generation, id, looksLeft] {
-                                               awaitPreviewedSet(generation, id, looksLeft - 1);
-                                           }));
-        }
-        return;
-    }
-    playPreview(generation, 0);
-}
-
-void AppModel::playPreview(std::int64_t generation, std::size_t step) {
-    const std::size_t key = step / 2;
-    if (previewGeneration_ != generation || key >= previewKeys.size()) {
-        return;
-    }
-    const std::uint16_t code = previewKeys[key];
-    services_.engine.play(step % 2 == 0 ? SoundEvent::keyDown(code) : SoundEvent::keyUp(code));
-    services_.mainQueue.asyncAfter(previewPause,
-                                   guarded([this, generation, step] { playPreview(generation, step + 1); }));
 }
 
 void AppModel::resetStats() {

@@ -12,6 +12,7 @@
 #include "Input/EventTap.h"
 #include "Input/Hotkey.h"
 #include "Platform/AudioFile.h"
+#include "Platform/FolderWatcher.h"
 #include "Platform/FrontmostApplication.h"
 #include "Platform/LoginItem.h"
 #include "Platform/MicrophoneUse.h"
@@ -44,6 +45,7 @@ struct AppServices {
     HotkeyRegistrar& hotkeys;
     FrontmostApplication& frontmost;
     MicrophoneUse& microphone;
+    FolderWatcher& folders;
     AppWindows& windows;
     /// Runs its tasks on the main thread.
     TaskQueue& mainQueue;
@@ -184,10 +186,14 @@ class AppModel final : public QObject {
     void registerHotkeys();
     void observeSleepReasons();
     void observeDevices();
+    void observeSetFolders();
     void statsTick();
 
     void applyMute();
     void updateSleeping();
+    void setFoldersChanged(const std::vector<std::filesystem::path>& changed);
+    void applySetFolders(const std::vector<SoundSetInfo>& sets);
+    [[nodiscard]] const SoundSetInfo* selectedSet() const;
     void loadSelectedSet();
     void applyOutputDevice();
     void outputDevicesChanged();
@@ -224,6 +230,9 @@ class AppModel final : public QObject {
     bool trustIsPolled_ = false;
     bool launchAtLoginIsSettling_ = false;
     std::int64_t setLoadGeneration_ = 0;
+    std::int64_t setListGeneration_ = 0;
+    /// What changed in the sets' folders since the list was last made.
+    std::vector<std::filesystem::path> changedInSets_;
     std::int64_t previewGeneration_ = 0;
 
     /// Made after the migration, so that a carried-over total is what it goes on from.

@@ -59,6 +59,7 @@ void AppModel::bootstrap() {
     registerHotkeys();
     observeSleepReasons();
     observeDevices();
+    observeSetFolders();
     everySecond([this] {
         statsTick();
         return true;
@@ -97,19 +98,6 @@ void AppModel::startEngine() {
         services_.engine.start();
     } catch (const AudioOutputError& error) {
         log.error("audio engine did not start: %s", error.what());
-    }
-}
-
-void AppModel::chooseFirstSetIfNeeded() {
-    const bool installed = std::any_of(availableSets_.begin(), availableSets_.end(),
-                                       [&](const SoundSetInfo& set) { return set.id == selectedSetId_; });
-    if (installed) {
-        loadSelectedSet();
-        return;
-    }
-    setSelectedSetId(availableSets_.empty() ? std::string() : availableSets_.front().id);
-    if (selectedSetId_.empty()) {
-        log.error("no sound sets in %{public}s", SoundLibrary::directory(services_.places).string());
     }
 }
 

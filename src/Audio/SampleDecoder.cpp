@@ -18,24 +18,6 @@ std::string lastComponent(const std::filesystem::path& path) {
     return path.has_filename() ? path.filename().string() : path.parent_path().filename().string();
 }
 
-/// Reads at most `length` frames. The length is only what the file claims, so memory grows with what is
-/// really there.
-std::vector<float> readFrames(AudioFileReader& reader, std::size_t length, std::size_t channels) {
-    constexpr std::size_t framesAtOnce = std::size_t{1} << 14U;
-    std::vector<float> values;
-    for (std::size_t done = 0; done < length;) {
-        const std::size_t wanted = std::min(framesAtOnce, length - done);
-        values.resize((done + wanted) * channels);
-        const std::size_t got = reader.read(std::span(values).subspan(done * channels));
-        done += got;
-        if (got < wanted) {
-            values.resize(done * channels);
-            break;
-        }
-    }
-    return values;
-}
-
 } // namespace
 
 SampleDecoder::SampleDecoder(const AudioFormat& target, const AudioFiles& files)
@@ -57,19 +39,17 @@ SampleRef SampleDecoder::decode(const std::filesystem::path& path) {
 
 std::vector<float> SampleDecoder::framesOf(AudioFileReader& reader) const {
     const AudioFormat source = reader.format();
-    const std::int64_t length = reader.lengthFrames();
-    if (length <= 0 || source.channels == 0 || source.channels > mostChannels || !(source.sampleRate > 0) ||
-        static_cast<std::uint64_t>(length) > mostSourceValues / source.channels) {
+    if (!(source.sampleRate > 0)) {
         return {};
     }
     const double ratio = target_.sampleRate / source.sampleRate;
-    if (static_cast<double>(length) * ratio > longestSoundSeconds * target_.sampleRate) {
+    if (static_cast<double>(reader.lengthFrames()) * ratio > longestSoundSeconds * target_.sampleRate) {
         return {};
     }
     if (source != target_ && !files_.canConvert(source, target_)) {
         return {};
     }
-    std::vector<float> values = readFrames(reader, static_cast<std::size_t>(length), source.channels);
+    std::vector<float> values = readAllFrames(reader);
     if (source == target_ || values.empty()) {
         return values;
     }
@@ -79,6 +59,29 @@ std::vector<float> SampleDecoder::framesOf(AudioFileReader& reader) const {
     const double frameCount = static_cast<double>(values.size() / source.channels);
     const auto capacity = static_cast<std::size_t>(std::trunc(ratio * frameCount)) + converterHeadroom;
     return files_.convert(values, source, target_, capacity);
+}
+
+std::vector<float> readAllFrames(AudioFileReader& reader) {
+    constexpr std::size_t framesAtOnce = std::size_t{1} << 14U;
+    const std::size_t channels = reader.format().channels;
+    const std::int64_t claimed = reader.lengthFrames();
+    if (claimed <= 0 || channels == 0 || channels > SampleDecoder::mostChannels ||
+        static_cast<std::uint64_t>(claimed) > SampleDecoder::mostSourceValues / channels) {
+        return {};
+    }
+    const auto length = static_cast<std::size_t>(claimed);
+    std::vector<float> values;
+    for (std::size_t done = 0; done < length;) {
+        const std::size_t wanted = std::min(framesAtOnce, length - done);
+        values.resize((done + wanted) * channels);
+        const std::size_t got = reader.read(std::span(values).subspan(done * channels));
+        done += got;
+        if (got < wanted) {
+            values.resize(done * channels);
+            break;
+        }
+    }
+    return values;
 }
 
 } // namespace keysong

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <vector>
 
 namespace keysong {
 
@@ -38,5 +39,10 @@ class SampleDecoder {
     const AudioFiles& files_;
     std::size_t framesLeft_ = mostFramesInAll;
 };
+
+/// All frames of an opened file as they are, interleaved. The length that the file claims is not trusted:
+/// memory grows with what is really there. Empty when there is nothing, or more than `SampleDecoder` reads of
+/// one file. Throws `AudioFileError`.
+[[nodiscard]] std::vector<float> readAllFrames(AudioFileReader& reader);
 
 } // namespace keysong

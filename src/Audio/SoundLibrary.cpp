@@ -113,6 +113,16 @@ std::vector<fs::path> SoundLibrary::legacyUserDirectories(const Places& places) 
     return userDirectories(places, {"clikora", "tolva", "brume", "vimp"});
 }
 
+std::vector<SoundSetInfo> SoundLibrary::setsIn(const fs::path& folder) {
+    std::vector<SoundSetInfo> sets;
+    for (const fs::path& candidate : visibleFolders(folder)) {
+        if (auto info = describeSet(candidate)) {
+            sets.push_back(std::move(*info));
+        }
+    }
+    return sets;
+}
+
 std::vector<SoundSetInfo> SoundLibrary::availableSets(const Places& places, const TextOrder& order) {
     // Every folder is listed before the first manifest is read, so that messages come in search order.
     std::vector<fs::path> candidates;

@@ -35,6 +35,9 @@ class SoundLibrary {
     /// The sets' folders of older product names, the newest first.
     [[nodiscard]] static std::vector<std::filesystem::path> legacyUserDirectories(const Places& places);
 
+    /// The sets that lie directly in one folder, in the file system's order; otherwise as `availableSets`.
+    [[nodiscard]] static std::vector<SoundSetInfo> setsIn(const std::filesystem::path& folder);
+
     /// The installed sets, at most one per identifier, in the order to show them. Never fails: a folder
     /// that is no set is skipped, one with a bad manifest is logged and skipped.
     [[nodiscard]] static std::vector<SoundSetInfo> availableSets(const Places& places,

@@ -87,6 +87,7 @@ std::array<SoundSetLoader::Lists, SoundSet::keyCount> SoundSetLoader::loadKeys()
         const auto code = keyCodeFromEntryName(name);
         if (!code) {
             log.error("set %{public}s: ignoring key \"%{public}s\"", set_->manifest_.id, name);
+            problems_.push_back("the key \"" + name + "\" is no number from 0 to 255");
             continue;
         }
         // Two entries may name one key ("36" and "036"): a direction that the later one lacks stays.
@@ -151,6 +152,7 @@ SampleRef SoundSetLoader::loadSample(const std::string& name) {
         if (missing_.insert(name).second) {
             log.error("set %{public}s: dropping %{public}s: %{public}s", set_->manifest_.id, name,
                       error.what());
+            problems_.push_back(error.what());
         }
         return nullptr;
     }

@@ -6,7 +6,9 @@
 
 #include <optional>
 #include <set>
+#include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace keysong {
 
@@ -19,6 +21,9 @@ class SoundSetLoader {
 
     /// Call once; errors as for `SoundSet::load`.
     [[nodiscard]] std::shared_ptr<const SoundSet> load();
+
+    /// What `load` left out, in words, in the order in which it met it; each was logged too.
+    [[nodiscard]] const std::vector<std::string>& problems() const noexcept { return problems_; }
 
   private:
     /// The lists of one key, group or button; null where it has none of its own.
@@ -44,6 +49,7 @@ class SoundSetLoader {
     std::shared_ptr<SoundSet> set_;
     std::unordered_map<std::string, SampleRef> samples_;
     std::set<std::string> missing_;
+    std::vector<std::string> problems_;
     const SampleListRef empty_ = std::make_shared<const SampleList>();
 };
 

@@ -65,4 +65,20 @@ class AudioFiles {
     AudioFiles& operator=(const AudioFiles&) = default;
 };
 
+/// The machine's writer of lossless audio files. Any thread but the render thread; calls may overlap.
+class AudioFileWriter {
+  public:
+    virtual ~AudioFileWriter() = default;
+
+    /// Writes interleaved frames as a new file that `AudioFiles::open` reads, for rates that are whole
+    /// numbers and up to 8 channels. Frames beyond full scale are limited to it. Throws `AudioFileError`.
+    virtual void write(const std::filesystem::path& path, std::span<const float> frames,
+                       const AudioFormat& format) const = 0;
+
+  protected:
+    AudioFileWriter() = default;
+    AudioFileWriter(const AudioFileWriter&) = default;
+    AudioFileWriter& operator=(const AudioFileWriter&) = default;
+};
+
 } // namespace keysong

@@ -6,6 +6,7 @@
 #include "App/RemoteControl.h"
 #include "Platform/linux/AutostartItem.h"
 #include "Platform/linux/DesktopFiles.h"
+#include "Platform/linux/LinuxFolderWatcher.h"
 #include "Platform/linux/LinuxFrontmost.h"
 #include "Platform/linux/LinuxHotkeys.h"
 #include "Platform/linux/LinuxInput.h"
@@ -104,10 +105,11 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     DesktopFiles applications(machine.places);
     const auto frontmost = makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
     PipeWireMicrophone microphone(mainQueue);
+    LinuxFolderWatcher folders(mainQueue, machine.threads);
     BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
                     machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, microphone,
-                    windows, mainQueue,
+                    folders, windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
     const auto quit = [] { QCoreApplication::quit(); };

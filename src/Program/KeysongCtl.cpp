@@ -15,6 +15,7 @@
 #include "Program/ControlCommands.h"
 #include "Program/RemoteClient.h"
 #include "Program/RenderCommand.h"
+#include "Program/SetCommands.h"
 
 int main(int count, char** words) {
     using namespace keysong;
@@ -48,10 +49,13 @@ int main(int count, char** words) {
         RenderCommand(threads, places, textOrder, audioFiles).run(options);
     });
     addControlCommands(app);
+    addSetCommands(app);
 
     try {
         app.parse(count, words);
         return 0;
+    } catch (const SetHasProblems&) {
+        return 1;
     } catch (const CLI::ParseError& error) {
         // The library has a status for each kind of mistake; a shell knows 2 as "wrong arguments".
         return app.exit(error) == 0 ? 0 : 2;

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <charconv>
 #include <cmath>
 
 namespace keysong {
@@ -12,6 +13,8 @@ namespace keysong {
 namespace {
 
 using Json = nlohmann::json;
+/// Keeps the order in which it was written.
+using OrderedJson = nlohmann::ordered_json;
 
 [[noreturn]] void fail(const std::string& where, std::string_view problem) {
     throw SoundManifestError("\"" + where + "\" " + std::string(problem));
@@ -144,6 +147,45 @@ std::optional<SoundManifest::Mouse> readMouse(const Json& object) {
                                 readNames(*value, "scroll", "mouse")};
 }
 
+OrderedJson written(const SoundManifest::FileNames& names) {
+    return names;
+}
+
+/// The number as it would be written by hand, and not with all digits that the float's own value has.
+double written(float number) {
+    const std::string text = shortestText(number);
+    double value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
+OrderedJson written(const SoundManifest::Pair& pair) {
+    OrderedJson object = OrderedJson::object();
+    if (pair.down) {
+        object["down"] = *pair.down;
+    }
+    if (pair.up) {
+        object["up"] = *pair.up;
+    }
+    return object;
+}
+
+OrderedJson written(const std::map<std::string, SoundManifest::Pair>& pairs) {
+    OrderedJson object = OrderedJson::object();
+    for (const auto& [name, pair] : pairs) {
+        object[name] = written(pair);
+    }
+    return object;
+}
+
+/// Writes a value that may be absent.
+template <typename Value>
+void put(OrderedJson& object, const char* key, const std::optional<Value>& value) {
+    if (value) {
+        object[key] = written(*value);
+    }
+}
+
 /// `fallback` for an absent value, otherwise the value brought into the range.
 float limited(std::optional<float> value, float fallback, float lowest, float highest) noexcept {
     if (!value) {
@@ -169,6 +211,27 @@ SoundManifest SoundManifest::decode(std::string_view bytes) {
     manifest.keys = readPairs(document, "keys");
     manifest.mouse = readMouse(document);
     return manifest;
+}
+
+std::string SoundManifest::encode() const {
+    OrderedJson document;
+    document["schema"] = schema;
+    document["id"] = id;
+    document["name"] = name;
+    put(document, "gain", gain);
+    put(document, "pitchVariation", pitchVariation);
+    put(document, "gainVariation", gainVariation);
+    document["defaults"] = written(defaults);
+    put(document, "groups", groups);
+    put(document, "keys", keys);
+    if (mouse) {
+        OrderedJson& object = document["mouse"] = OrderedJson::object();
+        put(object, "left", mouse->left);
+        put(object, "right", mouse->right);
+        put(object, "other", mouse->other);
+        put(object, "scroll", mouse->scroll);
+    }
+    return document.dump(2, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
 }
 
 float SoundManifest::effectiveGain() const noexcept {

@@ -71,6 +71,10 @@ struct SoundManifest {
     /// "keys" or a list. Of a key given twice the last counts. Any thread. Throws `SoundManifestError`.
     [[nodiscard]] static SoundManifest decode(std::string_view bytes);
 
+    /// The text of a manifest file with this content, for people to read and change; what is absent is left
+    /// out. Bytes that are no UTF-8 are replaced. Any thread.
+    [[nodiscard]] std::string encode() const;
+
     /// The level offset of the whole set in decibels: 0 when absent, limited to -12...6.
     [[nodiscard]] float effectiveGain() const noexcept;
     /// Largest random change of playback rate per hit, a fraction: 0.03 when absent, limited to 0...0.15.

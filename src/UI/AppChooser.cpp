@@ -10,6 +10,7 @@
 #include <QListView>
 #include <QPushButton>
 #include <QSortFilterProxyModel>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -21,6 +22,19 @@ constexpr int iconSide = 24;
 constexpr QSize dialogSize(380, 440);
 /// What is typed is looked for in this: the name, then the identifier.
 constexpr int searchRole = Qt::UserRole + 1;
+
+/// Gives every name the same place, however narrow the icon before it is.
+class RowDelegate final : public QStyledItemDelegate {
+  public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+  protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        const QSize whole = option->decorationSize;
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->decorationSize = whole;
+    }
+};
 
 } // namespace
 
@@ -86,6 +100,7 @@ AppChooser::AppChooser(const InstalledApplications::List& applications, const Te
     search_->installEventFilter(this);
     list_->setModel(shown_.get());
     list_->setIconSize({iconSide, iconSide});
+    list_->setItemDelegate(new RowDelegate(list_));
     list_->setUniformItemSizes(true);
     list_->setTextElideMode(Qt::ElideRight);
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -21,9 +21,9 @@ constexpr double capHeight = 0.86;
 constexpr double smallestCap = 8;
 constexpr double aspectRatio = 3;
 constexpr qreal cornerRadius = 3;
-/// Milliseconds between two looks while nobody types. The first key that is typed elsewhere may light that
-/// much late: whoever presses it looks elsewhere, too.
-constexpr int calmInterval = 100;
+/// Milliseconds between two looks while nobody types: less than a key stays down, so that the first one that
+/// is typed elsewhere lights, too.
+constexpr int calmInterval = 50;
 constexpr int looksUntilCalm = 120;
 
 double rowUnits(const std::vector<KeyboardView::Key>& row) {

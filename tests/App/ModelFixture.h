@@ -61,6 +61,17 @@ class FakeMicrophone final : public MicrophoneUse {
     std::function<void()> handler_;
 };
 
+class FakeFolderWatcher final : public FolderWatcher {
+  public:
+    std::vector<std::filesystem::path> folders;
+    Handler changed;
+
+    void watch(std::vector<std::filesystem::path> watched, Handler handler) override {
+        folders = std::move(watched);
+        changed = std::move(handler);
+    }
+};
+
 class FakeWindows final : public AppWindows {
   public:
     int settings = 0;
@@ -96,11 +107,11 @@ class ModelFixture : public testing::Test {
 
     /// A model as at a launch, with the preferences as they are.
     void makeModel() {
-        model = std::make_unique<AppModel>(
-            AppServices{*engine, output.devices(), input, threads, places, order, files, *preferences,
-                        migration, loginItem, *usedHotkeys, frontmost, microphone, windows, mainQueue,
-                        [this](std::function<void()> task) { background.push_back(std::move(task)); },
-                        [this](const RawEvent&) { ++rawEvents; }});
+        model = std::make_unique<AppModel>(AppServices{
+            *engine, output.devices(), input, threads, places, order, files, *preferences, migration,
+            loginItem, *usedHotkeys, frontmost, microphone, watcher, windows, mainQueue,
+            [this](std::function<void()> task) { background.push_back(std::move(task)); },
+            [this](const RawEvent&) { ++rawEvents; }});
     }
 
     /// Runs everything that is due, background tasks included.
@@ -139,6 +150,7 @@ class ModelFixture : public testing::Test {
     HotkeyRegistrar* usedHotkeys = &hotkeys;
     FakeFrontmost frontmost;
     FakeMicrophone microphone;
+    FakeFolderWatcher watcher;
     FakeWindows windows;
     ManualQueue mainQueue;
     std::deque<std::function<void()>> background;

@@ -2,6 +2,7 @@
 
 #include "fakes/FakeTray.h"
 #include "support/PrivateSway.h"
+#include "support/WaveFile.h"
 #include "support/XTestClient.h"
 
 #include <linux/input-event-codes.h>
@@ -58,6 +59,27 @@ TEST_F(ApplicationTest, ShowsItsSymbolInAPanelAndEndsByItsMenu) {
         hands.tap(XTestClient::injected, KEY_ENTER);
         return control({"status"}).empty();
     }));
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST_F(ApplicationTest, AnImportedPackIsListedAndPlaysWithoutARestart) {
+    ChildProcess program;
+    launch(program);
+    home.write("my pack/a.wav", waveBytes(sine(500, 4800, 48000)));
+    const std::string pack = home.path() / "my pack";
+    EXPECT_EQ(control({"import", pack}).substr(0, 32), "Imported \"my pack\" as my-pack fr");
+    EXPECT_EQ(control({"import", pack}), "") << "it is there already";
+    EXPECT_TRUE(eventually([&] { return control({"sets"}).find("my-pack\tmy pack") != std::string::npos; }))
+        << control({"sets"});
+    EXPECT_EQ(control({"set", "my-pack"}), "");
+    EXPECT_TRUE(
+        eventually([&] { return textOf("log").find("loaded sound set my-pack") != std::string::npos; }));
+    const std::filesystem::path set = home.path() / ".local/share/keysong/Sounds/my-pack";
+    EXPECT_TRUE(control({"check", set}).ends_with("No problems.\n"));
+    std::filesystem::remove_all(set);
+    EXPECT_TRUE(eventually([&] { return control({"sets"}).find("my-pack") == std::string::npos; }));
+    EXPECT_EQ(control({"check", set}), "");
+    EXPECT_EQ(control({"quit"}), "");
     EXPECT_EQ(program.wait(), 0);
 }
 
@@ -131,7 +153,10 @@ TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
     ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"com.orlen.keysong\"] focus"); }));
     sway.openWindow("first");
     sway.openWindow("second");
-    ASSERT_TRUE(eventually([&] { return sway.command("[app_id=\"second\"] focus"); }));
+    for (const char* opened : {"first", "second"}) { // once they are there, in whatever order
+        ASSERT_TRUE(
+            eventually([&] { return sway.command("[app_id=\"" + std::string(opened) + "\"] focus"); }));
+    }
     EXPECT_TRUE(sleeps(true)) << textOf("log");
     ASSERT_TRUE(sway.command("[app_id=\"first\"] focus"));
     EXPECT_TRUE(sleeps(false));

@@ -40,7 +40,6 @@ void DesktopFixture::SetUp() {
     std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
     setting.environment["PATH"] = opener.parent_path().string() + ":" + std::getenv("PATH");
     setting.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1";
-    setting.environment["XDG_DATA_HOME"] = "";
     setting.environment["KEYSONG_LOG"] = "1";
     setting.environment["LC_ALL"] = "C.UTF-8";
     manager.start({"openbox", "--sm-disable"}, setting);

@@ -26,10 +26,10 @@ class ProgramFixture : public testing::Test {
         }
         ASSERT_TRUE(bus.start());
         ASSERT_TRUE(server.start());
-        setting.environment = {{"HOME", home.path()},         {"XDG_CONFIG_HOME", ""},
-                               {"DISPLAY", server.display()}, {"WAYLAND_DISPLAY", ""},
-                               {"KEYSONG_OUTPUT", "virtual"}, {"KEYSONG_LOG_SINK", "stderr"},
-                               {"XDG_STATE_HOME", ""}};
+        setting.environment = {{"HOME", home.path()},          {"XDG_CONFIG_HOME", ""},
+                               {"XDG_DATA_HOME", ""},          {"DISPLAY", server.display()},
+                               {"WAYLAND_DISPLAY", ""},        {"KEYSONG_OUTPUT", "virtual"},
+                               {"KEYSONG_LOG_SINK", "stderr"}, {"XDG_STATE_HOME", ""}};
     }
 
     [[nodiscard]] ChildProcess::Setting loggingTo(const std::string& name) const {

@@ -1,3 +1,5 @@
+#include "Shared/Loudness.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>

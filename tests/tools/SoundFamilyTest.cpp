@@ -1,3 +1,5 @@
+#include "Shared/Loudness.h"
+
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 

@@ -29,7 +29,7 @@ double decibelsOf(double power) {
 }
 
 Signal above(Signal signal, double cornerHz) {
-    Biquad::highPass(cornerHz).run(signal);
+    highPass(cornerHz).run(signal);
     return signal;
 }
 
@@ -52,7 +52,7 @@ Fingerprint fingerprintOf(const std::vector<Signal>& sounds) {
             const double fromHz = 100 * std::exp2(0.5 * band);
             Signal part = above(above(sound, fromHz), fromHz);
             for (int i = 0; i < 2; ++i) {
-                Biquad::lowPass(fromHz * std::numbers::sqrt2).run(part);
+                lowPass(fromHz * std::numbers::sqrt2).run(part);
             }
             for (std::size_t i = 0; i + 1 < spans.size(); ++i) {
                 const auto from = static_cast<std::size_t>(samplesIn(spans[i]));

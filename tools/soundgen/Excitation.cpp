@@ -19,8 +19,8 @@ void addAt(Signal& out, double atMs, const Signal& part, double amplitude) {
 } // namespace
 
 Signal bandNoise(int length, double fromHz, double toHz, Random& random) {
-    Biquad high = Biquad::highPass(fromHz);
-    Biquad low = Biquad::lowPass(std::min(toHz, 0.45 * sampleRate));
+    Biquad high = highPass(fromHz);
+    Biquad low = lowPass(std::min(toHz, 0.45 * sampleRate));
     // The filters settle before the part that is kept.
     for (int n = 0; n < 512; ++n) {
         static_cast<void>(low.step(high.step(random.even())));
@@ -77,8 +77,8 @@ void addRub(Signal& out, double atMs, const Rub& rub, double amplitude, Random& 
     for (double& grain : grains) {
         grain = random.unit() < chance ? weight * random.gaussian() : 0;
     }
-    Biquad::highPass(rub.fromHz).run(grains);
-    Biquad::lowPass(std::min(rub.toHz, 0.45 * sampleRate)).run(grains);
+    highPass(rub.fromHz).run(grains);
+    lowPass(std::min(rub.toHz, 0.45 * sampleRate)).run(grains);
     for (int n = 0; n < length; ++n) {
         const double place = static_cast<double>(n) / length;
         grains[static_cast<std::size_t>(n)] *= smoothStep(place * 4) * smoothStep((1 - place) * 1.6);

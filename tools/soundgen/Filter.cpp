@@ -26,29 +26,16 @@ int samplesIn(double milliseconds) noexcept {
     return std::max(1, static_cast<int>(milliseconds * sampleRate / 1000 + 0.5));
 }
 
-Biquad Biquad::lowPass(double cornerHz) noexcept {
+Biquad lowPass(double cornerHz) noexcept {
     const Section s = section(cornerHz);
     const double b = (1 - s.cosine) / 2 / s.a0;
     return Biquad({b, 2 * b, b, s.a1 / s.a0, s.a2 / s.a0});
 }
 
-Biquad Biquad::highPass(double cornerHz) noexcept {
+Biquad highPass(double cornerHz) noexcept {
     const Section s = section(cornerHz);
     const double b = (1 + s.cosine) / 2 / s.a0;
     return Biquad({b, -2 * b, b, s.a1 / s.a0, s.a2 / s.a0});
-}
-
-double Biquad::step(double input) noexcept {
-    const double output = c_.b0 * input + first_;
-    first_ = c_.b1 * input - c_.a1 * output + second_;
-    second_ = c_.b2 * input - c_.a2 * output;
-    return output;
-}
-
-void Biquad::run(Signal& signal) noexcept {
-    for (double& sample : signal) {
-        sample = step(sample);
-    }
 }
 
 } // namespace keysong::soundgen

@@ -14,7 +14,7 @@ void addRoom(Signal& signal, const Room& room, std::uint64_t seed) {
     }
     Random random(seed, "room", 0);
     Signal dark = signal;
-    Biquad::lowPass(room.lowPassHz).run(dark);
+    lowPass(room.lowPassHz).run(dark);
     const double level = amplitudeFromDecibels(room.levelDb);
     for (int i = 0; i < room.reflections; ++i) {
         const double place = (i + random.unit()) / room.reflections;
@@ -29,20 +29,7 @@ void addRoom(Signal& signal, const Room& room, std::uint64_t seed) {
 }
 
 void removeRumble(Signal& signal) {
-    Biquad::highPass(60).run(signal);
-}
-
-double loudness(const Signal& signal) {
-    // The two sections of BS.1770 at 48 kHz: the head's shelf, then a high pass.
-    Biquad shelf(
-        {1.53512485958697, -2.69169618940638, 1.19839281085285, -1.69065929318241, 0.73248077421585});
-    Biquad low({1, -2, 1, -1.99004745483398, 0.99007225036621});
-    double energy = 0;
-    for (const double sample : signal) {
-        const double weighted = low.step(shelf.step(sample));
-        energy += weighted * weighted;
-    }
-    return std::sqrt(energy / samplesIn(50));
+    highPass(60).run(signal);
 }
 
 double peakOf(const Signal& signal) noexcept {

@@ -14,10 +14,6 @@ void addRoom(Signal& signal, const Room& room, std::uint64_t seed);
 /// Takes away what lies below the range of any part of a keyboard, and so all constant offset.
 void removeRumble(Signal& signal);
 
-/// How much a sound adds to the loudness of typing: its energy after the K weighting of ITU-R BS.1770, as the
-/// root mean square that it has when all of it lies within 50 ms.
-[[nodiscard]] double loudness(const Signal& signal);
-
 /// Greatest absolute value.
 [[nodiscard]] double peakOf(const Signal& signal) noexcept;
 

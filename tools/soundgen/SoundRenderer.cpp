@@ -1,5 +1,6 @@
 #include "soundgen/SoundRenderer.h"
 
+#include "Shared/Loudness.h"
 #include "Shared/NumberText.h"
 
 #include <algorithm>

@@ -233,6 +233,12 @@ KeyMeaning keyMeaningOf(std::uint16_t linuxCode) noexcept {
                                  : KeyMeaning{KeyMeaning::Kind::key, freeCode(linuxCode), 0};
 }
 
+std::optional<std::uint8_t> soundKeyOf(std::uint16_t linuxCode) noexcept {
+    const KeyMeaning meaning = keyMeaningOf(linuxCode);
+    const bool hasOwn = meaning.kind != KeyMeaning::Kind::none && meaning.kind != KeyMeaning::Kind::media;
+    return hasOwn ? std::optional(static_cast<std::uint8_t>(meaning.code)) : std::nullopt;
+}
+
 std::vector<std::uint16_t> linuxCodesOf(std::uint32_t keyCode) {
     std::vector<std::uint16_t> codes;
     for (const Row& row : ordinaryKeys) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace keysong {
@@ -29,6 +30,10 @@ struct KeyMeaning {
 /// The meaning of a Linux key code (KEY_*). A key with no counterpart gets a code between 128 and 255 that
 /// no other meaning uses, so that it still sounds. Any thread; real-time safe.
 [[nodiscard]] KeyMeaning keyMeaningOf(std::uint16_t linuxCode) noexcept;
+
+/// The virtual key code of a Linux key as a sound set's manifest names it; none for a button, and for a media
+/// key, which sounds as the key that it shares its cap with. Any thread; real-time safe.
+[[nodiscard]] std::optional<std::uint8_t> soundKeyOf(std::uint16_t linuxCode) noexcept;
 
 /// The Linux key codes (KEY_*) of the ordinary keys that have this virtual key code; empty when there is
 /// none. Any thread but the render thread.

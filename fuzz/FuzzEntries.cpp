@@ -1,0 +1,140 @@
+#include "fuzz/FuzzEntries.h"
+
+#include "Audio/SampleDecoder.h"
+#include "Audio/SoundSet.h"
+#include "Packs/Grouping.h"
+#include "Packs/PackSounds.h"
+#include "Platform/linux/FileDescriptor.h"
+#include "Platform/linux/KeyCodes.h"
+#include "Platform/linux/SndfileAudio.h"
+#include "Platform/linux/ZipArchives.h"
+#include "Shared/SoundManifest.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+namespace keysong::fuzz {
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+/// A pack with one configuration and some files of sound, in memory.
+class PackInMemory final : public Archive {
+  public:
+    PackInMemory(const std::string& configName, std::string_view config) : config_(config) {
+        entries_.push_back({configName, ArchiveEntry::Kind::file, config.size(), false});
+        for (const char* name : {"a.wav", "b.wav", "R0.mp3", "R1.mp3", "sub/c.ogg"}) {
+            entries_.push_back({name, ArchiveEntry::Kind::file, 0, false});
+        }
+    }
+
+    [[nodiscard]] const std::vector<ArchiveEntry>& entries() const override { return entries_; }
+    [[nodiscard]] std::string read(std::size_t entry, std::size_t) const override {
+        return entry == 0 ? std::string(config_) : std::string();
+    }
+
+  private:
+    std::string_view config_;
+    std::vector<ArchiveEntry> entries_;
+};
+
+/// Reads the pack as an import does, up to the manifest; its sounds are not looked at.
+void readWholePack(std::unique_ptr<Archive> archive) {
+    PackReport report;
+    PackFiles files = PackFiles::fromArchive(std::move(archive), report);
+    for (const std::string& name : files.names()) {
+        require(safeName(name) == name);
+    }
+    try {
+        const PackSounds sounds = readPack(files, soundKeyOf, report);
+        const auto plan = mapPlan<std::string>(sounds.plan, [&](const Clip& clip) {
+            require(files.find(clip.file) == clip.file);
+            require(!clip.range || (clip.range->startMs >= 0 && clip.range->lengthMs > 0));
+            return std::optional(std::to_string(clip.range ? clip.range->startMs : -1) + ".flac");
+        });
+        for (const auto& made : {plan, grouped(plan)}) {
+            SoundManifest manifest = manifestOf(made);
+            manifest.gain = sounds.gain;
+            require(SoundManifest::decode(manifest.encode()) == manifest);
+        }
+    } catch (const PackError&) {
+        // It is no pack, and said so.
+    }
+}
+
+void runManifest(std::string_view input) {
+    try {
+        const SoundManifest manifest = SoundManifest::decode(input);
+        require(SoundManifest::decode(manifest.encode()) == manifest);
+        require(manifest.effectiveGain() >= -12 && manifest.effectiveGain() <= 6);
+    } catch (const SoundManifestError&) {
+        // Refused as a whole.
+    }
+    readWholePack(std::make_unique<PackInMemory>(SoundManifest::fileName, input));
+}
+
+void runConfiguration(std::string_view input) {
+    readWholePack(std::make_unique<PackInMemory>("config.json", input));
+}
+
+void runProfile(std::string_view input) {
+    readWholePack(std::make_unique<PackInMemory>("profile.yaml", input));
+}
+
+void runArchive(std::string_view input) {
+    try {
+        readWholePack(ZipArchives::openBytes(input, PackFiles::mostEntries));
+    } catch (const ArchiveError&) {
+        return;
+    }
+    PackReport report;
+    const PackFiles files =
+        PackFiles::fromArchive(ZipArchives::openBytes(input, PackFiles::mostEntries), report);
+    for (const std::string& name : files.names()) {
+        try {
+            require(files.read(name).size() <= PackFiles::largestFileBytes);
+        } catch (const PackError&) {
+            continue;
+        }
+    }
+}
+
+void runAudio(std::string_view input) {
+    const FileDescriptor file(memfd_create("fuzz", MFD_CLOEXEC));
+    require(write(file.get(), input.data(), input.size()) == static_cast<ssize_t>(input.size()));
+    const std::string path = "/proc/self/fd/" + std::to_string(file.get());
+    const SndfileAudio audio;
+    try {
+        const SampleRef sample = SampleDecoder({48000, 1}, audio).decode(path);
+        for (const float frame : sample->frames()) {
+            require(std::isfinite(frame));
+        }
+    } catch (const AudioFileError&) {
+        // It is no sound.
+    } catch (const SoundSetError&) {
+        // It is none that is played.
+    }
+}
+
+constexpr Entry all[] = {{"manifest", runManifest},
+                         {"configuration", runConfiguration},
+                         {"profile", runProfile},
+                         {"archive", runArchive},
+                         {"audio", runAudio}};
+
+} // namespace
+
+std::span<const Entry> entries() {
+    return all;
+}
+
+} // namespace keysong::fuzz

@@ -1,0 +1,97 @@
+#include "Program/SetCommands.h"
+
+#include "Audio/SoundLibrary.h"
+#include "Packs/PackImporter.h"
+#include "Packs/SetCheck.h"
+#include "Platform/linux/KeyCodes.h"
+#include "Platform/linux/LinuxPlaces.h"
+#include "Platform/linux/LinuxStagedFolders.h"
+#include "Platform/linux/SndfileAudio.h"
+#include "Platform/linux/SndfileFlacWriter.h"
+#include "Platform/linux/ZipArchives.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace keysong {
+
+namespace {
+
+struct Options {
+    std::filesystem::path pack;
+    bool replace = false;
+    std::filesystem::path set;
+};
+
+void print(const std::string& line) {
+    std::printf("%s\n", line.c_str());
+}
+
+std::string counted(std::size_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+void printResult(const ImportResult& result) {
+    print("Imported \"" + result.name + "\" as " + result.id + " from " + result.format + ".");
+    print("  " + counted(result.filesCopied, "file") + " taken as they are, " +
+          counted(result.filesCut, "file") + " cut from recordings");
+    if (result.keysInPack > 0) {
+        print("  sounds for " + counted(result.keysInPack, "key") + ", " +
+              std::to_string(result.keysOnTheirOwn) + " unlike the rest of their group");
+    }
+    for (const auto& [reason, left] : result.report.left()) {
+        print("  left: " + reason + ", " + std::to_string(left.count) + " (" + left.examples + ")");
+    }
+    print("  in " + result.folder.string());
+    print("Use it with: keysongctl set " + result.id);
+}
+
+void runImport(const Options& options) {
+    const LinuxPlaces places;
+    const ZipArchives archives;
+    const SndfileAudio audio;
+    const SndfileFlacWriter writer;
+    const LinuxStagedFolders folders;
+    const auto libraries = SoundLibrary::directories(places);
+    if (libraries.empty()) {
+        throw PackError("there is no home folder to import into");
+    }
+    const PackImporter importer({archives, audio, writer, folders, soundKeyOf});
+    printResult(importer.import(options.pack, libraries.front(), options.replace));
+}
+
+void runCheck(const Options& options) {
+    const SetCheck check = checkSet(options.set, SndfileAudio());
+    for (const std::string& problem : check.problems) {
+        print("problem: " + problem);
+    }
+    for (const std::string& note : check.notes) {
+        print("note: " + note);
+    }
+    if (!check.problems.empty()) {
+        print(counted(check.problems.size(), "problem") + ".");
+        throw SetHasProblems();
+    }
+    print("No problems.");
+}
+
+} // namespace
+
+void addSetCommands(CLI::App& app) {
+    const auto options = std::make_shared<Options>();
+    auto* import = app.add_subcommand("import", "Make a sound set of a pack in another format");
+    import->add_option("pack", options->pack, "A folder or a zip archive")->required();
+    import->add_flag("--replace", options->replace,
+                     "Take the place of an installed set of the same identifier");
+    import->callback([options] { runImport(*options);
+});
+auto* check = app.add_subcommand("check", "Say what is wrong with a sound set");
+check->add_option("folder", options->set, "The set's folder")->required();
+check->callback([options] { runCheck(*options); });
+} // namespace keysong
+
+} // namespace keysong
