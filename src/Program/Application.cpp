@@ -15,6 +15,7 @@
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
 #include "Shared/SerialQueue.h"
+#include "UI/ProgramIcon.h"
 
 #include <QApplication>
 #include <QSocketNotifier>
@@ -74,6 +75,7 @@ std::unique_ptr<QCoreApplication> makeApplication(int& count, char** words) {
     // Panels show it as the title of the status item.
     QCoreApplication::setApplicationName("Keysong");
     QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(programIcon());
     return application;
 }
 

@@ -10,6 +10,7 @@
 #include <QListView>
 #include <QPushButton>
 #include <QSortFilterProxyModel>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -21,6 +22,19 @@ constexpr int iconSide = 24;
 constexpr QSize dialogSize(380, 440);
 /// What is typed is looked for in this: the name, then the identifier.
 constexpr int searchRole = Qt::UserRole + 1;
+
+/// Gives every name the same place, however narrow the icon before it is.
+class RowDelegate final : public QStyledItemDelegate {
+  public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+  protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        const QSize whole = option->decorationSize;
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->decorationSize = whole;
+    }
+};
 
 } // namespace
 
@@ -86,6 +100,7 @@ AppChooser::AppChooser(const InstalledApplications::List& applications, const Te
     search_->installEventFilter(this);
     list_->setModel(shown_.get());
     list_->setIconSize({iconSide, iconSide});
+    list_->setItemDelegate(new RowDelegate(list_));
     list_->setUniformItemSizes(true);
     list_->setTextElideMode(Qt::ElideRight);
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -105,8 +120,8 @@ AppChooser::AppChooser(const InstalledApplications::List& applications, const Te
     }
     connect(search_, &QLineEdit::textChanged, this, &AppChooser::narrow);
     connect(list_, &QListView::doubleClicked, this, &AppChooser::finish);
-    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this](const QModelIndex& current) { add_->setEnabled(current.isValid()); });
+    connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { add_->setEnabled(selected().isValid()); });
     connect(buttons, &QDialogButtonBox::accepted, this, &AppChooser::finish);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     narrow({});
@@ -124,7 +139,7 @@ bool AppChooser::eventFilter(QObject* watched, QEvent* event) {
         const int by = press.key() == Qt::Key_Down ? 1 : press.key() == Qt::Key_Up ? -1 : 0;
         if (by != 0) {
             const int last = shown_->rowCount() - 1;
-            const int row = qBound(0, list_->currentIndex().row() + by, qMax(0, last));
+            const int row = qBound(0, selected().row() + by, qMax(0, last));
             list_->setCurrentIndex(shown_->index(row, 0));
             return true;
         }
@@ -139,10 +154,16 @@ void AppChooser::narrow(const QString& text) {
     add_->setEnabled(first.isValid());
 }
 
+QModelIndex AppChooser::selected() const {
+    // Not the current one, which stays where it is when an assistive program selects another.
+    const QModelIndexList selection = list_->selectionModel()->selectedIndexes();
+    return selection.isEmpty() ? QModelIndex() : selection.front();
+}
+
 void AppChooser::finish() {
-    const QModelIndex current = list_->currentIndex();
-    if (current.isValid()) {
-        emit chosen(current.data(Qt::UserRole).toString().toStdString());
+    const QModelIndex application = selected();
+    if (application.isValid()) {
+        emit chosen(application.data(Qt::UserRole).toString().toStdString());
         accept();
     }
 }

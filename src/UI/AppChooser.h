@@ -4,6 +4,7 @@
 #include "Platform/TextOrder.h"
 
 #include <QDialog>
+#include <QModelIndex>
 #include <memory>
 #include <string>
 
@@ -34,6 +35,8 @@ class AppChooser final : public QDialog {
     class Model;
 
     void narrow(const QString& text);
+    /// Not valid where nothing is.
+    [[nodiscard]] QModelIndex selected() const;
     void finish();
 
     std::unique_ptr<Model> model_;

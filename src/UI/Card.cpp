@@ -1,8 +1,13 @@
 #include "UI/Card.h"
 
+#include "UI/AccessibleFactory.h"
+
+#include <QAbstractButton>
+#include <QAccessibleWidget>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace keysong {
 
@@ -11,18 +16,26 @@ namespace {
 constexpr qreal cornerRadius = 9;
 constexpr int sidePadding = 12;
 constexpr int rowPadding = 7;
+/// Of what separates one row from the next.
+constexpr int lineWidth = 1;
 
-/// A line from side to side of its card's content.
-class Separator final : public QWidget {
-  public:
-    explicit Separator(QWidget* parent) : QWidget(parent) {
-        setFixedHeight(1);
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+/// Gives a control the name of its row; a button with a text of its own is described by it.
+void nameAfterRow(QWidget* control, const QString& label, const QString& caption) {
+    const auto* const button = qobject_cast<const QAbstractButton*>(control);
+    if (button != nullptr && !button->text().isEmpty()) {
+        control->setAccessibleDescription(label);
+    } else {
+        control->setAccessibleName(label);
     }
+    if (!caption.isEmpty()) {
+        control->setAccessibleDescription(caption);
+    }
+}
 
-  protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), palette().mid()); }
-};
+/// A group, so that assistive programs can say to which one a control belongs.
+QAccessibleInterface* makeGroup(SettingsSection& section) {
+    return new QAccessibleWidget(&section, QAccessible::Grouping);
+}
 
 } // namespace
 
@@ -37,17 +50,14 @@ Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
 
 Card::Card(QWidget* parent) : QWidget(parent), rows_(new QVBoxLayout(this)) {
     rows_->setContentsMargins(sidePadding, 3, sidePadding, 3);
-    rows_->setSpacing(0);
+    rows_->setSpacing(lineWidth);
 }
 
 void Card::addContent(QWidget* content) {
-    if (rows_->count() > 0) {
-        rows_->addWidget(new Separator(this));
-    }
     rows_->addWidget(content);
 }
 
-QWidget* Card::addRow(const QString& label, QWidget* control, const QString& caption) {
+QWidget* Card::addRow(const QString& label, const QList<QWidget*>& controls, const QString& caption) {
     auto* const row = new QWidget(this);
     row->setMinimumHeight(fontMetrics().height() + 2 * (rowPadding + 4));
     auto* const lines = new QVBoxLayout(row);
@@ -57,16 +67,18 @@ QWidget* Card::addRow(const QString& label, QWidget* control, const QString& cap
     line->setSpacing(10);
     auto* const name = new QLabel(label, row);
     name->setTextFormat(Qt::PlainText);
-    name->setBuddy(control);
     line->addWidget(name);
     line->addStretch(1);
-    line->addWidget(control);
-    lines->addLayout(line);
-    if (control->accessibleName().isEmpty()) {
-        control->setAccessibleName(label);
+    for (QWidget* const control : controls) {
+        line->addWidget(control);
+        QWidget* const active = control->focusProxy() != nullptr ? control->focusProxy() : control;
+        if (name->buddy() == nullptr && active->focusPolicy() != Qt::NoFocus) {
+            name->setBuddy(active);
+            nameAfterRow(active, label, caption);
+        }
     }
+    lines->addLayout(line);
     if (!caption.isEmpty()) {
-        control->setAccessibleDescription(caption);
         lines->addWidget(new Caption(caption, row));
     }
     addContent(row);
@@ -79,10 +91,18 @@ void Card::paintEvent(QPaintEvent*) {
     painter.setPen(QPen(palette().mid(), 1));
     painter.setBrush(palette().alternateBase());
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    bool isFirst = true;
+    for (int i = 0; i < rows_->count(); ++i) {
+        const QWidget* const row = rows_->itemAt(i)->widget();
+        if (row->isVisible() && !std::exchange(isFirst, false)) {
+            painter.fillRect(row->x(), row->y() - lineWidth, row->width(), lineWidth, palette().mid());
+        }
+    }
 }
 
 SettingsSection::SettingsSection(const QString& title, QWidget* parent)
     : QWidget(parent), card_(new Card(this)) {
+    installAccessible<SettingsSection, makeGroup>();
     auto* const lines = new QVBoxLayout(this);
     lines->setContentsMargins(0, 0, 0, 0);
     lines->setSpacing(7);

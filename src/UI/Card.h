@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QLabel>
+#include <QList>
 #include <QWidget>
 
 class QVBoxLayout;
@@ -25,9 +26,10 @@ class Card final : public QWidget {
     /// Appends a row that `content` fills.
     void addContent(QWidget* content);
 
-    /// Appends a row with a label on the leading side and `control` on the trailing one, which the label
-    /// names for those who do not see it. `caption`, where there is one, stands below. Returns the row.
-    QWidget* addRow(const QString& label, QWidget* control, const QString& caption = {});
+    /// Appends a row with a label on the leading side and one or more controls on the trailing one. For those
+    /// who do not see it, the label names the first that takes the focus, or describes it where it is a
+    /// button with a text. `caption`, where there is one, stands below. Returns the row.
+    QWidget* addRow(const QString& label, const QList<QWidget*>& controls, const QString& caption = {});
 
   protected:
     void paintEvent(QPaintEvent* event) override;

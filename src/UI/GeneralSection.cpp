@@ -3,7 +3,6 @@
 #include "UI/Symbols.h"
 
 #include <QDesktopServices>
-#include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLocale>
 #include <QMessageBox>
@@ -14,17 +13,6 @@
 namespace keysong {
 
 namespace {
-
-/// A value beside a button, as one control of a row.
-QWidget* beside(QLabel* value, QPushButton* button, QWidget* parent) {
-    auto* const both = new QWidget(parent);
-    auto* const line = new QHBoxLayout(both);
-    line->setContentsMargins(0, 0, 0, 0);
-    line->setSpacing(10);
-    line->addWidget(value);
-    line->addWidget(button);
-    return both;
-}
 
 void confirmReset(AppModel& model, QWidget* window) {
     auto* const dialog =
@@ -50,22 +38,18 @@ void addLaunchAtLogin(Card& card, AppModel& model) {
                       ? QString()
                       : SettingsSection::tr("Available once Keysong is in your Applications folder."));
     toggle->setEnabled(model.canLaunchAtLogin());
-    // What the login service refused is shown as it is, not as it was clicked.
-    QObject::connect(toggle, &QCheckBox::clicked, toggle,
-                     [&model, toggle] { toggle->setChecked(model.launchAtLogin()); });
 }
 
 void addHotkey(Card& card, const QString& label, QKeyCombination keysHeld) {
     const QKeySequence keys(keysHeld);
     auto* const value = new QLabel(keys.toString(QKeySequence::NativeText), &card);
     value->setAccessibleName(label + QStringLiteral(": ") + value->text());
-    card.addRow(label, value);
+    card.addRow(label, {value});
 }
 
 void addKeyCount(Card& card, AppModel& model) {
     auto* const count = new QLabel(&card);
     auto* const reset = new QPushButton(SettingsSection::tr("Reset"), &card);
-    reset->setAccessibleDescription(SettingsSection::tr("Keys pressed"));
     const auto follow = [&model, count] {
         count->setText(QLocale().toString(static_cast<qlonglong>(model.keysPressed())));
     };
@@ -73,7 +57,7 @@ void addKeyCount(Card& card, AppModel& model) {
     QObject::connect(&model, &AppModel::keysPressedChanged, count, follow);
     QObject::connect(reset, &QPushButton::clicked, reset,
                      [&model, reset] { confirmReset(model, reset->window()); });
-    card.addRow(SettingsSection::tr("Keys pressed"), beside(count, reset, &card));
+    card.addRow(SettingsSection::tr("Keys pressed"), {count, reset});
 }
 
 void addAccessibility(Card& card, AppModel& model) {
@@ -91,7 +75,7 @@ void addAccessibility(Card& card, AppModel& model) {
     follow();
     QObject::connect(&model, &AppModel::isTrustedChanged, state, follow);
     QObject::connect(grant, &QPushButton::clicked, &model, &AppModel::showOnboarding);
-    card.addRow(SettingsSection::tr("Accessibility"), beside(state, grant, &card));
+    card.addRow(SettingsSection::tr("Accessibility"), {state, grant});
 }
 
 void addCredits(Card& card, const Places& places) {
@@ -103,7 +87,7 @@ void addCredits(Card& card, const Places& places) {
             QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(file.string())));
         }
     });
-    card.addRow(SettingsSection::tr("Sounds"), credits);
+    card.addRow(SettingsSection::tr("Sounds"), {credits});
 }
 
 } // namespace

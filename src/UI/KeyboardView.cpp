@@ -6,6 +6,7 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QTimerEvent>
 #include <QWindow>
 #include <algorithm>
 #include <cmath>
@@ -20,6 +21,10 @@ constexpr double capHeight = 0.86;
 constexpr double smallestCap = 8;
 constexpr double aspectRatio = 3;
 constexpr qreal cornerRadius = 3;
+/// Milliseconds between two looks while nobody types: less than a key stays down, so that the first one that
+/// is typed elsewhere lights, too.
+constexpr int calmInterval = 50;
+constexpr int looksUntilCalm = 120;
 
 double rowUnits(const std::vector<KeyboardView::Key>& row) {
     double units = 0;
@@ -51,8 +56,6 @@ KeyboardView::KeyboardView(const KeyMonitor& monitor, QWidget* parent) : QWidget
     // A keyboard has its left on the left, whatever the direction of the writing.
     setLayoutDirection(Qt::LeftToRight);
     setAccessibleName(tr("Keyboard"));
-    frame_.setTimerType(Qt::PreciseTimer);
-    connect(&frame_, &QTimer::timeout, this, &KeyboardView::follow);
 }
 
 const std::vector<std::vector<KeyboardView::Key>>& KeyboardView::rows() {
@@ -158,8 +161,12 @@ void KeyboardView::follow() {
     }
     const auto now = monitor_.snapshot().down;
     if (now == down_) {
+        if (now == decltype(now){} && ++looksWithoutChange_ > looksUntilCalm) {
+            lookEvery(std::max(calmInterval, frameInterval()));
+        }
         return;
     }
+    lookEveryFrame();
     const auto before = std::exchange(down_, now);
     for (const Cap& cap : caps_) {
         const std::size_t word = cap.key->code / 64U;
@@ -229,12 +236,41 @@ void KeyboardView::resizeEvent(QResizeEvent*) {
 
 void KeyboardView::showEvent(QShowEvent*) {
     down_ = monitor_.snapshot().down;
-    const double rate = std::clamp(screen()->refreshRate(), 24.0, 240.0);
-    frame_.start(static_cast<int>(1000 / rate));
+    lookEveryFrame();
+    qApp->installEventFilter(this);
 }
 
 void KeyboardView::hideEvent(QHideEvent*) {
     frame_.stop();
+    interval_ = 0;
+    qApp->removeEventFilter(this);
+}
+
+void KeyboardView::timerEvent(QTimerEvent* event) {
+    event->timerId() == frame_.timerId() ? follow() : QWidget::timerEvent(event);
+}
+
+bool KeyboardView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress) {
+        lookEveryFrame();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void KeyboardView::lookEveryFrame() {
+    looksWithoutChange_ = 0;
+    lookEvery(frameInterval());
+}
+
+int KeyboardView::frameInterval() const {
+    return static_cast<int>(1000 / std::clamp(screen()->refreshRate(), 24.0, 240.0));
+}
+
+void KeyboardView::lookEvery(int milliseconds) {
+    if (milliseconds != interval_) {
+        interval_ = milliseconds;
+        frame_.start(milliseconds, Qt::PreciseTimer, this);
+    }
 }
 
 } // namespace keysong

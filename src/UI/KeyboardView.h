@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QTimer>
+#include <QBasicTimer>
 #include <QWidget>
 #include <array>
 #include <cstdint>
@@ -12,8 +12,9 @@ class KeyMonitor;
 
 /// A small picture of a keyboard that lights every key held right now, anywhere on the machine.
 ///
-/// While it can be seen it looks at the key monitor once per frame of its display and draws only the caps
-/// that changed; nothing lights unless somebody switched the monitor's watching on. Main thread.
+/// While it can be seen it looks at the key monitor once per frame of its display, less often while nobody
+/// types, and draws only the caps that changed; nothing lights unless somebody switched the monitor's
+/// watching on. Main thread.
 class KeyboardView final : public QWidget {
     Q_OBJECT
 
@@ -44,6 +45,9 @@ class KeyboardView final : public QWidget {
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+    /// Sees that somebody types into this program.
+    [[nodiscard]] bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     struct Cap {
@@ -53,13 +57,19 @@ class KeyboardView final : public QWidget {
 
     [[nodiscard]] bool isHeld(std::uint16_t code) const;
     void follow();
+    void lookEvery(int milliseconds);
+    void lookEveryFrame();
+    [[nodiscard]] int frameInterval() const;
     void layOut();
     void drawCap(QPainter& painter, const Cap& cap) const;
 
     const KeyMonitor& monitor_;
     /// As in the monitor's state, when it was last looked at.
     std::array<std::uint64_t, 4> down_{};
-    QTimer frame_;
+    QBasicTimer frame_;
+    /// The time between two looks, now; 0 while it cannot be seen.
+    int interval_ = 0;
+    int looksWithoutChange_ = 0;
     double unit_ = 0;
     std::vector<Cap> caps_;
 };

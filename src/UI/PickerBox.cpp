@@ -58,6 +58,23 @@ PickerBox::PickerBox(QWidget* parent) : QComboBox(parent) {
     view()->setTextElideMode(Qt::ElideMiddle);
     view()->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     connect(this, &QComboBox::activated, this, [this](int index) { emit chosen(itemData(index)); });
+    // Assistive programs select an entry of the list. What the pointer or the keys select is the current one
+    // by the time that the event is over, and not chosen yet.
+    connect(view()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &PickerBox::adoptSelection, Qt::QueuedConnection);
+}
+
+void PickerBox::adoptSelection() {
+    const QModelIndexList selected = view()->selectionModel()->selectedIndexes();
+    if (selected.size() != 1 || selected.front() == view()->currentIndex() ||
+        (selected.front().flags() & Qt::ItemIsEnabled) == 0) {
+        return;
+    }
+    const int index = selected.front().row();
+    hidePopup();
+    setCurrentIndex(index);
+    view()->setCurrentIndex(selected.front());
+    emit chosen(itemData(index));
 }
 
 void PickerBox::refill(const std::function<void()>& fill, const QVariant& current) {

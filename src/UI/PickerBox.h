@@ -34,6 +34,8 @@ class PickerBox final : public QComboBox {
     void keyPressEvent(QKeyEvent* event) override;
 
   private:
+    void adoptSelection();
+
     bool hasHeadings_ = false;
 };
 

@@ -7,7 +7,6 @@
 #include <QKeyEvent>
 #include <QScreen>
 #include <QShortcut>
-#include <QVBoxLayout>
 
 namespace keysong {
 
@@ -23,9 +22,7 @@ SettingsPanel::SettingsPanel(const UiServices& services) : view_(new SettingsVie
     setWindowTitle(tr("Keysong Settings"));
     setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                    Qt::WindowCloseButtonHint);
-    auto* const fill = new QVBoxLayout(this);
-    fill->setContentsMargins(0, 0, 0, 0);
-    fill->addWidget(view_);
+    setCentralWidget(view_);
     setFocusProxy(&view_->scratch());
     connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
     fitScreen();
@@ -45,7 +42,7 @@ void SettingsPanel::keyPressEvent(QKeyEvent* event) {
     QWidget& scratch = view_->scratch();
     // What the scratch field itself did not take must not come back to it.
     if (QApplication::focusWidget() == &scratch || !isStrayTyping(*event)) {
-        QWidget::keyPressEvent(event);
+        QMainWindow::keyPressEvent(event);
         return;
     }
     scratch.setFocus(Qt::OtherFocusReason);

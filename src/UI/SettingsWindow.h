@@ -2,14 +2,14 @@
 
 #include "UI/SettingsView.h"
 
-#include <QWidget>
+#include <QMainWindow>
 #include <memory>
 
 namespace keysong {
 
 /// The window around the settings. What is typed while no text field has the focus goes to the scratch field.
 /// Main thread.
-class SettingsPanel final : public QWidget {
+class SettingsPanel final : public QMainWindow {
     Q_OBJECT
 
   public:

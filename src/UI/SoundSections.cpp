@@ -60,7 +60,7 @@ SettingsSection* makeSoundSection(AppModel& model, QWidget* parent) {
     Card& card = section->card();
     addToggle(card, model, SettingsSection::tr("Enabled"),
               {&AppModel::isEnabled, &AppModel::setEnabled, &AppModel::isEnabledChanged});
-    card.addRow(SettingsSection::tr("Volume"), new VolumeSlider(model, &card));
+    card.addRow(SettingsSection::tr("Volume"), {new VolumeSlider(model, &card)});
     addToggle(card, model, SettingsSection::tr("Mouse clicks"),
               {&AppModel::mouseSounds, &AppModel::setMouseSounds, &AppModel::mouseSoundsChanged});
     addToggle(card, model, SettingsSection::tr("Scroll ticks"),
@@ -75,22 +75,15 @@ SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Switch"), parent);
     auto* const none = new QLabel(SettingsSection::tr("None installed"), section);
     none->setForegroundRole(QPalette::PlaceholderText);
-    auto* const choice = new QWidget(section);
-    auto* const line = new QHBoxLayout(choice);
-    line->setContentsMargins(0, 0, 0, 0);
-    line->setSpacing(6);
-    auto* const picker = new PickerBox(choice);
-    picker->setAccessibleName(SettingsSection::tr("Switch"));
-    auto* const play = new QToolButton(choice);
+    auto* const picker = new PickerBox(section);
+    auto* const play = new QToolButton(section);
     play->setIcon(symbolIcon(Symbol::playCircle));
     play->setIconSize({20, 20});
     play->setToolTip(SettingsSection::tr("Hear it"));
     play->setAccessibleName(SettingsSection::tr("Hear it"));
     play->setFocusPolicy(Qt::StrongFocus);
-    line->addWidget(picker);
-    line->addWidget(play);
-    QWidget* const emptyRow = section->card().addRow(SettingsSection::tr("Switch"), none);
-    QWidget* const fullRow = section->card().addRow(SettingsSection::tr("Switch"), choice);
+    QWidget* const emptyRow = section->card().addRow(SettingsSection::tr("Switch"), {none});
+    QWidget* const fullRow = section->card().addRow(SettingsSection::tr("Switch"), {picker, play});
 
     const auto refill = [&model, picker, emptyRow, fullRow] {
         fillSets(*picker, model);
@@ -142,7 +135,7 @@ SettingsSection* makeToneSection(AppModel& model, QWidget* parent) {
 SettingsSection* makeOutputSection(AppModel& model, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Output"), parent);
     auto* const picker = new PickerBox(section);
-    section->card().addRow(SettingsSection::tr("Output device"), picker);
+    section->card().addRow(SettingsSection::tr("Output device"), {picker});
     section->setFooter(SettingsSection::tr(
         "Bluetooth headphones add around 150 ms. Use speakers or a wired output for typing."));
     const auto refill = [&model, picker] { fillDevices(*picker, model); };

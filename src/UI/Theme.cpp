@@ -29,7 +29,7 @@ struct Colors {
 constexpr Colors lightColors{0xffececee, 0xffffffff, 0xfff6f6f8, 0xff1c1c1e, 0xff66666b,
                              0xffd9d9dd, 0xffc4c4ca, 0xffffffff, 0xff2a6fe8, 0xffffffff};
 constexpr Colors darkColors{0xff1e1e20, 0xff2a2a2c, 0xff1b1b1d, 0xfff2f2f4, 0xffa4a4aa,
-                            0xff414145, 0xff5a5a60, 0xff3a3a3d, 0xff4a8cff, 0xffffffff};
+                            0xff414145, 0xff5a5a60, 0xff3a3a3d, 0xff2f74e8, 0xffffffff};
 
 QColor blend(QRgb front, QRgb back, double share) {
     const auto part = [&](int a, int b) { return static_cast<int>(a * share + b * (1 - share)); };

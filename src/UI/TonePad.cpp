@@ -21,12 +21,13 @@ constexpr float fineStep = 0.01F;
 
 TonePad::TonePad(AppModel& model, QWidget* parent, int side, int inset)
     : QWidget(parent), model_(model), inset_(inset) {
+    // First of all: naming the pad makes assistive programs look at it.
+    TonePadAccessible::install();
     setFixedSize(side, side);
     setFocusPolicy(Qt::StrongFocus);
     // Left is deep whatever the direction of the writing.
     setLayoutDirection(Qt::LeftToRight);
     setAccessibleName(tr("Tone"));
-    TonePadAccessible::install();
     connect(&model_, &AppModel::toneChanged, this, [this] {
         update();
         TonePadAccessible::announce(*this, Axis::tone);

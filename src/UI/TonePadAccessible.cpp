@@ -1,5 +1,7 @@
 #include "UI/TonePadAccessible.h"
 
+#include "UI/AccessibleFactory.h"
+
 #include <QPointer>
 
 namespace keysong {
@@ -88,6 +90,10 @@ QAccessible::Id makeAxis(TonePad& pad, TonePad::Axis axis) {
     return QAccessible::registerAccessibleInterface(new AxisAccessible(pad, axis));
 }
 
+QAccessibleInterface* makeAccessible(TonePad& pad) {
+    return new TonePadAccessible(pad);
+}
+
 } // namespace
 
 TonePadAccessible::TonePadAccessible(TonePad& pad)
@@ -102,16 +108,7 @@ TonePadAccessible::~TonePadAccessible() {
 }
 
 void TonePadAccessible::install() {
-    static const bool installed = [] {
-        QAccessible::installFactory([](const QString& className, QObject* object) -> QAccessibleInterface* {
-            auto* const pad = className == QLatin1String(TonePad::staticMetaObject.className())
-                                  ? qobject_cast<TonePad*>(object)
-                                  : nullptr;
-            return pad != nullptr ? new TonePadAccessible(*pad) : nullptr;
-        });
-        return true;
-    }();
-    static_cast<void>(installed);
+    installAccessible<TonePad, makeAccessible>();
 }
 
 void TonePadAccessible::announce(TonePad& pad, TonePad::Axis axis) {

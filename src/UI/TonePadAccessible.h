@@ -13,7 +13,7 @@ class TonePadAccessible final : public QAccessibleWidget {
     explicit TonePadAccessible(TonePad& pad);
     ~TonePadAccessible() override;
 
-    /// Makes the toolkit find this for every tone pad.
+    /// Makes the toolkit find this for every tone pad (`installAccessible`).
     static void install();
     /// Tells assistive programs of an axis's new value.
     static void announce(TonePad& pad, TonePad::Axis axis);

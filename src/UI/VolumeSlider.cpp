@@ -57,7 +57,6 @@ VolumeSlider::VolumeSlider(AppModel& model, QWidget* parent) : QWidget(parent) {
     slider->setSingleStep(arrowStep);
     slider->setPageStep(pageStep);
     slider->setMinimumWidth(shortestSlider);
-    slider->setAccessibleName(tr("Volume"));
     line->addWidget(new SymbolLabel(Symbol::speaker, this));
     line->addWidget(slider);
     line->addWidget(new SymbolLabel(Symbol::speakerLoud, this));

@@ -1,83 +1,18 @@
-// The built program as a person runs it: on a bus, a display and settings of its own, without sound hardware.
+// The program without its windows: how it starts, counts, obeys its hotkey and ends.
 
 #include "fakes/FakeTray.h"
-#include "support/ChildProcess.h"
-#include "support/PrivateBus.h"
 #include "support/PrivateSway.h"
-#include "support/PrivateXServer.h"
-#include "support/TempFolder.h"
 #include "support/WaveFile.h"
 #include "support/XTestClient.h"
 
-#include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <thread>
+#include "Program/ProgramFixture.h"
 
 namespace keysong::test {
 namespace {
 
-class ApplicationTest : public testing::Test {
-  public:
-    void SetUp() override {
-        if (std::filesystem::exists("/dev/input/event0")) {
-            GTEST_SKIP() << "the program would hear this machine's own keyboards";
-        }
-        ASSERT_TRUE(bus.start());
-        ASSERT_TRUE(server.start());
-        setting.environment = {{"HOME", home.path()},          {"XDG_CONFIG_HOME", ""},
-                               {"XDG_DATA_HOME", ""},          {"DISPLAY", server.display()},
-                               {"WAYLAND_DISPLAY", ""},        {"KEYSONG_OUTPUT", "virtual"},
-                               {"KEYSONG_LOG_SINK", "stderr"}, {"XDG_STATE_HOME", ""}};
-    }
-
-    [[nodiscard]] ChildProcess::Setting loggingTo(const std::string& name) const {
-        ChildProcess::Setting result = setting;
-        result.output = home.path() / name;
-        return result;
-    }
-    [[nodiscard]] std::string textOf(const std::string& name) const {
-        std::ifstream file(home.path() / name);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    /// What keysongctl prints; empty when it fails.
-    [[nodiscard]] std::string control(std::vector<std::string> words) const {
-        std::filesystem::remove(home.path() / "control"); // the output is added to what is there
-        words.insert(words.begin(), KEYSONG_CONTROL);
-        auto quiet = loggingTo("control");
-        quiet.environment["KEYSONG_LOG_SINK"] = "";
-        return ChildProcess::run(words, quiet) == 0 ? textOf("control") : std::string();
-    }
-    static bool eventually(const std::function<bool()>& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return true;
-    }
-    /// Starts the program and waits until it hears the keyboard.
-    void launch(ChildProcess& program) {
-        program.start({KEYSONG_PROGRAM}, loggingTo("log"));
-        ASSERT_TRUE(eventually([&] {
-            const std::string status = control({"status"});
-            return status.starts_with("sound    on\n") || status.starts_with("sound    off\n");
-        })) << textOf("log");
-    }
-
-    TempFolder home;
-    PrivateBus bus;
-    /// Large enough for a menu beside the pointer.
-    PrivateXServer server{"800x600x24"};
-    ChildProcess::Setting setting;
-};
+using ApplicationTest = ProgramFixture;
 
 TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
     setting.environment["DISPLAY"] = ""; // without a display the log tells of what would be shown
@@ -204,6 +139,9 @@ TEST_F(ApplicationTest, SleepsAsMutedWindowsComeToTheFrontUnderWayland) {
     setting.environment["DISPLAY"] = "";
     setting.environment.erase("WAYLAND_DISPLAY");
     home.write(".config/com.orlen.keysong/preferences.json", R"({"mutedApps":["second"]})");
+    // For the leak sanitizer: the toolkit leaves its Wayland objects to the end of the process.
+    const std::string known = home.write("known-leaks", "leak:libwayland-client.so\n");
+    setting.environment["LSAN_OPTIONS"] = "print_suppressions=0:suppressions=" + known;
     const auto sleeps = [&](bool asleep) {
         const std::string wanted = asleep ? "\"Sleeping\": true" : "\"Sleeping\": false";
         return eventually([&] { return control({"status", "--json"}).find(wanted) != std::string::npos; });

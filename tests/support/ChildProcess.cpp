@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <sstream>
 #include <string_view>
 
 namespace keysong::test {
@@ -44,6 +46,20 @@ bool becomeUser(uid_t user) {
 }
 
 } // namespace
+
+bool ChildProcess::isInstalled(const std::string& program) {
+    if (program.find('/') != std::string::npos) {
+        return access(program.c_str(), X_OK) == 0;
+    }
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path == nullptr ? "" : path);
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (access((folder + "/" + program).c_str(), X_OK) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
 
 uid_t ChildProcess::ordinaryUser() {
     constexpr uid_t nobody = 65534;

@@ -25,6 +25,9 @@ class ChildProcess {
     ~ChildProcess() { kill(); }
     ChildProcess(ChildProcess&& other) noexcept : process_(std::exchange(other.process_, -1)) {}
 
+    /// Whether a program is there to be started.
+    [[nodiscard]] static bool isInstalled(const std::string& program);
+
     /// Starts a program, found by PATH where it has no slash, instead of the one that runs.
     void start(const std::vector<std::string>& words, const Setting& setting);
     [[nodiscard]] bool isRunning() const { return process_ > 0; }

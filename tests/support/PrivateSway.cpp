@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <tuple>
 
 namespace keysong::test {
@@ -48,6 +50,22 @@ void PrivateSway::kill() {
 void PrivateSway::openWindow(const std::string& applicationId) {
     windows_.emplace_back().start({"foot", "--config=/dev/null", "--app-id=" + applicationId, "cat"},
                                   setting());
+}
+
+std::string PrivateSway::tree() const {
+    ChildProcess::Setting setting = this->setting();
+    const auto file = folder_.path() / "tree";
+    std::filesystem::remove(file);
+    setting.output = file;
+    if (ChildProcess::run({"swaymsg", "-t", "get_tree"}, setting) != 0) {
+        return {};
+    }
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string PrivateSway::display() const {
+    return folder_.path() / displayName;
 }
 
 bool PrivateSway::command(const std::string& words) const {

@@ -24,6 +24,10 @@ class PrivateSway {
     void openWindow(const std::string& applicationId);
     /// Runs a command of sway's; false when it fails.
     bool command(const std::string& words) const;
+    /// Its windows and their states, as JSON; empty when it does not answer.
+    [[nodiscard]] std::string tree() const;
+    /// Where its clients connect to, whatever their runtime folder.
+    [[nodiscard]] std::string display() const;
 
   private:
     [[nodiscard]] ChildProcess::Setting setting() const;

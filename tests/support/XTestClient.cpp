@@ -8,8 +8,8 @@
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
+#include <cstring>
 #include <stdexcept>
-#include <vector>
 
 namespace keysong::test {
 
@@ -51,13 +51,42 @@ void XTestClient::button(DeviceId device, int number, bool pressed) const {
     fake(pressed ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, device, number);
 }
 
-void XTestClient::fake(std::uint8_t type, DeviceId device, int detail) const {
+void XTestClient::moveTo(int x, int y) const {
+    constexpr int absolute = 0;
+    fake(XCB_MOTION_NOTIFY, injected, absolute, x, y);
+}
+
+void XTestClient::clickAt(int x, int y, int button) const {
+    moveTo(x, y);
+    this->button(injected, button, true);
+    this->button(injected, button, false);
+}
+
+std::vector<std::uint32_t> XTestClient::picture(int x, int y, int width, int height) const {
+    const XcbRef<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+        client_,
+        xcb_get_image(client_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(x),
+                      static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width),
+                      static_cast<std::uint16_t>(height), ~0U),
+        nullptr));
+    const auto count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    std::vector<std::uint32_t> pixels(count);
+    if (reply == nullptr ||
+        static_cast<std::size_t>(xcb_get_image_data_length(reply.get())) != count * sizeof pixels[0]) {
+        throw std::runtime_error("the screen gives no picture");
+    }
+    std::memcpy(pixels.data(), xcb_get_image_data(reply.get()), count * sizeof pixels[0]);
+    return pixels;
+}
+
+void XTestClient::fake(std::uint8_t type, DeviceId device, int detail, int x, int y) const {
     if (device != injected) {
         // The events of devices stand in the same order, from the extension's first number plus one.
         const auto first = xcb_get_extension_data(client_, &xcb_input_id)->first_event;
         type = static_cast<std::uint8_t>(type - XCB_KEY_PRESS + first + XCB_INPUT_DEVICE_KEY_PRESS);
     }
-    xcb_test_fake_input(client_, type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME, XCB_NONE, 0, 0,
+    xcb_test_fake_input(client_, type, static_cast<std::uint8_t>(detail), XCB_CURRENT_TIME, XCB_NONE,
+                        static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
                         static_cast<std::uint8_t>(device));
     sync();
 }

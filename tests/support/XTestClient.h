@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace keysong::test {
 
@@ -29,6 +30,13 @@ class XTestClient {
         key(device, linuxCode, true);
         key(device, linuxCode, false);
     }
+    /// Moves the pointer to a place on the screen.
+    void moveTo(int x, int y) const;
+    /// Presses and releases a button there, 1 for the first; 4 and 5 turn the wheel up and down by a notch.
+    void clickAt(int x, int y, int button = 1) const;
+
+    /// What the screen shows in a rectangle, row by row: 32 bits a pixel.
+    [[nodiscard]] std::vector<std::uint32_t> picture(int x, int y, int width, int height) const;
 
     /// What the drivers of a real server say of the kernel's node.
     void setNode(DeviceId device, std::string_view node) const;
@@ -45,7 +53,7 @@ class XTestClient {
     [[nodiscard]] bool receivesPresses(int count) const;
 
   private:
-    void fake(std::uint8_t type, DeviceId device, int detail) const;
+    void fake(std::uint8_t type, DeviceId device, int detail, int x = 0, int y = 0) const;
     void setProperty(DeviceId device, std::string_view name, std::uint32_t type,
                      std::string_view bytes) const;
     [[nodiscard]] std::uint32_t atom(std::string_view name) const;

@@ -1,0 +1,103 @@
+#include "Program/DesktopFixture.h"
+
+namespace keysong::test {
+
+namespace {
+
+nlohmann::json focusedIn(const nlohmann::json& node) {
+    if (node.value("focused", false)) {
+        return node;
+    }
+    for (const char* kind : {"nodes", "floating_nodes"}) {
+        for (const auto& child : node.value(kind, nlohmann::json::array())) {
+            if (auto found = focusedIn(child); !found.is_null()) {
+                return found;
+            }
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+void DesktopFixture::SetUp() {
+    for (const char* needed : {"openbox", "dbus-daemon", "/usr/libexec/at-spi-bus-launcher"}) {
+        if (!ChildProcess::isInstalled(needed)) {
+            GTEST_SKIP() << needed << " is not installed";
+        }
+    }
+    ProgramFixture::SetUp();
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    // Installed to a place of its own, with credits.
+    executable = home.makeFolder("install/bin") / "keysong";
+    std::filesystem::copy_file(KEYSONG_PROGRAM, executable);
+    credits = home.write("install/share/keysong/CREDITS.txt", "Somebody recorded this.\n");
+    writeSet("alpaca", "Alpaca");
+    writeSet("holy-panda", "Holy Panda");
+    const auto opener = home.write("tools/xdg-open", "#!/bin/sh\necho \"${1#file://}\" >>\"$HOME/opened\"\n");
+    std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+    setting.environment["PATH"] = opener.parent_path().string() + ":" + std::getenv("PATH");
+    setting.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1";
+    setting.environment["KEYSONG_LOG"] = "1";
+    setting.environment["LC_ALL"] = "C.UTF-8";
+    manager.start({"openbox", "--sm-disable"}, setting);
+    eyes.emplace();
+    hands.emplace(server.display());
+    keyboard = hands->deviceNamed("Xvfb keyboard");
+}
+
+void DesktopFixture::TearDown() {
+    // No error goes unseen, whatever else the test looked at.
+    EXPECT_EQ(textOf("log").find(" error "), std::string::npos) << textOf("log");
+}
+
+void DesktopFixture::writeSet(const std::string& id, const std::string& name) const {
+    const std::string folder = "install/share/keysong/Sounds/" + id + "/";
+    constexpr double rate = 48000;
+    home.write(folder + "key.wav", waveBytes(sine(440, 480, rate)));
+    home.write(folder + "manifest.json", R"({"schema":1,"id":")" + id + R"(","name":")" + name +
+                                             R"(","defaults":{"down":["key.wav"],"up":["key.wav"]}})");
+}
+
+void DesktopFixture::openSettings() {
+    launch(program);
+    ASSERT_EQ(control({"settings"}), "");
+    ASSERT_TRUE(eventually([&] {
+        return bool(find("frame", "Keysong Settings")) && bool(find("label", "Granted"));
+    })) << textOf("log");
+}
+
+void DesktopFixture::chooseAndRead(const char* picker, const char* entry, const char* property,
+                                   const char* value) {
+    const Node box = find("combo box", picker);
+    ASSERT_TRUE(box) << picker;
+    EXPECT_TRUE(eyes->act(box, "ShowMenu"));
+    Node item;
+    ASSERT_TRUE(eventually([&] { return bool(item = eyes->find(box, "list item", entry)); })) << entry;
+    EXPECT_TRUE(eyes->act(item, "Toggle"));
+    EXPECT_TRUE(eventually([&] { return status(property) == value && eyes->name(box) == entry; }))
+        << picker << " shows " << eyes->name(box) << " and is " << status(property);
+}
+
+DesktopFixture::Node DesktopFixture::formScrollBar() const {
+    return eyes->find(find("frame", "Keysong Settings"), "scroll bar", "");
+}
+
+void DesktopFixture::scrollTo(const Node& control) {
+    const Node bar = formScrollBar();
+    const auto window = eyes->area(find("frame", "Keysong Settings"));
+    const double by = eyes->area(control).centre() - window.centre();
+    const double wanted = std::clamp(eyes->value(bar) + by, 0.0, eyes->highest(bar));
+    eyes->setValue(bar, wanted);
+    EXPECT_TRUE(eventually([&] { return eyes->value(bar) == wanted; }));
+}
+
+std::string DesktopFixture::focusedWindow(const PrivateSway& sway) {
+    const auto tree = nlohmann::json::parse(sway.tree(), nullptr, false);
+    const auto window = tree.is_discarded() ? nlohmann::json() : focusedIn(tree);
+    return window.is_null() || !window["name"].is_string() ? "" : window["name"].get<std::string>();
+}
+
+} // namespace keysong::test

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "support/ChildProcess.h"
+#include "support/PrivateBus.h"
+#include "support/PrivateXServer.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <thread>
+
+namespace keysong::test {
+
+/// The built program as a person runs it: on a bus, a display and settings of its own, without sound
+/// hardware.
+class ProgramFixture : public testing::Test {
+  public:
+    void SetUp() override {
+        if (std::filesystem::exists("/dev/input/event0")) {
+            GTEST_SKIP() << "the program would hear this machine's own keyboards";
+        }
+        ASSERT_TRUE(bus.start());
+        ASSERT_TRUE(server.start());
+        setting.environment = {{"HOME", home.path()},          {"XDG_CONFIG_HOME", ""},
+                               {"XDG_DATA_HOME", ""},          {"DISPLAY", server.display()},
+                               {"WAYLAND_DISPLAY", ""},        {"KEYSONG_OUTPUT", "virtual"},
+                               {"KEYSONG_LOG_SINK", "stderr"}, {"XDG_STATE_HOME", ""}};
+    }
+
+    [[nodiscard]] ChildProcess::Setting loggingTo(const std::string& name) const {
+        ChildProcess::Setting result = setting;
+        result.output = home.path() / name;
+        return result;
+    }
+    [[nodiscard]] std::string textOf(const std::string& name) const {
+        std::ifstream file(home.path() / name);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    /// What keysongctl prints; empty when it fails.
+    [[nodiscard]] std::string control(std::vector<std::string> words) const {
+        std::filesystem::remove(home.path() / "control"); // the output is added to what is there
+        words.insert(words.begin(), KEYSONG_CONTROL);
+        auto quiet = loggingTo("control");
+        quiet.environment["KEYSONG_LOG_SINK"] = "";
+        return ChildProcess::run(words, quiet) == 0 ? textOf("control") : std::string();
+    }
+    static bool eventually(const std::function<bool()>& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        return true;
+    }
+    /// Starts the program and waits until it hears the keyboard.
+    void launch(ChildProcess& program) {
+        program.start({executable}, loggingTo("log"));
+        ASSERT_TRUE(eventually([&] {
+            const std::string status = control({"status"});
+            return status.starts_with("sound    on\n") || status.starts_with("sound    off\n");
+        })) << textOf("log");
+    }
+
+    TempFolder home;
+    /// The program that `launch` starts.
+    std::string executable = KEYSONG_PROGRAM;
+    PrivateBus bus;
+    /// Large enough for a menu beside the pointer, and for the settings.
+    PrivateXServer server{"800x700x24"};
+    ChildProcess::Setting setting;
+};
+
+} // namespace keysong::test
