@@ -2,6 +2,7 @@
 #include "Platform/linux/KwinFrontmost.h"
 #include "Platform/linux/LinuxPlaces.h"
 #include "Shared/WholeFile.h"
+#include "support/AccessibleClient.h"
 #include "support/FrontmostFollower.h"
 #include "support/PrivateBus.h"
 
@@ -154,17 +155,6 @@ struct AtspiFrontmostTest : BusFrontmostTest {
                                    nullptr, "b", static_cast<int>(enabled));
     }
 
-    static std::string address(sd_bus* session) {
-        sd_bus_message* reply = nullptr;
-        const char* text = "";
-        sd_bus_call_method(session, "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", nullptr,
-                           &reply, "");
-        sd_bus_message_read(reply, "s", &text);
-        std::string result(text);
-        sd_bus_message_unref(reply);
-        return result;
-    }
-
     /// An event as toolkits send it.
     static void send(const test::PrivateBus::Client& application, const char* event, const char* window) {
         sd_bus_emit_signal(application.get(), window, "org.a11y.atspi.Event.Window", event, "siiva{sv}", "",
@@ -181,7 +171,7 @@ TEST_F(AtspiFrontmostTest, ListensOnlyWhereAccessibilityIsOn) {
     // The next try finds it.
     ASSERT_TRUE(follower.follows("AT-SPI"));
 
-    const auto application = test::PrivateBus::connect(address(session.get()));
+    const auto application = test::PrivateBus::connect(test::AccessibleClient::addressOfBus());
     ASSERT_NE(application, nullptr);
     send(application, "Activate", "/org/a11y/atspi/accessible/1");
     EXPECT_TRUE(follower.hears("this-test"));
@@ -191,7 +181,7 @@ TEST_F(AtspiFrontmostTest, ListensOnlyWhereAccessibilityIsOn) {
     send(application, "Deactivate", "/org/a11y/atspi/accessible/2");
     EXPECT_TRUE(follower.hears("none"));
     {
-        const auto second = test::PrivateBus::connect(address(session.get()));
+        const auto second = test::PrivateBus::connect(test::AccessibleClient::addressOfBus());
         send(second, "Activate", "/org/a11y/atspi/accessible/1");
         EXPECT_TRUE(follower.hears("this-test"));
     } // an application that crashes says no goodbye

@@ -14,22 +14,6 @@ constexpr const char* properties = "org.freedesktop.DBus.Properties";
 /// The number of the relation to a control's label.
 constexpr std::uint32_t labelledBy = 2;
 
-std::string addressOfBus() {
-    const auto session = PrivateBus::connect();
-    sd_bus_message* reply = nullptr;
-    const char* address = "";
-    if (session == nullptr ||
-        sd_bus_call_method(session.get(), "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress",
-                           nullptr, &reply, "") < 0 ||
-        sd_bus_message_read(reply, "s", &address) < 0) {
-        sd_bus_message_unref(reply);
-        throw std::runtime_error("no accessibility bus");
-    }
-    std::string result(address);
-    sd_bus_message_unref(reply);
-    return result;
-}
-
 std::vector<AccessibleClient::Node> readNodes(sd_bus_message* message) {
     std::vector<AccessibleClient::Node> result;
     const char* program = nullptr;
@@ -44,6 +28,22 @@ std::vector<AccessibleClient::Node> readNodes(sd_bus_message* message) {
 }
 
 } // namespace
+
+std::string AccessibleClient::addressOfBus() {
+    const auto session = PrivateBus::connect();
+    sd_bus_message* reply = nullptr;
+    const char* address = "";
+    if (session == nullptr ||
+        sd_bus_call_method(session.get(), "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress",
+                           nullptr, &reply, "") < 0 ||
+        sd_bus_message_read(reply, "s", &address) < 0) {
+        sd_bus_message_unref(reply);
+        throw std::runtime_error("no accessibility bus");
+    }
+    std::string result(address);
+    sd_bus_message_unref(reply);
+    return result;
+}
 
 AccessibleClient::AccessibleClient() : bus_(PrivateBus::connect(addressOfBus())) {
     if (bus_ == nullptr) {

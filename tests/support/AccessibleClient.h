@@ -31,6 +31,8 @@ class AccessibleClient {
 
     /// Starts the accessibility bus where it does not run yet. Throws std::runtime_error without one.
     AccessibleClient();
+    /// Where the accessibility bus of the session is; throws std::runtime_error when there is none.
+    [[nodiscard]] static std::string addressOfBus();
 
     /// Every program on the bus.
     [[nodiscard]] Node desktop() const;
