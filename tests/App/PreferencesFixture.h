@@ -27,7 +27,7 @@ class PreferencesFixture : public testing::Test {
     }
 
     const TempFolder folder_;
-    const LinuxDurableFiles realFiles_;
+    const LinuxDurableFiles realFiles_{};
     WatchedFiles files_{realFiles_};
     const PreferenceDomains domains_{folder_.path(), files_};
     ManualQueue writer_;

@@ -44,7 +44,7 @@ std::size_t filesIn(const fs::path& folder) {
 /// Kills so many writers of one folder, one after the other; returns how many of them were writing.
 int killWriters(int kills, unsigned seed) {
     const test::TempFolder folder;
-    const LinuxDurableFiles files;
+    const LinuxDurableFiles files{};
     const PreferenceDomains domains(folder.path(), files);
     const auto domainFolder = domains.fileOf("killed").parent_path();
     std::minstd_rand random(seed);

@@ -39,7 +39,7 @@ class LinuxDurableFilesTest : public testing::Test {
   protected:
     const test::TempFolder folder_;
     const fs::path root_ = folder_.path();
-    const LinuxDurableFiles files_;
+    const LinuxDurableFiles files_{};
 };
 
 TEST_F(LinuxDurableFilesTest, ReplacedFilesAndTheirNewFoldersAreTheUsersAlone) {
