@@ -1,5 +1,7 @@
 #include "fakes/FakeTray.h"
 
+#include <utility>
+
 namespace keysong::test {
 
 namespace {
@@ -48,7 +50,10 @@ void FakeTray::embed(xcb_window_t window) {
     embedding.data32[1] = embeddedNotify;
     embedding.data32[3] = panel_;
     tell(window, XCB_EVENT_MASK_NO_EVENT, xembed_, embedding);
-    ++embedded;
+    // The toolkit may ask twice: it sees both the announcement and the selection.
+    if (std::exchange(newest_, window) != window) {
+        ++embedded;
+    }
 }
 
 void FakeTray::pointAtSymbol() const {

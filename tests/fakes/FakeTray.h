@@ -36,6 +36,7 @@ class FakeTray {
     XcbConnection connection_;
     xcb_window_t root_;
     xcb_window_t panel_;
+    xcb_window_t newest_ = XCB_NONE;
     xcb_atom_t opcode_;
     xcb_atom_t xembed_;
 };
