@@ -162,9 +162,11 @@ TEST_F(DesktopFixture, ThePointerMovesTheToneAndTheWheelOnlyTheForm) {
     EXPECT_TRUE(isAt(-0.63, 0.63)) << status("Tone") << status("Body");
     hands->clickAt(pad.x + 100, pad.y + 100, 3); // the other button moves nothing
     EXPECT_TRUE(isAt(-0.63, 0.63));
-    hands->clickAt(pad.x + 100, pad.y + 100);
-    hands->clickAt(pad.x + 100, pad.y + 100); // soon after the one before: a double click
-    EXPECT_TRUE(isAt(0, 0));
+    EXPECT_TRUE(eventually([&] { // a busy machine may tear a double click into two
+        hands->clickAt(pad.x + 100, pad.y + 100);
+        hands->clickAt(pad.x + 100, pad.y + 100);
+        return status("Tone") == 0 && status("Body") == 0;
+    }));
 
     for (const auto& [role, name, property] :
          {std::tuple("slider", "Volume", "Volume"), std::tuple("combo box", "Switch", "SetId"),
