@@ -3,6 +3,7 @@
 #include "UI/SwitchGroups.h"
 #include "UI/ToggleSwitch.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QLineEdit>
 #include <QListView>
@@ -171,6 +172,27 @@ TEST_F(SettingsTest, AChosenDeviceThatIsNotListedStaysVisible) {
     EXPECT_THAT(entries(*picker), ElementsAre("System default", "Speakers A", "Speakers B *"));
     emit picker->activated(0);
     EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
+}
+
+TEST_F(SettingsTest, AnOpenPickerSurvivesDevicesThatComeAndGo) {
+    auto* const picker = named<PickerBox>("Output device");
+    ASSERT_NE(picker, nullptr);
+    const auto follows = [&](std::size_t count) {
+        return pumpUntil([&] { return entries(*picker).size() == count; },
+                         [&] { mainQueue.advance(std::chrono::milliseconds(1)); });
+    };
+    picker->showPopup();
+    const auto unplugged = output.unplug(2);
+    EXPECT_TRUE(follows(2));
+    QTest::keyClick(picker->view(), Qt::Key_Down);
+    output.plug(*unplugged);
+    EXPECT_TRUE(follows(3));
+    QTest::keyClick(picker->view(), Qt::Key_End);
+    QTest::keyClick(picker->view(), Qt::Key_Return);
+    EXPECT_EQ(model->outputDeviceUid(), picker->currentData().isNull()
+                                            ? std::nullopt
+                                            : std::optional(picker->currentData().toString().toStdString()));
+    picker->hidePopup();
 }
 
 TEST_F(SettingsTest, WhatIsTypedAnywhereReachesTheScratchFieldOnce) {
