@@ -6,9 +6,9 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QDBusVariant>
 
 namespace keysong {
 
@@ -50,6 +50,8 @@ Theme::Theme(QApplication& application)
       scheme_(platformScheme_) {
     QApplication::setStyle(new MenuMarkStyle); // taken over
     apply(scheme_);
+    // The toolkit knows even its own types only once one was registered.
+    qDBusRegisterMetaType<QDBusVariant>();
     QDBusConnection::sessionBus().connect(portalService, portalPath, settingsInterface, "SettingChanged",
                                           this, SLOT(settingChanged(QString, QString, QDBusVariant)));
     askDesktop();

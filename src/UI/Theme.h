@@ -1,10 +1,10 @@
 #pragma once
 
+#include <QDBusVariant>
 #include <QObject>
 #include <QPalette>
 
 class QApplication;
-class QDBusVariant;
 
 namespace keysong {
 
