@@ -95,7 +95,23 @@ void PickerBox::addHeading(const QString& text) {
     heading.setWeight(QFont::DemiBold);
     heading.setPointSizeF(heading.pointSizeF() * 0.9);
     item->setFont(heading);
-    item->setForeground(palette().placeholderText());
+    colorHeadings();
+}
+
+void PickerBox::colorHeadings() {
+    auto* const items = static_cast<QStandardItemModel*>(model());
+    for (int index = 0; index < count(); ++index) {
+        if (items->item(index)->flags() == Qt::NoItemFlags) {
+            items->item(index)->setForeground(palette().placeholderText());
+        }
+    }
+}
+
+void PickerBox::changeEvent(QEvent* event) {
+    QComboBox::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        colorHeadings();
+    }
 }
 
 void PickerBox::addEntry(const QString& text, const QVariant& value) {

@@ -29,12 +29,16 @@ class PickerBox final : public QComboBox {
     void chosen(const QVariant& value);
 
   protected:
+    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
   private:
     void adoptSelection();
+
+    /// A heading keeps the colour that it is given, so it is given each new one.
+    void colorHeadings();
 
     bool hasHeadings_ = false;
 };
