@@ -164,8 +164,8 @@ std::string receivedByJournal(Write write) {
 
 TEST(LogSinks, AJournalGetsEveryField) {
     for (const auto& [privacy, showsPrivate] : {std::pair{"", false}, {"1", true}}) {
-        test::inPrivateTmpfs("/run", "", [=] {
-            const std::string datagram = receivedByJournal([=] {
+        test::inPrivateTmpfs("/run", "", [privacy = privacy, showsPrivate = showsPrivate] {
+            const std::string datagram = receivedByJournal([privacy] {
                 test::FakePlaces places;
                 places.homeFolder = "/run";
                 places.variables["KEYSONG_LOG_PRIVATE"] = privacy;

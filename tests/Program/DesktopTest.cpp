@@ -28,7 +28,7 @@ TEST_F(DesktopFixture, AnAssistiveProgramWorksEverySwitch) {
         const bool before = status(property);
         for (const bool wanted : {!before, before}) {
             EXPECT_TRUE(eyes->act(box, "Toggle")) << name;
-            EXPECT_TRUE(eventually([&] {
+            EXPECT_TRUE(eventually([&, property = property] {
                 return status(property) == wanted && eyes->is(box, State::checked) == wanted;
             })) << name;
         }
@@ -62,9 +62,10 @@ TEST_F(DesktopFixture, AnAssistiveProgramTurnsEverySliderAndPicker) {
         EXPECT_EQ(eyes->lowest(slider), -1);
         EXPECT_EQ(eyes->highest(slider), 1);
         eyes->setValue(slider, -0.5);
-        EXPECT_TRUE(eventually([&] { return status(property) == -0.5; })) << name;
+        EXPECT_TRUE(eventually([&, property = property] { return status(property) == -0.5; })) << name;
         EXPECT_TRUE(eyes->act(slider, "Increase"));
-        EXPECT_TRUE(eventually([&] { return status(property) == -0.45; })) << name << status(property);
+        EXPECT_TRUE(eventually([&, property = property] { return status(property) == -0.45; }))
+            << name << status(property);
         EXPECT_NEAR(eyes->value(slider), -0.45, 1e-6);
     }
     EXPECT_TRUE(eventually([&] { return eyes->is(reset, State::enabled); }));
