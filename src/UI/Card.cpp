@@ -5,6 +5,7 @@
 #include <QAbstractButton>
 #include <QAccessibleWidget>
 #include <QHBoxLayout>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QVBoxLayout>
 #include <utility>
@@ -85,12 +86,18 @@ QWidget* Card::addRow(const QString& label, const QList<QWidget*>& controls, con
     return row;
 }
 
-void Card::paintEvent(QPaintEvent*) {
+void Card::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(palette().mid(), 1));
-    painter.setBrush(palette().alternateBase());
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    // What lies on the card and changes, a caret or a key's cap, needs only the ground below it anew.
+    constexpr int corner = static_cast<int>(cornerRadius);
+    if (rect().adjusted(corner, corner, -corner, -corner).contains(event->rect())) {
+        painter.fillRect(event->rect(), palette().alternateBase());
+    } else {
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(palette().mid(), 1));
+        painter.setBrush(palette().alternateBase());
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
+    }
     bool isFirst = true;
     for (int i = 0; i < rows_->count(); ++i) {
         const QWidget* const row = rows_->itemAt(i)->widget();

@@ -25,7 +25,11 @@ class ScratchField final : public QPlainTextEdit {
         // Points of a 72 dpi screen, as large beside the other texts on every one.
         large.setPointSizeF(large.pointSizeF() * fontPoints / 13.0);
         setFont(large);
-        document()->setDocumentMargin(padding);
+        // The caret blinks all day: an opaque ground, clear of the rounded corners, spares what lies behind.
+        document()->setDocumentMargin(1);
+        setViewportMargins(padding - 1, padding - 1, padding - 1, padding - 1);
+        viewport()->setAutoFillBackground(true);
+        viewport()->setBackgroundRole(QPalette::Base);
         setPlaceholderText(tr("Type here to hear it"));
         setAccessibleName(tr("Type here to hear it"));
         setTabChangesFocus(true);
