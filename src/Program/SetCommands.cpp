@@ -83,15 +83,14 @@ void runCheck(const Options& options) {
 
 void addSetCommands(CLI::App& app) {
     const auto options = std::make_shared<Options>();
-    auto* import = app.add_subcommand("import", "Make a sound set of a pack in another format");
-    import->add_option("pack", options->pack, "A folder or a zip archive")->required();
-    import->add_flag("--replace", options->replace,
+    auto* taking = app.add_subcommand("import", "Make a sound set of a pack in another format");
+    taking->add_option("pack", options->pack, "A folder or a zip archive")->required();
+    taking->add_flag("--replace", options->replace,
                      "Take the place of an installed set of the same identifier");
-    import->callback([options] { runImport(*options);
-});
-auto* check = app.add_subcommand("check", "Say what is wrong with a sound set");
-check->add_option("folder", options->set, "The set's folder")->required();
-check->callback([options] { runCheck(*options); });
-} // namespace keysong
+    taking->callback([options] { runImport(*options); });
+    auto* check = app.add_subcommand("check", "Say what is wrong with a sound set");
+    check->add_option("folder", options->set, "The set's folder")->required();
+    check->callback([options] { runCheck(*options); });
+}
 
 } // namespace keysong

@@ -84,6 +84,9 @@ void PickerBox::refill(const std::function<void()>& fill, const QVariant& curren
     fill();
     static_cast<GroupedDelegate*>(itemDelegate())->indents = hasHeadings_;
     showChoice(current);
+    if (view()->isVisible()) { // an open list goes on from the chosen entry
+        view()->setCurrentIndex(model()->index(currentIndex(), modelColumn()));
+    }
 }
 
 void PickerBox::addHeading(const QString& text) {
