@@ -2,8 +2,6 @@
 // output without a device. Usage: engine_bench [hits]
 
 #include "Audio/SoundEngine.h"
-#include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MonotonicClock.h"
 #include "Shared/NumberText.h"
 #include "fakes/FakeAudioOutput.h"
 #include "support/TestSets.h"
@@ -12,6 +10,9 @@
 #include <atomic>
 #include <cstdio>
 #include <thread>
+
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
 
 using namespace keysong;
 

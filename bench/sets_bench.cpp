@@ -2,8 +2,6 @@
 
 #include "Audio/SoundLibrary.h"
 #include "Audio/SoundSet.h"
-#include "Platform/linux/IcuTextOrder.h"
-#include "Platform/linux/SndfileAudio.h"
 #include "fakes/FakePlaces.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
@@ -11,6 +9,9 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+
+#include "Linux/Files/IcuTextOrder.h"
+#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong {
 namespace {

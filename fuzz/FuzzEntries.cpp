@@ -4,10 +4,6 @@
 #include "Audio/SoundSet.h"
 #include "Packs/Grouping.h"
 #include "Packs/PackSounds.h"
-#include "Platform/linux/FileDescriptor.h"
-#include "Platform/linux/KeyCodes.h"
-#include "Platform/linux/SndfileAudio.h"
-#include "Platform/linux/ZipArchives.h"
 #include "Shared/SoundManifest.h"
 
 #include <sys/mman.h>
@@ -16,6 +12,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <string>
+
+#include "Linux/Files/ZipArchives.h"
+#include "Linux/Input/KeyCodes.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/System/FileDescriptor.h"
 
 namespace keysong::fuzz {
 

@@ -19,7 +19,7 @@ complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a preview
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a settings -d 'Show the settings'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a quit -d 'End the program'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a stats -d 'How many keys were pressed'
-complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a render -d 'Turn a recording into a WAV file'
+complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a render -d 'Turn a log of input events into a WAV file'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a import -d 'Make a sound set of a pack'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a check -d 'Say what is wrong with a set'
 complete -c keysongctl -n '__fish_seen_subcommand_from set preview' -a '(__keysongctl_listed sets)'

@@ -116,9 +116,9 @@ class AppModel final : public QObject {
     // Live state.
     [[nodiscard]] bool canLaunchAtLogin() const { return canLaunchAtLogin_; }
     /// Whether the program hears the keyboards.
-    [[nodiscard]] bool isTrusted() const { return isTrusted_; }
+    [[nodiscard]] bool hasAccess() const { return hasAccess_; }
     /// Whether the system would let it hear them, asked anew.
-    [[nodiscard]] bool mayListen() const { return services_.input.isTrusted(); }
+    [[nodiscard]] bool systemGivesAccess() const { return services_.input.hasAccess(); }
     /// Whether a muted application is in front, or an application records.
     [[nodiscard]] bool isSleeping() const { return isSleeping_; }
     [[nodiscard]] const std::vector<SoundSetInfo>& availableSets() const { return availableSets_; }
@@ -150,7 +150,7 @@ class AppModel final : public QObject {
     void muteWhileRecordingChanged();
     void launchAtLoginChanged();
     void canLaunchAtLoginChanged();
-    void isTrustedChanged();
+    void hasAccessChanged();
     void isSleepingChanged();
     void availableSetsChanged();
     void outputDeviceListChanged();
@@ -181,8 +181,8 @@ class AppModel final : public QObject {
     void chooseFirstSetIfNeeded();
     void makeTap();
     void startTap();
-    void requireTrust();
-    void startTrustPolling();
+    void requireAccess();
+    void startAccessPolling();
     void registerHotkeys();
     void observeSleepReasons();
     void observeDevices();
@@ -219,7 +219,7 @@ class AppModel final : public QObject {
     bool launchAtLogin_ = false;
 
     bool canLaunchAtLogin_ = false;
-    bool isTrusted_ = false;
+    bool hasAccess_ = false;
     bool isSleeping_ = false;
     std::vector<SoundSetInfo> availableSets_;
     std::vector<AudioOutputDevice> outputDevices_;
@@ -227,7 +227,7 @@ class AppModel final : public QObject {
 
     /// While it is true no setter persists or applies anything.
     bool isRestoring_ = false;
-    bool trustIsPolled_ = false;
+    bool accessIsPolled_ = false;
     bool launchAtLoginIsSettling_ = false;
     std::int64_t setLoadGeneration_ = 0;
     std::int64_t setListGeneration_ = 0;

@@ -47,14 +47,14 @@ void AppModel::bootstrap() {
     chooseFirstSetIfNeeded();
     makeTap();
     store(keysPressed_, stats_->count(), &AppModel::keysPressedChanged);
-    store(isTrusted_, services_.input.isTrusted(), &AppModel::isTrustedChanged);
+    store(hasAccess_, services_.input.hasAccess(), &AppModel::hasAccessChanged);
     log.info("launched from %{public}s trusted=%{bool}d launchAtLogin=%{public}s",
-             services_.places.resources().string(), isTrusted_,
+             services_.places.resources().string(), hasAccess_,
              canLaunchAtLogin_ ? "available" : "unavailable");
-    if (isTrusted_) {
+    if (hasAccess_) {
         startTap();
     } else {
-        requireTrust();
+        requireAccess();
     }
     registerHotkeys();
     observeSleepReasons();
@@ -119,29 +119,29 @@ void AppModel::startTap() {
         tap_->start();
     } catch (const EventTapError& error) {
         log.error("event tap did not start: %s", error.what());
-        store(isTrusted_, false, &AppModel::isTrustedChanged);
-        requireTrust();
+        store(hasAccess_, false, &AppModel::hasAccessChanged);
+        requireAccess();
         return;
     }
-    trustIsPolled_ = false;
-    store(isTrusted_, true, &AppModel::isTrustedChanged);
+    accessIsPolled_ = false;
+    store(hasAccess_, true, &AppModel::hasAccessChanged);
 }
 
-void AppModel::requireTrust() {
-    if (trustIsPolled_) {
+void AppModel::requireAccess() {
+    if (accessIsPolled_) {
         return;
     }
     services_.windows.showOnboarding();
-    startTrustPolling();
+    startAccessPolling();
 }
 
-void AppModel::startTrustPolling() {
-    trustIsPolled_ = true;
+void AppModel::startAccessPolling() {
+    accessIsPolled_ = true;
     everySecond([this] {
-        if (!isTrusted_ && services_.input.isTrusted()) {
+        if (!hasAccess_ && services_.input.hasAccess()) {
             startTap();
         }
-        return trustIsPolled_;
+        return accessIsPolled_;
     });
 }
 

@@ -136,7 +136,7 @@ const std::vector<RemoteControl::Property>& RemoteControl::properties() {
              &Model::muteWhileRecordingChanged),
         flag("LaunchAtLogin", &Model::launchAtLogin, &Model::setLaunchAtLogin, &Model::launchAtLoginChanged),
         flag("CanLaunchAtLogin", &Model::canLaunchAtLogin, nullptr, &Model::canLaunchAtLoginChanged),
-        flag("Trusted", &Model::isTrusted, nullptr, &Model::isTrustedChanged),
+        flag("Trusted", &Model::hasAccess, nullptr, &Model::hasAccessChanged),
         flag("Sleeping", &Model::isSleeping, nullptr, &Model::isSleepingChanged),
         {"KeysPressed",
          "x",

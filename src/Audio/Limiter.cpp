@@ -1,6 +1,6 @@
 #include "Audio/Limiter.h"
 
-#include "Audio/FloatLanes.h"
+#include "Audio/FloatVector.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,11 +11,11 @@ namespace {
 
 /// Whether any frame of either channel lies above the threshold.
 bool exceedsThreshold(const float* left, const float* right, std::size_t count) noexcept {
-    FloatLanes peaks = {};
+    FloatVector peaks = {};
     std::size_t index = 0;
-    for (; index + floatLaneCount <= count; index += floatLaneCount) {
+    for (; index + floatVectorSize <= count; index += floatVectorSize) {
         for (const float* channel : {left, right}) {
-            const FloatLanes frames = loadLanes(channel + index);
+            const FloatVector frames = loadVector(channel + index);
             peaks = frames > peaks ? frames : peaks;
             peaks = -frames > peaks ? -frames : peaks;
         }

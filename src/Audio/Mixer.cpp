@@ -1,6 +1,6 @@
 #include "Audio/Mixer.h"
 
-#include "Audio/FloatLanes.h"
+#include "Audio/FloatVector.h"
 
 #include <algorithm>
 #include <cmath>
@@ -181,9 +181,9 @@ void Mixer::applyMasterVolume(float* left, float* right, std::size_t frames) noe
         left[index] *= volume_;
         right[index] *= volume_;
     }
-    for (; index + floatLaneCount <= frames; index += floatLaneCount) {
-        storeLanes(left + index, loadLanes(left + index) * volume_);
-        storeLanes(right + index, loadLanes(right + index) * volume_);
+    for (; index + floatVectorSize <= frames; index += floatVectorSize) {
+        storeVector(left + index, loadVector(left + index) * volume_);
+        storeVector(right + index, loadVector(right + index) * volume_);
     }
     for (; index < frames; ++index) {
         left[index] *= volume_;

@@ -7,10 +7,10 @@
 
 namespace keysong {
 
-/// A whole decoded recording: mono 32-bit float frames at the render rate, immutable and shared.
+/// A whole decoded sample: mono 32-bit float frames at the render rate, immutable and shared.
 ///
-/// Zero frames stand before and after the recording, so that an interpolator may read around every frame
-/// without asking where the recording ends. All frames are finite. Reading is real-time safe.
+/// Zero frames stand before and after the sample, so that an interpolator may read around every frame
+/// without asking where the sample ends. All frames are finite. Reading is real-time safe.
 class SampleBuffer {
   public:
     /// How many zero frames stand on either side.
@@ -21,7 +21,7 @@ class SampleBuffer {
 
     [[nodiscard]] std::size_t length() const noexcept { return length_; }
 
-    /// The first frame of the recording; `padding` frames before it and after the last may be read.
+    /// The first frame of the sample; `padding` frames before it and after the last may be read.
     [[nodiscard]] const float* data() const noexcept { return storage_.data() + padding; }
 
     [[nodiscard]] std::span<const float> frames() const noexcept { return {data(), length_}; }

@@ -1,6 +1,6 @@
 #include "Audio/SincInterpolator.h"
 
-#include "Audio/FloatLanes.h"
+#include "Audio/FloatVector.h"
 
 #include <algorithm>
 #include <array>
@@ -90,22 +90,22 @@ struct Register;
 
 template <>
 struct Register<4> {
-    using Lanes = FloatLanes;
+    using Vector = FloatVector;
 };
 
 template <>
 struct Register<8> {
-    using Lanes [[gnu::vector_size(32)]] = float;
+    using Vector [[gnu::vector_size(32)]] = float;
 };
 
 template <>
 struct Register<16> {
-    using Lanes [[gnu::vector_size(64)]] = float;
+    using Vector [[gnu::vector_size(64)]] = float;
 };
 
 /// The sums of a register's quarters or halves.
 template <std::size_t width>
-[[gnu::always_inline]] inline FloatLanes folded(typename Register<width>::Lanes sums) noexcept {
+[[gnu::always_inline]] inline FloatVector folded(typename Register<width>::Vector sums) noexcept {
     if constexpr (width == 16) {
         return folded<8>(__builtin_shufflevector(sums, sums, 0, 1, 2, 3, 4, 5, 6, 7) +
                          __builtin_shufflevector(sums, sums, 8, 9, 10, 11, 12, 13, 14, 15));
@@ -118,20 +118,20 @@ template <std::size_t width>
 }
 
 template <std::size_t width>
-[[gnu::always_inline]] inline FloatLanes partialSums(const float* source, const Phase* filter,
-                                                     std::uint64_t position) noexcept {
-    using Lanes = typename Register<width>::Lanes;
+[[gnu::always_inline]] inline FloatVector partialSums(const float* source, const Phase* filter,
+                                                      std::uint64_t position) noexcept {
+    using Vector = typename Register<width>::Vector;
     const auto fraction = static_cast<std::uint32_t>(position);
     const float* x = source + static_cast<std::ptrdiff_t>(position >> 32) -
                      static_cast<std::ptrdiff_t>(SincInterpolator::before);
     const Phase* phase = filter + (fraction >> 24);
     const float between = static_cast<float>(static_cast<std::int32_t>(fraction & 0xFFFFFFU)) * 0x1p-24F;
-    Lanes here = {};
-    Lanes next = {};
+    Vector here = {};
+    Vector next = {};
     for (std::size_t tap = 0; tap < taps; tap += width) {
-        Lanes frames;
-        Lanes first;
-        Lanes second;
+        Vector frames;
+        Vector first;
+        Vector second;
         std::memcpy(&frames, x + tap, sizeof frames);
         std::memcpy(&first, phase[0].factors.data() + tap, sizeof first);
         std::memcpy(&second, phase[1].factors.data() + tap, sizeof second);
@@ -143,17 +143,17 @@ template <std::size_t width>
 
 /// Four output frames at the positions `position + offset[i]`.
 template <std::size_t width>
-[[gnu::always_inline]] inline FloatLanes fourFrames(const float* source, const Phase* filter,
-                                                    std::uint64_t position,
-                                                    const std::array<std::uint64_t, 4>& offsets) noexcept {
-    const FloatLanes a = partialSums<width>(source, filter, position + offsets[0]);
-    const FloatLanes b = partialSums<width>(source, filter, position + offsets[1]);
-    const FloatLanes c = partialSums<width>(source, filter, position + offsets[2]);
-    const FloatLanes d = partialSums<width>(source, filter, position + offsets[3]);
+[[gnu::always_inline]] inline FloatVector fourFrames(const float* source, const Phase* filter,
+                                                     std::uint64_t position,
+                                                     const std::array<std::uint64_t, 4>& offsets) noexcept {
+    const FloatVector a = partialSums<width>(source, filter, position + offsets[0]);
+    const FloatVector b = partialSums<width>(source, filter, position + offsets[1]);
+    const FloatVector c = partialSums<width>(source, filter, position + offsets[2]);
+    const FloatVector d = partialSums<width>(source, filter, position + offsets[3]);
     // Sums across all four at once: a transposition and additions.
-    const FloatLanes ab =
+    const FloatVector ab =
         __builtin_shufflevector(a, b, 0, 4, 1, 5) + __builtin_shufflevector(a, b, 2, 6, 3, 7);
-    const FloatLanes cd =
+    const FloatVector cd =
         __builtin_shufflevector(c, d, 0, 4, 1, 5) + __builtin_shufflevector(c, d, 2, 6, 3, 7);
     return __builtin_shufflevector(ab, cd, 0, 1, 4, 5) + __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
 }
@@ -164,22 +164,22 @@ template <std::size_t width>
                                                std::size_t count) noexcept {
     std::size_t done = 0;
     const std::array<std::uint64_t, 4> offsets = {0, step, 2 * step, 3 * step};
-    for (; done + floatLaneCount <= count; done += floatLaneCount) {
-        storeLanes(out + done, fourFrames<width>(source, filter, position, offsets));
-        position += floatLaneCount * step;
+    for (; done + floatVectorSize <= count; done += floatVectorSize) {
+        storeVector(out + done, fourFrames<width>(source, filter, position, offsets));
+        position += floatVectorSize * step;
     }
     if (const std::size_t left = count - done; left > 0) {
         // Positions behind the last may not be readable: the last one is computed again instead.
         const std::array<std::uint64_t, 4> rest = {0, std::min<std::uint64_t>(1, left - 1) * step,
                                                    (left - 1) * step, (left - 1) * step};
-        const FloatLanes frames = fourFrames<width>(source, filter, position, rest);
+        const FloatVector frames = fourFrames<width>(source, filter, position, rest);
         std::memcpy(out + done, &frames, left * sizeof(float));
     }
 }
 
 void interpolatePortable(const float* source, const Phase* filter, std::uint64_t position, std::uint64_t step,
                          float* out, std::size_t count) noexcept {
-    interpolate<floatLaneCount>(source, filter, position, step, out, count);
+    interpolate<floatVectorSize>(source, filter, position, step, out, count);
 }
 
 #if defined(__x86_64__)

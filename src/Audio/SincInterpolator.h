@@ -6,12 +6,12 @@
 
 namespace keysong {
 
-/// Reads a recording at any rate by a windowed sinc of 32 taps.
+/// Reads a sample at any rate by a windowed sinc of 32 taps.
 ///
 /// Positions and steps are 32.32 fixed-point frames, so that a sound never drifts however long it is.
 /// Above rate 1 the kernel's cut-off falls with the rate, in steps of a semitone, which keeps what no
 /// longer fits into the output's band from folding back; up to rate 1 it passes the whole band. At rate 1
-/// and whole positions the recording comes out bit for bit.
+/// and whole positions the sample comes out bit for bit.
 ///
 /// The first construction in a process computes the tables, some milliseconds, for all. Everything else is
 /// real-time safe and may be called by any number of threads.

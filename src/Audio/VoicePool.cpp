@@ -1,6 +1,6 @@
 #include "Audio/VoicePool.h"
 
-#include "Audio/FloatLanes.h"
+#include "Audio/FloatVector.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,26 +16,26 @@ namespace {
 /// Copies and clears. What recordings with absurd samples may have added up to becomes finite: a filter
 /// would never recover from anything else.
 void moveOut(float* from, float* to, std::size_t count) noexcept {
-    constexpr FloatLanes limit = {1024, 1024, 1024, 1024};
+    constexpr FloatVector limit = {1024, 1024, 1024, 1024};
     const auto take = [from](std::size_t index) {
-        FloatLanes lanes = loadLanes(from + index);
-        storeLanes(from + index, FloatLanes{});
-        lanes = lanes < limit ? lanes : limit;
-        return lanes > -limit ? lanes : -limit;
+        FloatVector values = loadVector(from + index);
+        storeVector(from + index, FloatVector{});
+        values = values < limit ? values : limit;
+        return values > -limit ? values : -limit;
     };
     std::size_t index = 0;
-    for (; index + floatLaneCount <= count; index += floatLaneCount) {
-        storeLanes(to + index, take(index));
+    for (; index + floatVectorSize <= count; index += floatVectorSize) {
+        storeVector(to + index, take(index));
     }
     if (index < count) {
-        const FloatLanes lanes = take(index);
-        std::memcpy(to + index, &lanes, (count - index) * sizeof(float));
+        const FloatVector values = take(index);
+        std::memcpy(to + index, &values, (count - index) * sizeof(float));
     }
 }
 
 } // namespace
 
-static_assert(VoicePool::maximumChunk % floatLaneCount == 0);
+static_assert(VoicePool::maximumChunk % floatVectorSize == 0);
 
 VoicePool::VoicePool(std::span<const float, voiceCount> pans, SincInterpolator::Instructions limit)
     : interpolator_(limit) {
@@ -138,10 +138,10 @@ void VoicePool::mix(const float* frames, std::size_t at, std::size_t count,
     float* left = left_.data() + at;
     float* right = right_.data() + at;
     std::size_t index = 0;
-    for (; index + floatLaneCount <= count; index += floatLaneCount) {
-        const FloatLanes lanes = loadLanes(frames + index);
-        storeLanes(left + index, loadLanes(left + index) + lanes * playback.leftGain);
-        storeLanes(right + index, loadLanes(right + index) + lanes * playback.rightGain);
+    for (; index + floatVectorSize <= count; index += floatVectorSize) {
+        const FloatVector values = loadVector(frames + index);
+        storeVector(left + index, loadVector(left + index) + values * playback.leftGain);
+        storeVector(right + index, loadVector(right + index) + values * playback.rightGain);
     }
     for (; index < count; ++index) {
         left[index] += frames[index] * playback.leftGain;

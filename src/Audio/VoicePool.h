@@ -27,7 +27,7 @@ class VoicePool {
     /// `pans` places each voice, from -1, left, to 1, right.
     VoicePool(std::span<const float, voiceCount> pans, SincInterpolator::Instructions limit);
 
-    /// Computes what depends on the rates, in Hz: that of the recordings and that of the output. Sounds
+    /// Computes what depends on the rates, in Hz: that of the samples and that of the output. Sounds
     /// under way go on at their pitch.
     void prepare(double bufferRate, double outputRate);
 
@@ -50,7 +50,7 @@ class VoicePool {
         const SampleBuffer* buffer = nullptr;
         std::atomic<std::uint32_t>* inFlight = nullptr;
         const SincInterpolator::Phase* filter = nullptr;
-        /// 32.32 fixed-point frames of the recording.
+        /// 32.32 fixed-point frames of the sample.
         std::uint64_t position = 0;
         std::uint64_t step = 0;
         std::uint64_t end = 0;

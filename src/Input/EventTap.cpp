@@ -58,7 +58,7 @@ void EventTap::start() {
     }
     auto port = source_.createTap(tapMask, [this](const RawEvent& event) { handle(event); });
     if (port == nullptr) {
-        throw EventTapError(source_.isTrusted() ? EventTapError::Kind::createFailed
+        throw EventTapError(source_.hasAccess() ? EventTapError::Kind::createFailed
                                                 : EventTapError::Kind::notTrusted);
     }
     auto runLoop = port->makeRunLoop();

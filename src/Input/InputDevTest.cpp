@@ -76,7 +76,7 @@ int InputDevTest::run(std::span<const std::string_view> arguments) {
     if (std::find(arguments.begin(), arguments.end(), "selftest") != arguments.end()) {
         return passed ? 0 : 1;
     }
-    if (!source_.isTrusted()) {
+    if (!source_.hasAccess()) {
         std::puts("\nNot trusted. The live tap needs Accessibility.\n"
                   "  System Settings > Privacy & Security > Accessibility, then add and enable Keysong.\n"
                   "  Run this from the signed bundle, not from .build: "

@@ -66,10 +66,10 @@ class InputSource {
 
     /// Whether this process may listen to the machine's keyboards. Asked afresh on every call; any thread
     /// but the render thread.
-    [[nodiscard]] virtual bool isTrusted() const = 0;
+    [[nodiscard]] virtual bool hasAccess() const = 0;
 
     /// Opens a tap for the event types in `mask`. Null when none can be made, for want of permission
-    /// (`isTrusted` tells) or of means. The source outlives the tap.
+    /// (`hasAccess` tells) or of means. The source outlives the tap.
     [[nodiscard]] virtual std::unique_ptr<InputTap> createTap(EventMask mask, RawEventHandler handler) = 0;
 
   protected:

@@ -7,7 +7,7 @@ namespace keysong {
 
 /// Gets the user the right to read the keyboards where the machine keeps it from them. Main thread.
 ///
-/// That the right has come is seen where the input is read (`InputSource::isTrusted`), however it was given.
+/// That the right has come is seen where the input is read (`InputSource::hasAccess`), however it was given.
 class KeyboardAccess {
   public:
     enum class Outcome {

@@ -4,18 +4,10 @@
 #include "App/MainThreadQueue.h"
 #include "App/NoWindows.h"
 #include "App/RemoteControl.h"
-#include "Platform/linux/AutostartItem.h"
-#include "Platform/linux/DesktopFiles.h"
-#include "Platform/linux/LinuxFolderWatcher.h"
-#include "Platform/linux/LinuxFrontmost.h"
-#include "Platform/linux/LinuxHotkeys.h"
-#include "Platform/linux/LinuxInput.h"
-#include "Platform/linux/PipeWireMicrophone.h"
-#include "Platform/linux/TerminationSignals.h"
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
 #include "Shared/SerialQueue.h"
-#include "UI/ProgramIcon.h"
+#include "UI/Look/ProgramIcon.h"
 
 #include <QApplication>
 #include <QSocketNotifier>
@@ -25,6 +17,14 @@
 #include <optional>
 #include <system_error>
 
+#include "Linux/Desktop/AutostartItem.h"
+#include "Linux/Desktop/DesktopFiles.h"
+#include "Linux/Files/LinuxFolderWatcher.h"
+#include "Linux/Frontmost/LinuxFrontmost.h"
+#include "Linux/Hotkeys/LinuxHotkeys.h"
+#include "Linux/Input/LinuxInput.h"
+#include "Linux/Sound/PipeWireMicrophone.h"
+#include "Linux/System/TerminationSignals.h"
 #include "Program/DesktopSession.h"
 #include "Program/LastFlush.h"
 

@@ -1,7 +1,8 @@
 #include "Program/DesktopSession.h"
 
 #include "App/KeyMonitor.h"
-#include "Platform/linux/X11TraySelection.h"
+
+#include "Linux/Desktop/X11TraySelection.h"
 
 namespace keysong {
 

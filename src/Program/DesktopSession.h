@@ -1,15 +1,15 @@
 #pragma once
 
 #include "App/AppModel.h"
-#include "Platform/linux/PolkitAccess.h"
 #include "UI/DesktopWindows.h"
-#include "UI/StatusItem.h"
-#include "UI/Theme.h"
+#include "UI/Look/Theme.h"
+#include "UI/Panel/StatusItem.h"
 
 #include <QApplication>
 #include <functional>
 #include <optional>
 
+#include "Linux/Input/PolkitAccess.h"
 #include "Program/Machine.h"
 
 namespace keysong {

@@ -1,8 +1,3 @@
-#include "Platform/linux/IcuTextOrder.h"
-#include "Platform/linux/LinuxPlaces.h"
-#include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/LogSinks.h"
-#include "Platform/linux/SndfileAudio.h"
 #include "Shared/Log.h"
 
 #include <CLI/CLI.hpp>
@@ -11,6 +6,11 @@
 #include <cstdio>
 #include <exception>
 
+#include "Linux/Files/IcuTextOrder.h"
+#include "Linux/Files/LinuxPlaces.h"
+#include "Linux/Log/LogSinks.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/System/LinuxThreads.h"
 #include "Program/CommandNumbers.h"
 #include "Program/ControlCommands.h"
 #include "Program/RemoteClient.h"
@@ -21,13 +21,13 @@ int main(int count, char** words) {
     using namespace keysong;
     int one = 1;
     const QCoreApplication toolkit(one, words);
-    CLI::App app("Controls Keysong and renders recordings of typing.", "keysongctl");
+    CLI::App app("Controls Keysong and renders logs of typing.", "keysongctl");
     app.require_subcommand(1);
 
     RenderOptions options;
     bool noSpatial = false;
-    auto* render = app.add_subcommand("render", "Turn a recording of input events into a WAV file");
-    render->add_option("recording", options.recording, "Recorded input in evemu's text form")->required();
+    auto* render = app.add_subcommand("render", "Turn an event log of input events into a WAV file");
+    render->add_option("log", options.eventLog, "Recorded input in evemu's text form")->required();
     render->add_option("--set", options.set, "A set's identifier, or a set's folder");
     addNumber(*render, "--seed", options.seed,
               "Seed of the random choices; the same seed gives the same bytes",

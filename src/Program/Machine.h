@@ -1,14 +1,15 @@
 #pragma once
 
 #include "Platform/AudioOutput.h"
-#include "Platform/linux/IcuTextOrder.h"
-#include "Platform/linux/LinuxDurableFiles.h"
-#include "Platform/linux/LinuxPlaces.h"
-#include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MonotonicClock.h"
-#include "Platform/linux/SndfileAudio.h"
 
 #include <memory>
+
+#include "Linux/Files/IcuTextOrder.h"
+#include "Linux/Files/LinuxDurableFiles.h"
+#include "Linux/Files/LinuxPlaces.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
 
 namespace keysong {
 
@@ -21,7 +22,9 @@ struct Machine {
     SndfileAudio audioFiles;
     LinuxDurableFiles durableFiles;
 
-    /// The best sound output of this machine. Throws `AudioOutputError` when there is none at all.
+    /// The best sound output of this machine, the built-in virtual one when there is no other.
+    /// `KEYSONG_OUTPUT` ("pipewire", "alsa" or "virtual") leaves only one; another value is logged and leaves
+    /// all. Throws `AudioOutputError` when there is none at all.
     [[nodiscard]] std::unique_ptr<AudioOutput> makeOutput();
 };
 

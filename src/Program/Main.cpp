@@ -3,8 +3,6 @@
 #include "Audio/AudioDevTest.h"
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
-#include "Platform/linux/LinuxInput.h"
-#include "Platform/linux/LogSinks.h"
 #include "Shared/Log.h"
 
 #include <cstdio>
@@ -14,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "Linux/Input/LinuxInput.h"
+#include "Linux/Log/LogSinks.h"
 #include "Program/Application.h"
 
 namespace keysong {

@@ -1,12 +1,10 @@
 #include "Program/RenderCommand.h"
 
-#include "App/Recording.h"
+#include "App/EventLog.h"
 #include "Audio/SoundEngine.h"
 #include "Audio/SoundLibrary.h"
 #include "Audio/SoundSet.h"
 #include "Input/EventDecoder.h"
-#include "Platform/Virtual/VirtualOutput.h"
-#include "Platform/linux/InputTranslator.h"
 
 #include <sndfile.h>
 #include <unistd.h>
@@ -19,6 +17,9 @@
 #include <memory>
 #include <stdexcept>
 
+#include "Linux/Input/InputTranslator.h"
+#include "Virtual/VirtualOutput.h"
+
 namespace keysong {
 
 namespace {
@@ -29,7 +30,7 @@ constexpr std::int64_t silentTailFrames = 24'000;
 /// No tail is waited for longer than this.
 constexpr std::int64_t longestTailFrames = 30 * 48'000;
 /// A progress bar is worth its flicker from this length on.
-constexpr std::chrono::minutes longRecording{2};
+constexpr std::chrono::minutes longEventLog{2};
 
 /// A stereo WAV file that is removed again unless it is completed.
 class WaveWriter {
@@ -88,7 +89,7 @@ class WaveWriter {
 class ProgressBar {
   public:
     explicit ProgressBar(std::chrono::microseconds length)
-        : length_(length), shown_(length >= longRecording && isatty(STDERR_FILENO) != 0) {}
+        : length_(length), shown_(length >= longEventLog && isatty(STDERR_FILENO) != 0) {}
     ~ProgressBar() {
         if (shown_ && percent_ >= 0) {
             std::fputc('\n', stderr);
@@ -115,14 +116,14 @@ class ProgressBar {
     std::int64_t percent_ = -1;
 };
 
-Recording readRecording(const std::filesystem::path& path) {
+EventLog readEventLog(const std::filesystem::path& path) {
     std::ifstream file(path);
     if (!file || std::filesystem::is_directory(path)) {
         throw std::runtime_error("cannot read " + path.string());
     }
     try {
-        return Recording::parse(file);
-    } catch (const RecordingError& error) {
+        return EventLog::parse(file);
+    } catch (const EventLogError& error) {
         throw std::runtime_error(path.string() + ", " + error.what());
     }
 }
@@ -156,7 +157,7 @@ std::filesystem::path RenderCommand::findSet(const std::string& wanted) const {
 }
 
 void RenderCommand::run(const RenderOptions& options) const {
-    const Recording recording = readRecording(options.recording);
+    const EventLog eventLog = readEventLog(options.eventLog);
     const auto set = SoundSet::load(findSet(options.set), SoundEngine::renderFormat, audioFiles_);
 
     SteppedOutput output;
@@ -180,21 +181,21 @@ void RenderCommand::run(const RenderOptions& options) const {
     });
 
     WaveWriter file(options.output);
-    const auto length = recording.events.empty() ? std::chrono::microseconds{} : recording.events.back().time;
+    const auto length = eventLog.events.empty() ? std::chrono::microseconds{} : eventLog.events.back().time;
     ProgressBar progress(length);
-    auto next = recording.events.begin();
+    auto next = eventLog.events.begin();
     for (std::int64_t silentFrames = 0, tailFrames = 0;;) {
         const std::chrono::nanoseconds start(
             std::llround(static_cast<double>(output.position()) * 1e9 / 48000.0));
         // A hit starts a period after its event: what happens before this period starts may sound in it.
-        for (; next != recording.events.end() && next->time < start; ++next) {
+        for (; next != eventLog.events.end() && next->time < start; ++next) {
             output.setNow(next->time);
             translator.event(next->type, next->code, next->value, next->time);
         }
         output.step();
         file.write(output.left(), output.right());
         progress.update(std::chrono::duration_cast<std::chrono::microseconds>(start));
-        if (next == recording.events.end()) {
+        if (next == eventLog.events.end()) {
             silentFrames = isSilent(output) ? silentFrames + periodFrames : 0;
             tailFrames += periodFrames;
             if (silentFrames >= silentTailFrames || tailFrames >= longestTailFrames) {

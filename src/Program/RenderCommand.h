@@ -13,7 +13,7 @@ namespace keysong {
 
 /// What `keysongctl render` was asked for.
 struct RenderOptions {
-    std::filesystem::path recording;
+    std::filesystem::path eventLog;
     /// A set's identifier or a set's folder; empty takes the first installed set.
     std::string set;
     std::uint64_t seed = 1;
@@ -24,7 +24,7 @@ struct RenderOptions {
     std::filesystem::path output;
 };
 
-/// Turns a recording of input events into sound without a sound card and without real time: the same key
+/// Turns an event log of input events into sound without a sound card and without real time: the same key
 /// table, decoder, engine and mixer, on an output stepped by hand. Recorded time 0 is frame 0, and a hit
 /// starts 128 frames after its event, on its sample. The same seed gives the same bytes.
 class RenderCommand {
@@ -34,7 +34,7 @@ class RenderCommand {
                   const AudioFiles& audioFiles);
 
     /// Renders and writes a stereo WAV file of 32-bit floats; a partial file is removed again. Shows a
-    /// progress bar on a terminal for long recordings. Throws std::runtime_error with the reason in words.
+    /// progress bar on a terminal for long logs. Throws std::runtime_error with the reason in words.
     void run(const RenderOptions& options) const;
 
   private:

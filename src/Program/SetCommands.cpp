@@ -3,12 +3,6 @@
 #include "Audio/SoundLibrary.h"
 #include "Packs/PackImporter.h"
 #include "Packs/SetCheck.h"
-#include "Platform/linux/KeyCodes.h"
-#include "Platform/linux/LinuxPlaces.h"
-#include "Platform/linux/LinuxStagedFolders.h"
-#include "Platform/linux/SndfileAudio.h"
-#include "Platform/linux/SndfileFlacWriter.h"
-#include "Platform/linux/ZipArchives.h"
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +10,13 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+
+#include "Linux/Files/LinuxPlaces.h"
+#include "Linux/Files/LinuxStagedFolders.h"
+#include "Linux/Files/ZipArchives.h"
+#include "Linux/Input/KeyCodes.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/Sound/SndfileFlacWriter.h"
 
 namespace keysong {
 

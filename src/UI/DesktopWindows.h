@@ -1,8 +1,8 @@
 #pragma once
 
 #include "App/AppWindows.h"
-#include "UI/OnboardingWindow.h"
-#include "UI/SettingsWindow.h"
+#include "UI/Onboarding/OnboardingWindow.h"
+#include "UI/Settings/SettingsWindow.h"
 
 #include <memory>
 

@@ -21,7 +21,7 @@ TEST_F(AppModelTest, AFreshStartHasTheDefaultsAndStoresOnlyTheChosenSet) {
     EXPECT_TRUE(model->mouseSounds());
     EXPECT_FALSE(model->scrollSounds());
     EXPECT_THAT(model->mutedApps(), ElementsAre("us.zoom.xos", "com.microsoft.teams2", "com.apple.FaceTime"));
-    EXPECT_TRUE(model->isTrusted());
+    EXPECT_TRUE(model->hasAccess());
     EXPECT_EQ(model->outputDevices().size(), 2U);
     EXPECT_EQ(windows.onboarding, 0);
     EXPECT_EQ(preferences->string("setID"), "alpha");
@@ -243,28 +243,28 @@ TEST_F(AppModelTest, ALoginItemThatRefusesEndsWithWhatIs) {
 TEST_F(AppModelTest, TrustThatComesLaterStartsTheTapWithinASecond) {
     input.trusted = false;
     model->bootstrap();
-    EXPECT_FALSE(model->isTrusted());
+    EXPECT_FALSE(model->hasAccess());
     EXPECT_EQ(windows.onboarding, 1);
     mainQueue.advance(seconds(3));
     EXPECT_EQ(input.tapsCreated, 0);
     input.trusted = true;
     mainQueue.advance(seconds(1));
-    EXPECT_TRUE(model->isTrusted());
+    EXPECT_TRUE(model->hasAccess());
     EXPECT_EQ(input.tapsCreated, 1);
     input.trusted = false; // asked no more
     mainQueue.advance(seconds(3));
-    EXPECT_TRUE(model->isTrusted());
+    EXPECT_TRUE(model->hasAccess());
 }
 
 TEST_F(AppModelTest, ATapThatDoesNotStartIsTriedAgain) {
     input.refusesTap = true;
     model->bootstrap();
-    EXPECT_FALSE(model->isTrusted());
+    EXPECT_FALSE(model->hasAccess());
     mainQueue.advance(seconds(1));
     EXPECT_EQ(windows.onboarding, 1);
     input.refusesTap = false;
     mainQueue.advance(seconds(1));
-    EXPECT_TRUE(model->isTrusted());
+    EXPECT_TRUE(model->hasAccess());
     EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre("event tap did not start: createFailed",
                                                                "event tap did not start: createFailed"));
 }
@@ -309,7 +309,7 @@ TEST_F(AppModelTest, AnEngineThatDoesNotStartLeavesTheRestAtWork) {
     model->bootstrap();
     settle();
     EXPECT_EQ(loadedSet(), "alpha");
-    EXPECT_TRUE(model->isTrusted());
+    EXPECT_TRUE(model->hasAccess());
     const auto errors = LogCapture::shared().takeErrors();
     EXPECT_THAT(errors, testing::Contains("audio engine did not start: no server"));
     output.reportChange();

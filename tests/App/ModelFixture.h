@@ -1,7 +1,6 @@
 #pragma once
 
 #include "App/AppModel.h"
-#include "Platform/linux/LinuxDurableFiles.h"
 #include "fakes/FakeAudioOutput.h"
 #include "fakes/FakeFrontmost.h"
 #include "fakes/FakeHotkeyRegistrar.h"
@@ -17,6 +16,8 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+
+#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong::test {
 

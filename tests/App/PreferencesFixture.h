@@ -1,7 +1,6 @@
 #pragma once
 
 #include "App/Preferences.h"
-#include "Platform/linux/LinuxDurableFiles.h"
 #include "Shared/WholeFile.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/WatchedFiles.h"
@@ -11,6 +10,8 @@
 #include <gmock/gmock.h>
 
 #include <string>
+
+#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong::test {
 

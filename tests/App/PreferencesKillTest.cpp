@@ -1,6 +1,5 @@
 #include "App/PreferenceDomains.h"
 #include "App/Preferences.h"
-#include "Platform/linux/LinuxDurableFiles.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/TempFolder.h"
@@ -13,6 +12,8 @@
 #include <random>
 #include <thread>
 #include <vector>
+
+#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong {
 namespace {

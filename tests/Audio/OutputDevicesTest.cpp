@@ -1,7 +1,6 @@
 #include "Audio/OutputDevices.h"
 
 #include "Audio/ListenerToken.h"
-#include "Platform/Virtual/VirtualDevices.h"
 #include "fakes/ManualQueue.h"
 #include "support/LogCapture.h"
 #include "support/PlainThreads.h"
@@ -11,6 +10,8 @@
 
 #include <atomic>
 #include <thread>
+
+#include "Virtual/VirtualDevices.h"
 
 namespace keysong::test {
 namespace {

@@ -1,10 +1,10 @@
 #include "support/SwitchStorm.h"
 
-#include "Platform/Virtual/VirtualOutput.h"
-#include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MonotonicClock.h"
-
 #include <gtest/gtest.h>
+
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
+#include "Virtual/VirtualOutput.h"
 
 namespace keysong::test {
 namespace {

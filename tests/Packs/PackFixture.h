@@ -3,17 +3,18 @@
 #include "Audio/SoundEngine.h"
 #include "Audio/SoundSet.h"
 #include "Packs/PackImporter.h"
-#include "Platform/linux/KeyCodes.h"
-#include "Platform/linux/LinuxStagedFolders.h"
-#include "Platform/linux/SndfileAudio.h"
-#include "Platform/linux/SndfileFlacWriter.h"
-#include "Platform/linux/ZipArchives.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "Linux/Files/LinuxStagedFolders.h"
+#include "Linux/Files/ZipArchives.h"
+#include "Linux/Input/KeyCodes.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/Sound/SndfileFlacWriter.h"
 
 namespace keysong::test {
 

@@ -1,12 +1,13 @@
 #include "Packs/SetCheck.h"
 
-#include "Platform/linux/SndfileAudio.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong::test {
 namespace {

@@ -1,6 +1,5 @@
 #include "Program/RenderCommand.h"
 
-#include "Platform/linux/SndfileAudio.h"
 #include "fakes/FakePlaces.h"
 #include "support/PlainThreads.h"
 #include "support/TempFolder.h"
@@ -12,6 +11,8 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+
+#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong {
 namespace {
@@ -35,8 +36,8 @@ class RenderCommandTest : public testing::Test {
         options.output = folder.path() / "out.wav";
     }
 
-    void render(const std::string& recording) {
-        options.recording = folder.write("typing.evemu", recording);
+    void render(const std::string& eventLog) {
+        options.eventLog = folder.write("typing.evemu", eventLog);
         RenderCommand(threads, places, order, files).run(options);
     }
 
@@ -77,19 +78,19 @@ TEST_F(RenderCommandTest, AHitStartsOnePeriodAfterItsEventOnItsSample) {
 }
 
 TEST_F(RenderCommandTest, TheSameSeedGivesTheSameBytes) {
-    const std::string recording = "E: 0.010000 0001 001e 0001\nE: 0.020000 0001 0020 0001\n";
+    const std::string eventLog = "E: 0.010000 0001 001e 0001\nE: 0.020000 0001 0020 0001\n";
     options.tone = -0.5F;
     options.volume = 0.5F;
-    render(recording);
+    render(eventLog);
     const std::string first = bytes();
-    render(recording);
+    render(eventLog);
     EXPECT_EQ(bytes(), first);
     options.seed = 2;
-    render(recording);
+    render(eventLog);
     EXPECT_NE(bytes(), first);
 }
 
-TEST_F(RenderCommandTest, ARecordingThatIsNoneLeavesNoFile) {
+TEST_F(RenderCommandTest, AnEventLogThatIsNoneLeavesNoFile) {
     EXPECT_THROW(render("E: nonsense"), std::runtime_error);
     options.set = "absent";
     EXPECT_THROW(render("E: 0.010000 0001 001e 0001\n"), std::runtime_error);

@@ -25,7 +25,7 @@ class FakeInputSource final : public InputSource {
     int tapsCreated = 0;
     EventMask mask = 0;
 
-    [[nodiscard]] bool isTrusted() const override { return trusted; }
+    [[nodiscard]] bool hasAccess() const override { return trusted; }
 
     [[nodiscard]] std::unique_ptr<InputTap> createTap(EventMask eventMask, RawEventHandler handler) override {
         if (refusesTap || !trusted) {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Platform/linux/Xcb.h"
-
 #include <string>
 #include <string_view>
+
+#include "Linux/System/Xcb.h"
 
 namespace keysong::test {
 

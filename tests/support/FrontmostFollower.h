@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Platform/linux/LinuxFrontmost.h"
 #include "fakes/FakeApplications.h"
 #include "fakes/PumpedQueue.h"
 #include "support/PlainThreads.h"
@@ -9,6 +8,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "Linux/Frontmost/LinuxFrontmost.h"
 
 namespace keysong::test {
 

@@ -1,10 +1,11 @@
 #include "support/PipeWireFixture.h"
 
-#include "Platform/linux/SndfileAudio.h"
 #include "support/WaveFile.h"
 
 #include <cmath>
 #include <thread>
+
+#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong::test {
 

@@ -1,9 +1,6 @@
 #pragma once
 
 #include "Audio/SoundEngine.h"
-#include "Platform/linux/LinuxThreads.h"
-#include "Platform/linux/MonotonicClock.h"
-#include "Platform/linux/PipeWireOutput.h"
 #include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PrivatePipeWire.h"
@@ -15,6 +12,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <vector>
+
+#include "Linux/Sound/PipeWireOutput.h"
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
 
 namespace keysong::test {
 

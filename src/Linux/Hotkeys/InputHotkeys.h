@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Platform/RawEvent.h"
+#include "Shared/Mutex.h"
+
+#include "Linux/Hotkeys/HotkeyDelivery.h"
+#include "Linux/Hotkeys/HotkeyTable.h"
+
+namespace keysong {
+
+/// Hotkeys recognised among the events that the program hears anyway, for sessions in which neither the
+/// display server nor the desktop offers any. The press also reaches the application in front.
+///
+/// Option is the left Alt key. The right one is AltGr on many layouts, where it types characters, and its
+/// code does not tell: a hotkey that stays out is a smaller fault than one that goes off while someone types.
+/// Either Control key will do.
+///
+/// An event is compared with the registered combinations and forgotten. Nothing of it is kept, counted or
+/// passed on: what the program learns is only that one of its own hotkeys was pressed.
+class InputHotkeys final : public HotkeyRegistrar {
+  public:
+    /// The queue outlives the registrar and runs its tasks on the main thread.
+    explicit InputHotkeys(TaskQueue& mainQueue) : delivery_(mainQueue) {}
+
+    /// Looks at one event. The event-tap thread: an event without modifiers costs two compares, one with
+    /// modifiers a short lock besides, a press of a hotkey a task for the main thread.
+    void observe(const RawEvent& event) KEYSONG_EXCLUDES(mutex_);
+
+    void installHandlers(Handlers handlers) override { delivery_.install(std::move(handlers)); }
+    [[nodiscard]] HotkeyStatus registerHotkey(HotkeyCombination combination, HotkeyIdentity identity) override
+        KEYSONG_EXCLUDES(mutex_);
+    void unregisterHotkey(HotkeyIdentity identity) override KEYSONG_EXCLUDES(mutex_);
+    [[nodiscard]] std::string_view way() const override { return "input"; }
+
+  private:
+    HotkeyDelivery delivery_;
+    Mutex mutex_;
+    HotkeyTable table_ KEYSONG_GUARDED_BY(mutex_);
+};
+
+} // namespace keysong

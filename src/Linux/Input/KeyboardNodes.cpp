@@ -1,0 +1,72 @@
+#include "Linux/Input/KeyboardNodes.h"
+
+#include <linux/input-event-codes.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+
+namespace keysong {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Whether the device has letter keys: the last word of its key bitmap holds the keys of the main block.
+bool hasLetterKeys(const fs::path& sysfsDevice) {
+    std::ifstream file(sysfsDevice / "capabilities/key");
+    std::string bitmap;
+    std::getline(file, bitmap);
+    const std::string word = bitmap.substr(bitmap.rfind(' ') + 1);
+    std::uint64_t bits = 0;
+    std::from_chars(word.data(), word.data() + word.size(), bits, 16);
+    constexpr std::uint64_t letters = std::uint64_t{1} << KEY_Q | std::uint64_t{1} << KEY_A;
+    return (bits & letters) == letters;
+}
+
+} // namespace
+
+DeviceOrigin originOfDevice(std::string_view sysfsPath) {
+    return sysfsPath.find("/devices/virtual/input/") != std::string_view::npos ? DeviceOrigin::software
+                                                                               : DeviceOrigin::hardware;
+}
+
+bool isEventNode(std::string_view path) {
+    return path.starts_with("/dev/input/event");
+}
+
+std::vector<std::string> eventNodes() {
+    std::vector<std::string> nodes;
+    std::error_code error;
+    for (fs::directory_iterator entry("/dev/input", error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (isEventNode(entry->path().native())) {
+            nodes.push_back(entry->path());
+        }
+    }
+    return nodes;
+}
+
+std::vector<std::string> keyboardNodes() {
+    std::vector<std::string> nodes = eventNodes();
+    std::erase_if(nodes, [](const fs::path& node) {
+        return !hasLetterKeys("/sys/class/input" / node.filename() / "device");
+    });
+    return nodes;
+}
+
+bool isReadable(const std::string& node) {
+    return access(node.c_str(), R_OK) == 0;
+}
+
+NodeState nodeStateOf(const std::string& node) {
+    struct stat facts {};
+    if (stat(node.c_str(), &facts) != 0) {
+        return {};
+    }
+    return {facts.st_ino, facts.st_rdev, isReadable(node)};
+}
+
+} // namespace keysong

@@ -1,0 +1,213 @@
+#include "Linux/Input/PolkitAccess.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+extern "C" { // which the header leaves to its users
+#include <sys/pidfd.h>
+}
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+namespace keysong {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* helperName = "keysong-grant-access";
+/// Enough for any reason; the rest is left unread.
+constexpr std::size_t longestErrors = 1000;
+
+bool isExecutable(const fs::path& file) {
+    return access(file.c_str(), X_OK) == 0;
+}
+
+fs::path inSearchPath(const char* program) {
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path == nullptr ? "" : path);
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const fs::path file = fs::path(folder) / program;
+        if (file.is_absolute() && isExecutable(file)) {
+            return file;
+        }
+    }
+    return {};
+}
+
+fs::path installedHelper() {
+    std::error_code error;
+    const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+    for (const fs::path& place : {fs::path("../libexec"), fs::path(".")}) {
+        // polkit knows the helper by its one true path.
+        fs::path file = fs::canonical(folder / place / helperName, error);
+        if (!error && isExecutable(file)) {
+            return file;
+        }
+    }
+    return {};
+}
+
+/// How the child is to begin: none of this program's signal settings, errors into a file.
+class SpawnSetting {
+  public:
+    explicit SpawnSetting(int errors) {
+        posix_spawn_file_actions_init(&actions_);
+        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions_, errors, STDERR_FILENO);
+        posix_spawnattr_init(&attributes_);
+        sigset_t signals;
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&attributes_, &signals);
+        sigaddset(&signals, SIGPIPE);
+        posix_spawnattr_setsigdefault(&attributes_, &signals);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnSetting() {
+        posix_spawnattr_destroy(&attributes_);
+        posix_spawn_file_actions_destroy(&actions_);
+    }
+    SpawnSetting(const SpawnSetting&) = delete;
+    SpawnSetting& operator=(const SpawnSetting&) = delete;
+
+    posix_spawn_file_actions_t actions_{};
+    posix_spawnattr_t attributes_{};
+};
+
+std::string trimmed(const std::string& text) {
+    constexpr const char* blanks = " \t\r\n";
+    const std::size_t begin = text.find_first_not_of(blanks);
+    return begin == std::string::npos ? std::string()
+                                      : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+} // namespace
+
+PolkitAccess::Programs PolkitAccess::installedPrograms() {
+    return {inSearchPath("pkexec"), installedHelper()};
+}
+
+PolkitAccess::Result PolkitAccess::resultOf(int status, const std::string& errors) {
+    constexpr int fromNextLogin = 3; // the helper's
+    constexpr int wasDismissed = 126;
+    constexpr int notAuthorized = 127;
+    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    switch (code) {
+    case 0:
+        return {Outcome::granted, {}};
+    case fromNextLogin:
+        return {Outcome::grantedFromNextLogin, {}};
+    case wasDismissed:
+        return {Outcome::dismissed, {}};
+    case notAuthorized:
+        // The one text by which pkexec tells that nobody was asked at all.
+        return {errors.find("No authentication agent found") != std::string::npos ? Outcome::cannotAsk
+                                                                                  : Outcome::notAuthorized,
+                trimmed(errors)};
+    default:
+        break;
+    }
+    std::string explanation = trimmed(errors);
+    if (explanation.empty()) {
+        explanation = code < 0 ? "pkexec was stopped" : "pkexec ended with " + std::to_string(code);
+    }
+    return {Outcome::failed, std::move(explanation)};
+}
+
+PolkitAccess::PolkitAccess(TaskQueue& mainQueue, Threads& threads, Programs programs)
+    : mainQueue_(mainQueue), threads_(threads), programs_(std::move(programs)) {
+}
+
+PolkitAccess::~PolkitAccess() {
+    service_.reset();
+    if (process_.isOpen()) {
+        // Refused when the helper runs as root already, without effect when it has ended.
+        pidfd_send_signal(process_.get(), SIGTERM, nullptr, 0);
+    }
+}
+
+bool PolkitAccess::canGrant() const {
+    return !programs_.pkexec.empty() && !programs_.helper.empty();
+}
+
+bool PolkitAccess::grant(Handler handler) {
+    if (handler_) {
+        return false;
+    }
+    handler_ = std::move(handler);
+    const auto finishLater = [this, life = std::weak_ptr(life_)](const Result& result) {
+        mainQueue_.async([this, life, result] {
+            if (!life.expired()) {
+                finish(result);
+            }
+        });
+    };
+    try {
+        start();
+        service_->async([this, finishLater, &loop = service_->loop()] {
+            const bool watched = loop.watch(process_.get(), [this, finishLater, &loop] {
+                loop.unwatch(process_.get());
+                finishLater(collect());
+            });
+            if (!watched) {
+                finishLater({Outcome::failed, "pkexec cannot be watched"});
+            }
+        });
+    } catch (const std::system_error& error) {
+        finishLater({Outcome::failed, error.what()});
+    }
+    return true;
+}
+
+void PolkitAccess::start() {
+    service_.emplace(threads_, ThreadAttributes{"com.orlen.keysong.access", "access"});
+    errors_.reset(memfd_create("pkexec errors", MFD_CLOEXEC));
+    const SpawnSetting setting(errors_.get());
+    // pkexec's own dialog in a terminal would ask where nobody looks.
+    std::array<std::string, 3> words{programs_.pkexec, "--disable-internal-agent", programs_.helper};
+    char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    pid_t process = 0;
+    const int failure =
+        posix_spawn(&process, arguments[0], &setting.actions_, &setting.attributes_, arguments, environ);
+    if (failure != 0) {
+        throw std::system_error(failure, std::generic_category(), words[0]);
+    }
+    process_.reset(pidfd_open(process, 0));
+    if (!process_.isOpen()) {
+        kill(process, SIGTERM);
+        throw std::system_error(errno, std::generic_category(), "pidfd_open");
+    }
+}
+
+PolkitAccess::Result PolkitAccess::collect() const {
+    siginfo_t end{};
+    waitid(P_PIDFD, static_cast<id_t>(process_.get()), &end, WEXITED | WNOHANG);
+    std::string errors(longestErrors, '\0');
+    const ssize_t length = pread(errors_.get(), errors.data(), errors.size(), 0);
+    errors.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return resultOf(end.si_code == CLD_EXITED ? W_EXITCODE(end.si_status, 0) : W_EXITCODE(0, end.si_status),
+                    errors);
+}
+
+void PolkitAccess::finish(const Result& result) {
+    service_.reset();
+    process_.reset();
+    errors_.reset();
+    const Handler handler = std::exchange(handler_, nullptr);
+    handler(result); // which may ask again
+}
+
+std::string PolkitAccess::command() const {
+    return "sudo gpasswd -a \"$USER\" input &&\nsudo setfacl -m \"u:$USER:r\" /dev/input/event*";
+}
+
+} // namespace keysong

@@ -1,0 +1,27 @@
+#include "Linux/Sound/AudioOutputFactories.h"
+
+#include "Linux/Sound/AlsaOutput.h"
+#include "Linux/Sound/PipeWireOutput.h"
+
+namespace keysong {
+
+namespace {
+
+/// A server that is there answers in a few milliseconds; one that starts with the session gets time to find
+/// the devices, or the one that the user chose would count as unplugged.
+constexpr std::chrono::milliseconds answerLimit{2000};
+
+std::unique_ptr<AudioOutput> makePipeWireOutput() {
+    auto output = std::make_unique<PipeWireOutput>();
+    output->waitUntilReady(answerLimit);
+    return output;
+}
+
+} // namespace
+
+std::vector<NamedOutput> audioOutputFactories(Threads& threads, const Clock& clock) {
+    return {{"pipewire", makePipeWireOutput},
+            {"alsa", [&threads, &clock] { return std::make_unique<AlsaOutput>(threads, clock); }}};
+}
+
+} // namespace keysong

@@ -1,0 +1,385 @@
+#include "Linux/Sound/PipeWireOutput.h"
+
+#include "Shared/Log.h"
+
+#include <sched.h>
+#include <spa/param/audio/format-utils.h>
+#include <spa/utils/result.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <thread>
+
+namespace keysong {
+
+namespace {
+
+constexpr std::chrono::seconds startLimit{3};
+/// How long a start waits for the first period, which tells the granted size.
+constexpr std::chrono::milliseconds firstPeriodLimit{300};
+constexpr std::uint32_t mostFrames = 8192;
+/// A driver whose clock says something this far from now has another clock.
+constexpr std::int64_t implausibleNanoseconds = 1'000'000'000;
+constexpr std::uint32_t channels = 2;
+
+} // namespace
+
+// The callbacks that are left out are null, as the library wants it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
+const pw_stream_events PipeWireOutput::streamEvents = {
+    .version = PW_VERSION_STREAM_EVENTS,
+    .state_changed =
+        [](void* self, pw_stream_state, pw_stream_state state, const char* error) noexcept {
+            static_cast<PipeWireOutput*>(self)->onStreamState(state, error);
+        },
+    .io_changed =
+        [](void* self, std::uint32_t id, void* area, std::uint32_t) noexcept {
+            if (id == SPA_IO_Position) {
+                static_cast<PipeWireOutput*>(self)->position_ = static_cast<spa_io_position*>(area);
+            }
+        },
+    .process = [](void* self) noexcept { static_cast<PipeWireOutput*>(self)->process(); }};
+
+#pragma GCC diagnostic pop
+
+PipeWireOutput::PipeWireOutput()
+    : session_(std::make_unique<PipeWireSession>(
+          [this](PipeWireSession::Change change) { onSessionChange(change); })) {
+    session_->start();
+}
+
+PipeWireOutput::~PipeWireOutput() {
+    {
+        const PipeWireLock lock(session_->loop());
+        configurationChanged_ = nullptr;
+        destroyStream();
+    }
+}
+
+bool PipeWireOutput::waitUntilReady(std::chrono::milliseconds limit) {
+    const PipeWireLock lock(session_->loop());
+    timespec deadline{};
+    pw_thread_loop_get_time(session_->loop(), &deadline, std::chrono::nanoseconds(limit).count());
+    while (session_->core() != nullptr && readinessNow() != Readiness::ready) {
+        if (pw_thread_loop_timed_wait_full(session_->loop(), &deadline) < 0) {
+            break;
+        }
+    }
+    return readinessNow() == Readiness::ready;
+}
+
+std::int32_t PipeWireOutput::requestBufferFrames(std::uint32_t frames) {
+    if (frames == 0 || frames > mostFrames) {
+        return EINVAL;
+    }
+    const PipeWireLock lock(session_->loop());
+    requestedFrames_ = frames;
+    return 0;
+}
+
+std::optional<std::uint32_t> PipeWireOutput::bufferFrames() const {
+    const std::uint32_t granted = grantedFrames_;
+    return granted != 0 ? granted : requestedFrames_.load();
+}
+
+void PipeWireOutput::start() {
+    const PipeWireLock lock(session_->loop());
+    if (running_) {
+        return;
+    }
+    destroyStream();
+    if (!session_->waitUntilReady(startLimit)) {
+        throw AudioOutputError("no sound server answers");
+    }
+    if (readinessNow() != Readiness::ready) {
+        throw AudioOutputError(session_->hasManager() ? "the sound server has no output device"
+                                                      : "the sound server has no session manager");
+    }
+    createStream();
+    waitForStream();
+    running_ = true;
+    logScheduling();
+}
+
+Readiness PipeWireOutput::readiness() const {
+    const PipeWireLock lock(session_->loop());
+    return readinessNow();
+}
+
+Readiness PipeWireOutput::readinessNow() const {
+    if (!session_->isReady()) {
+        return Readiness::absent;
+    }
+    const auto& nodes = session_->nodes();
+    const bool playable =
+        session_->hasManager() &&
+        std::any_of(nodes.begin(), nodes.end(), [](const auto& e) { return e.second.isSink(); });
+    return playable ? Readiness::ready : Readiness::preparing;
+}
+
+void PipeWireOutput::createStream() {
+    const std::string latency = std::to_string(requestedFrames_.load()) + "/48000";
+    stream_ = pw_stream_new(
+        session_->core(), "Keysong",
+        pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
+                          "keysong", PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME, "Keysong",
+                          PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency.c_str(),
+                          pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT, pinned_.c_str(), nullptr));
+    if (stream_ == nullptr) {
+        throw AudioOutputError("the sound server refused a stream");
+    }
+    streamListener_ = {};
+    streamState_ = PW_STREAM_STATE_UNCONNECTED;
+    streamError_.clear();
+    grantedFrames_ = 0;
+    lastLinked_.reset();
+    cycleStart_ = 0;
+    pw_stream_add_listener(stream_, &streamListener_, &streamEvents, this);
+
+    std::array<std::uint8_t, 1024> storage{};
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, storage.data(), storage.size());
+    spa_audio_info_raw format{};
+    format.format = SPA_AUDIO_FORMAT_F32P;
+    format.rate = static_cast<std::uint32_t>(streamRate);
+    format.channels = channels;
+    format.position[0] = SPA_AUDIO_CHANNEL_FL;
+    format.position[1] = SPA_AUDIO_CHANNEL_FR;
+    const spa_pod* parameter = spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format);
+    const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
+                                                    PW_STREAM_FLAG_RT_PROCESS);
+    const int result = pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, &parameter, 1);
+    if (result < 0) {
+        destroyStream();
+        throw AudioOutputError(std::string("the sound server refused the stream: ") + spa_strerror(result));
+    }
+}
+
+void PipeWireOutput::waitForStream() {
+    timespec deadline{};
+    pw_thread_loop_get_time(session_->loop(), &deadline, std::chrono::nanoseconds(startLimit).count());
+    while (stream_ != nullptr && streamState_ != PW_STREAM_STATE_STREAMING && streamError_.empty()) {
+        if (pw_thread_loop_timed_wait_full(session_->loop(), &deadline) < 0) {
+            streamError_ = "it did not start in time";
+            break;
+        }
+    }
+    if (stream_ == nullptr || streamState_ != PW_STREAM_STATE_STREAMING) {
+        destroyStream();
+        throw AudioOutputError("the stream did not start: " + streamError_);
+    }
+    // The first period tells the granted size; without one soon the requested size stands in for it.
+    const auto limit = std::chrono::steady_clock::now() + firstPeriodLimit;
+    while (grantedFrames_ == 0 && std::chrono::steady_clock::now() < limit) {
+        pw_thread_loop_unlock(session_->loop());
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        pw_thread_loop_lock(session_->loop());
+    }
+    if (stream_ == nullptr || streamState_ != PW_STREAM_STATE_STREAMING) {
+        destroyStream();
+        throw AudioOutputError("the stream was lost while it started");
+    }
+}
+
+void PipeWireOutput::logScheduling() {
+    const int policy = schedulingPolicy_;
+    if (policy < 0 || schedulingLogged_) {
+        return;
+    }
+    schedulingLogged_ = true;
+    if (policy != SCHED_FIFO && policy != SCHED_RR) {
+        log.notice("the render thread has no real-time priority");
+    }
+}
+
+void PipeWireOutput::stop() noexcept {
+    const PipeWireLock lock(session_->loop());
+    destroyStream();
+}
+
+void PipeWireOutput::destroyStream() noexcept {
+    running_ = false;
+    if (stream_ != nullptr) {
+        spa_hook_remove(&streamListener_);
+        pw_stream_destroy(stream_); // waits for the render thread
+        stream_ = nullptr;
+    }
+    position_ = nullptr;
+}
+
+std::int32_t PipeWireOutput::setDevice(AudioDeviceId device) {
+    const PipeWireLock lock(session_->loop());
+    const auto target = node(device);
+    if (!target || !target->isSink()) {
+        return ENODEV;
+    }
+    pinned_ = target->name;
+    if (stream_ != nullptr && streamState_ >= PW_STREAM_STATE_PAUSED) {
+        session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
+    }
+    return 0;
+}
+
+std::optional<AudioDeviceId> PipeWireOutput::currentDevice() const {
+    const PipeWireLock lock(session_->loop());
+    if (const auto linked = linkedNode()) {
+        const auto found = session_->nodes().find(*linked);
+        if (found != session_->nodes().end()) {
+            return found->second.serial;
+        }
+    }
+    for (const auto& [id, candidate] : session_->nodes()) {
+        if (candidate.isSink() && candidate.name == pinned_) {
+            return candidate.serial;
+        }
+    }
+    return defaultOutputDevice();
+}
+
+std::optional<std::uint32_t> PipeWireOutput::linkedNode() const {
+    if (stream_ == nullptr) {
+        return std::nullopt;
+    }
+    const std::uint32_t own = pw_stream_get_node_id(stream_);
+    for (const auto& [id, link] : session_->links()) {
+        if (link.outputNode == own) {
+            return link.inputNode;
+        }
+    }
+    return std::nullopt;
+}
+
+void PipeWireOutput::setConfigurationChangeHandler(std::function<void()> handler) {
+    const PipeWireLock lock(session_->loop());
+    configurationChanged_ = std::move(handler);
+}
+
+void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
+    using Change = PipeWireSession::Change;
+    pw_thread_loop_signal(session_->loop(), false);
+    switch (change) {
+    case Change::disconnected:
+        // The listeners are not told: a server that is gone says nothing about what is plugged in.
+        destroyStream();
+        reportChange();
+        break;
+    case Change::connected:
+        listeners_.tell(DeviceListProperty::devices);
+        reportChange();
+        break;
+    case Change::devices:
+        listeners_.tell(DeviceListProperty::devices);
+        // A sink that appears is news to an output that could not start, one that goes to any.
+        reportChange();
+        break;
+    case Change::manager:
+        reportChange();
+        break;
+    case Change::defaultDevice:
+        listeners_.tell(DeviceListProperty::defaultOutputDevice);
+        reportChange();
+        break;
+    case Change::links:
+        if (const auto linked = linkedNode(); linked && linked != lastLinked_) {
+            if (lastLinked_) {
+                reportChange();
+            }
+            lastLinked_ = linked;
+        }
+        break;
+    }
+}
+
+void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
+    streamState_ = state;
+    if (state == PW_STREAM_STATE_PAUSED && !pinned_.empty()) {
+        session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
+    }
+    if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) {
+        // Unconnected without our doing: somebody took the node out of the graph.
+        streamError_ = error == nullptr ? "the stream was taken away" : error;
+        if (running_.exchange(false)) {
+            reportChange();
+        }
+    }
+    pw_thread_loop_signal(session_->loop(), false);
+}
+
+void PipeWireOutput::reportChange() {
+    if (configurationChanged_) {
+        configurationChanged_();
+    }
+}
+
+IoCycle PipeWireOutput::nextCycle(std::uint32_t frames) noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    IoCycle cycle;
+    cycle.startNanoseconds = time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+    cycle.frameCount = frames;
+    const spa_io_position* position = position_;
+    if (position == nullptr || position->clock.duration == 0) {
+        return cycle;
+    }
+    const spa_io_clock& clock = position->clock;
+    grantedFrames_.store(static_cast<std::uint32_t>(clock.duration), std::memory_order_relaxed);
+    graphRate_.store(clock.rate.denom, std::memory_order_relaxed);
+    // The device's own pace, where the graph runs at our rate and the figure makes sense.
+    const double pace =
+        static_cast<double>(clock.next_nsec - clock.nsec) / static_cast<double>(clock.duration);
+    const double nominal = cycle.nanosecondsPerFrame;
+    if (clock.rate.denom == static_cast<std::uint32_t>(streamRate) && pace > nominal * 0.9 &&
+        pace < nominal * 1.1) {
+        cycle.nanosecondsPerFrame = pace;
+    }
+    const auto start = static_cast<std::int64_t>(clock.nsec);
+    if (std::abs(start - cycle.startNanoseconds) < implausibleNanoseconds) {
+        // Where the server asks several times in one of its cycles, each call goes on where the last ended.
+        cycleFrames_ = start == cycleStart_ ? cycleFrames_ : 0;
+        cycleStart_ = start;
+        cycle.startNanoseconds =
+            start + std::llround(static_cast<double>(cycleFrames_) * cycle.nanosecondsPerFrame);
+        cycleFrames_ += frames;
+    }
+    return cycle;
+}
+
+void PipeWireOutput::process() noexcept {
+    pw_buffer* buffer = pw_stream_dequeue_buffer(stream_);
+    if (buffer == nullptr) {
+        return;
+    }
+    spa_data* data = buffer->buffer->datas;
+    const auto capacity = data[0].maxsize / sizeof(float);
+    const auto wanted = buffer->requested != 0 ? buffer->requested : requestedFrames_.load();
+    const auto frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(wanted, capacity));
+    if (buffer->buffer->n_datas < channels || data[0].data == nullptr || data[1].data == nullptr) {
+        pw_stream_queue_buffer(stream_, buffer);
+        return;
+    }
+    auto* left = static_cast<float*>(data[0].data);
+    auto* right = static_cast<float*>(data[1].data);
+
+    const IoCycle cycle = nextCycle(frames);
+    if (schedulingPolicy_.load(std::memory_order_relaxed) < 0) {
+        schedulingPolicy_.store(sched_getscheduler(0) & ~SCHED_RESET_ON_FORK, std::memory_order_relaxed);
+    }
+    if (renderer_ != nullptr && frames > 0) {
+        renderer_->render(cycle, left, right);
+    } else {
+        std::fill_n(left, frames, 0.0F);
+        std::fill_n(right, frames, 0.0F);
+    }
+    for (std::uint32_t i = 0; i < channels; ++i) {
+        data[i].chunk->offset = 0;
+        data[i].chunk->stride = sizeof(float);
+        data[i].chunk->size = frames * static_cast<std::uint32_t>(sizeof(float));
+    }
+    pw_stream_queue_buffer(stream_, buffer);
+}
+
+} // namespace keysong

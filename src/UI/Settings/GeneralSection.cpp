@@ -1,0 +1,107 @@
+#include "UI/Look/Symbols.h"
+#include "UI/Settings/SettingsControls.h"
+#include "UI/Settings/SettingsSections.h"
+
+#include <QDesktopServices>
+#include <QKeySequence>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QUrl>
+#include <filesystem>
+
+namespace keysong {
+
+namespace {
+
+void confirmReset(AppModel& model, QWidget* window) {
+    auto* const dialog =
+        new QMessageBox(QMessageBox::NoIcon, SettingsSection::tr("Keysong"),
+                        SettingsSection::tr("Reset the key count?"), QMessageBox::NoButton, window);
+    dialog->setIconPixmap(symbolIcon(Symbol::warningTriangle).pixmap({36, 36}, dialog->devicePixelRatioF()));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    dialog->setInformativeText(SettingsSection::tr("This cannot be undone."));
+    QPushButton* const reset = dialog->addButton(SettingsSection::tr("Reset"), QMessageBox::DestructiveRole);
+    QPushButton* const cancel = dialog->addButton(SettingsSection::tr("Cancel"), QMessageBox::RejectRole);
+    dialog->setDefaultButton(cancel);
+    dialog->setEscapeButton(cancel);
+    QObject::connect(reset, &QPushButton::clicked, &model, &AppModel::resetStats);
+    dialog->open();
+}
+
+void addLaunchAtLogin(Card& card, AppModel& model) {
+    ToggleSwitch* const toggle =
+        addToggle(card, model, SettingsSection::tr("Launch at login"),
+                  {&AppModel::launchAtLogin, &AppModel::setLaunchAtLogin, &AppModel::launchAtLoginChanged},
+                  model.canLaunchAtLogin()
+                      ? QString()
+                      : SettingsSection::tr("Available once Keysong is in your Applications folder."));
+    toggle->setEnabled(model.canLaunchAtLogin());
+}
+
+void addHotkey(Card& card, const QString& label, QKeyCombination keysHeld) {
+    const QKeySequence keys(keysHeld);
+    auto* const value = new QLabel(keys.toString(QKeySequence::NativeText), &card);
+    value->setAccessibleName(label + QStringLiteral(": ") + value->text());
+    card.addRow(label, {value});
+}
+
+void addKeyCount(Card& card, AppModel& model) {
+    auto* const count = new QLabel(&card);
+    auto* const reset = new QPushButton(SettingsSection::tr("Reset"), &card);
+    const auto follow = [&model, count] {
+        count->setText(QLocale().toString(static_cast<qlonglong>(model.keysPressed())));
+    };
+    follow();
+    QObject::connect(&model, &AppModel::keysPressedChanged, count, follow);
+    QObject::connect(reset, &QPushButton::clicked, reset,
+                     [&model, reset] { confirmReset(model, reset->window()); });
+    card.addRow(SettingsSection::tr("Keys pressed"), {count, reset});
+}
+
+void addAccessibility(Card& card, AppModel& model) {
+    auto* const state = new QLabel(&card);
+    state->setForegroundRole(QPalette::PlaceholderText);
+    state->setWordWrap(false);
+    auto* const grant = new QPushButton(SettingsSection::tr("Grant Access\u2026"), &card);
+    const auto follow = [&model, state, grant] {
+        const bool granted = model.hasAccess() || model.systemGivesAccess();
+        state->setText(model.hasAccess() ? SettingsSection::tr("Granted")
+                       : granted ? SettingsSection::tr("Granted, but not listening. Quit and reopen Keysong.")
+                                 : SettingsSection::tr("Not granted"));
+        grant->setVisible(!granted);
+    };
+    follow();
+    QObject::connect(&model, &AppModel::hasAccessChanged, state, follow);
+    QObject::connect(grant, &QPushButton::clicked, &model, &AppModel::showOnboarding);
+    card.addRow(SettingsSection::tr("Accessibility"), {state, grant});
+}
+
+void addCredits(Card& card, const Places& places) {
+    auto* const credits = new QPushButton(SettingsSection::tr("Credits"), &card);
+    QObject::connect(credits, &QPushButton::clicked, credits, [&places] {
+        const std::filesystem::path file = places.resources() / "CREDITS.txt";
+        std::error_code error;
+        if (std::filesystem::is_regular_file(file, error)) {
+            QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(file.string())));
+        }
+    });
+    card.addRow(SettingsSection::tr("Sounds"), {credits});
+}
+
+} // namespace
+
+SettingsSection* makeGeneralSection(const UiServices& services, QWidget* parent) {
+    auto* const section = new SettingsSection(SettingsSection::tr("General"), parent);
+    Card& card = section->card();
+    addLaunchAtLogin(card, services.model);
+    addHotkey(card, SettingsSection::tr("Enable / disable"), Qt::CTRL | Qt::ALT | Qt::Key_K);
+    addHotkey(card, SettingsSection::tr("Open Keysong"), Qt::CTRL | Qt::ALT | Qt::Key_C);
+    addKeyCount(card, services.model);
+    addAccessibility(card, services.model);
+    addCredits(card, services.places);
+    return section;
+}
+
+} // namespace keysong

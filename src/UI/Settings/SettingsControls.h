@@ -1,0 +1,20 @@
+#pragma once
+
+#include "App/AppModel.h"
+#include "UI/Look/Card.h"
+#include "UI/Look/ToggleSwitch.h"
+
+namespace keysong {
+
+/// A switch of the model: how it is read and written, and what tells of its change.
+struct ModelFlag {
+    bool (AppModel::*get)() const;
+    void (AppModel::*set)(bool);
+    void (AppModel::*changed)();
+};
+
+/// Appends a row with a switch that shows the flag and writes it. Main thread.
+ToggleSwitch* addToggle(Card& card, AppModel& model, const QString& label, const ModelFlag& flag,
+                        const QString& caption = {});
+
+} // namespace keysong

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "App/AppModel.h"
+#include "App/KeyMonitor.h"
+#include "Platform/InstalledApplications.h"
+#include "Platform/Places.h"
+#include "Platform/TextOrder.h"
+#include "UI/Look/Card.h"
+
+namespace keysong {
+
+class KeyboardView;
+class ScratchField;
+
+/// What the windows work with beside the model. Everything referred to outlives them.
+struct UiServices {
+    AppModel& model;
+    KeyMonitor& keyMonitor;
+    InstalledApplications& applications;
+    const Places& places;
+    const TextOrder& textOrder;
+};
+
+/// A place to type and the keyboard that shows it. While it can be seen the key monitor watches. Main thread.
+class TryItSection final : public SettingsSection {
+    Q_OBJECT
+
+  public:
+    TryItSection(KeyMonitor& monitor, QWidget* parent);
+
+    /// Takes what is typed while no other text field has the focus.
+    [[nodiscard]] QWidget& scratch() const noexcept;
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+  private:
+    KeyMonitor& monitor_;
+    ScratchField* scratch_;
+};
+
+// The other sections, each a view of the model that writes every change back to it at once. They belong to
+// `parent`. Main thread.
+
+[[nodiscard]] SettingsSection* makeSoundSection(AppModel& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeToneSection(AppModel& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeOutputSection(AppModel& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeSleepSection(const UiServices& services, QWidget* parent);
+[[nodiscard]] SettingsSection* makeGeneralSection(const UiServices& services, QWidget* parent);
+
+} // namespace keysong

@@ -1,0 +1,19 @@
+#include "UI/Settings/MutedAppsList.h"
+#include "UI/Settings/SettingsControls.h"
+#include "UI/Settings/SettingsSections.h"
+
+namespace keysong {
+
+SettingsSection* makeSleepSection(const UiServices& services, QWidget* parent) {
+    auto* const section = new SettingsSection(SettingsSection::tr("Sleep"), parent);
+    addToggle(section->card(), services.model, SettingsSection::tr("While an app records"),
+              {&AppModel::muteWhileRecording, &AppModel::setMuteWhileRecording,
+               &AppModel::muteWhileRecordingChanged},
+              SettingsSection::tr("Silent as long as something listens to a microphone."));
+    section->card().addContent(
+        new MutedAppsList(services.model, services.applications, services.textOrder, section));
+    section->setFooter(SettingsSection::tr("Keysong is silent while one of these is frontmost."));
+    return section;
+}
+
+} // namespace keysong

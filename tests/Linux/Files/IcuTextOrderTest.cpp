@@ -1,0 +1,76 @@
+#include "Linux/Files/IcuTextOrder.h"
+
+#include "fakes/FakePlaces.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace keysong {
+namespace {
+
+IcuTextOrder orderFor(const std::string& variable, const std::string& locale) {
+    test::FakePlaces places;
+    places.variables[variable] = locale;
+    return IcuTextOrder(places);
+}
+
+int sign(int value) {
+    return (value > 0) - (value < 0);
+}
+
+TEST(IcuTextOrder, ComparesLikeAFileBrowserInEveryLocale) {
+    struct Row {
+        std::string a, b;
+        int result;
+    };
+    const std::string nines(300, '9');
+    const std::vector<Row> rows = {
+        {"Set 1", "set 2", -1},
+        {"set 2", "Set 10", -1},
+        {"Set 2", "sET 2", 0},
+        {"apple", "Banana", -1},
+        {"Zebra", "apple", 1},
+        {"a", "a1", -1},
+        {"a1", "ab", -1},
+        {"a1b2", "a1b10", -1},
+        {"007", "7", 0},
+        {"0", "00", 0},
+        {"0", "1", -1},
+        {"9", "10", -1},
+        {"é2", "e3", -1},
+        {"e", "é", -1},
+        {"\xD9\xA3", "10", -1}, // an Arabic 3
+        {nines, "1" + std::string(300, '0'), -1},
+        {"a" + nines + "b", "a" + std::string(299, '9') + "8z", 1},
+        {"x" + std::string(5000, '7'), "x" + std::string(5000, '0') + "8", 1},
+        {"", "a", -1},
+        {"", "", 0},
+        {"\xFF\xFE", "\xFF\xFE", 0},
+    };
+    for (const char* const locale :
+         {"C", "C.UTF-8", "POSIX", "en_US_POSIX", "en_US.UTF-8", "de_DE@euro", "tr_TR", "xx_nonsense", ""}) {
+        const IcuTextOrder order = orderFor("LC_ALL", locale);
+        for (const Row& row : rows) {
+            EXPECT_EQ(sign(order.compare(row.a, row.b)), row.result)
+                << locale << ": " << row.a << " | " << row.b;
+            EXPECT_EQ(sign(order.compare(row.b, row.a)), -row.result)
+                << locale << ": " << row.b << " | " << row.a;
+        }
+    }
+}
+
+TEST(IcuTextOrder, FollowsTheUsersLanguage) {
+    for (const char* const variable : {"LC_ALL", "LC_COLLATE", "LANG"}) {
+        EXPECT_GT(orderFor(variable, "sv_SE.UTF-8").compare("ö", "z"), 0) << variable;
+        EXPECT_LT(orderFor(variable, "de_DE.UTF-8").compare("ö", "z"), 0) << variable;
+    }
+    test::FakePlaces places;
+    places.variables = {{"LC_ALL", ""}, {"LC_COLLATE", "sv_SE"}, {"LANG", "de_DE"}};
+    EXPECT_GT(IcuTextOrder(places).compare("ö", "z"), 0);
+}
+
+} // namespace
+} // namespace keysong

@@ -1,0 +1,60 @@
+#include "Linux/Frontmost/WaylandFrontmost.h"
+
+#include "support/FrontmostFollower.h"
+#include "support/PrivateSway.h"
+
+#include <gmock/gmock.h>
+
+#include "Linux/Files/LinuxPlaces.h"
+
+namespace keysong {
+namespace {
+
+using testing::ElementsAre;
+
+struct WaylandFrontmostTest : testing::Test {
+    test::PrivateSway sway;
+    LinuxPlaces places;
+
+    void SetUp() override { ASSERT_TRUE(sway.start()) << "sway does not start"; }
+
+    static InstalledApplications::List applications() {
+        return {{"org.example.First", "", "", "", "First Window", true}};
+    }
+};
+
+TEST_F(WaylandFrontmostTest, FollowsWindowsThroughSwitchesAndDeaths) {
+    test::FrontmostFollower follower(makeWaylandFrontmost(places), applications());
+    ASSERT_TRUE(follower.follows("wlr-foreign-toplevel"));
+    sway.openWindow("First Window");
+    ASSERT_TRUE(follower.hears("org.example.First"));
+    sway.openWindow("second");
+    ASSERT_TRUE(follower.hears("second"));
+    ASSERT_TRUE(sway.command("[app_id=\"First Window\"] focus"));
+    ASSERT_TRUE(follower.hears("org.example.First"));
+    ASSERT_TRUE(sway.command("[app_id=\"second\"] focus"));
+    ASSERT_TRUE(follower.hears("second"));
+    ASSERT_TRUE(sway.command("[app_id=\"second\"] kill"));
+    ASSERT_TRUE(follower.hears("org.example.First"));
+    // No switch has let a "none" through, but an empty workspace is one.
+    EXPECT_THAT(follower.told(), ElementsAre("org.example.First", "second", "org.example.First", "second",
+                                             "org.example.First"));
+    ASSERT_TRUE(sway.command("workspace 2"));
+    EXPECT_TRUE(follower.hears("none"));
+}
+
+TEST_F(WaylandFrontmostTest, KnowsTheWindowsThatWereThereAndSurvivesTheCompositor) {
+    sway.openWindow("second");
+    test::FrontmostFollower follower(makeWaylandFrontmost(places), applications());
+    ASSERT_TRUE(follower.hears("second"));
+    sway.kill();
+    ASSERT_TRUE(follower.hears("none"));
+    ASSERT_TRUE(follower.follows("none"));
+    ASSERT_TRUE(sway.start());
+    ASSERT_TRUE(follower.follows("wlr-foreign-toplevel"));
+    sway.openWindow("First Window");
+    EXPECT_TRUE(follower.hears("org.example.First"));
+}
+
+} // namespace
+} // namespace keysong

@@ -1,0 +1,91 @@
+#include "UI/Look/Symbols.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+#include <QPalette>
+#include <algorithm>
+#include <set>
+
+namespace keysong {
+namespace {
+
+constexpr Symbol allSymbols[] = {
+    Symbol::keyboard,     Symbol::warningTriangle, Symbol::speaker, Symbol::speakerLoud,
+    Symbol::speakerMuted, Symbol::playCircle,      Symbol::plus,    Symbol::minus};
+
+int greatestAlpha(const QImage& image) {
+    int greatest = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            greatest = std::max(greatest, qAlpha(image.pixel(x, y)));
+        }
+    }
+    return greatest;
+}
+
+QImage drawn(Symbol symbol, int side, double scale) {
+    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scale);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    paintSymbol(painter, symbol, QRectF(0, 0, side / scale, side / scale), Qt::black);
+    return image;
+}
+
+TEST(Symbols, KeepWithinTheirSquareAndDifferFromEachOther) {
+    for (const int side : {8, 16, 22, 24, 32, 44, 64, 256}) {
+        std::set<QByteArray> pictures;
+        for (const Symbol symbol : allSymbols) {
+            const QRectF bounds = symbolPath(symbol, side).boundingRect();
+            EXPECT_TRUE(QRectF(-0.01, -0.01, side + 0.02, side + 0.02).contains(bounds))
+                << side << ", symbol " << static_cast<int>(symbol);
+            EXPECT_NEAR(bounds.center().y(), side / 2.0, side * 0.08 + 0.5);
+            const QImage image = drawn(symbol, side, 1);
+            pictures.insert(
+                QByteArray(reinterpret_cast<const char*>(image.constBits()), image.sizeInBytes()));
+        }
+        EXPECT_EQ(pictures.size(), std::size(allSymbols)) << side;
+    }
+}
+
+TEST(Symbols, StraightLinesAreSharpAtEveryScale) {
+    for (const double scale : {1.0, 1.25, 1.5, 1.75, 2.0}) {
+        for (const int side : {16, 22, 24, 32, 44}) {
+            const QImage image = drawn(Symbol::plus, side, scale);
+            for (int x = 0; x < side; ++x) {
+                // A line that does not lie on the pixels shows half-tones along its whole length.
+                const int alpha = qAlpha(image.pixel(x, side / 4 + side / 8));
+                EXPECT_TRUE(alpha == 0 || alpha == 255) << side << " at " << scale;
+            }
+        }
+    }
+}
+
+TEST(Symbols, AnIconTakesTheColourOfThePaletteInUse) {
+    const QIcon icon = symbolIcon(Symbol::minus);
+    for (const Qt::GlobalColor color : {Qt::red, Qt::blue}) {
+        QPalette palette;
+        palette.setColor(QPalette::ButtonText, color);
+        palette.setColor(QPalette::Disabled, QPalette::ButtonText, Qt::gray);
+        QGuiApplication::setPalette(palette);
+        EXPECT_EQ(icon.pixmap(32).toImage().pixelColor(16, 16), QColor(color));
+        EXPECT_EQ(icon.pixmap(32, QIcon::Disabled).toImage().pixelColor(16, 16), QColor(Qt::gray));
+    }
+    QGuiApplication::setPalette(QPalette());
+    EXPECT_EQ(icon.pixmap(QSize(16, 16), 1.5).toImage().size(), QSize(24, 24));
+}
+
+TEST(Symbols, APanelIconFadesAsOne) {
+    for (const Symbol symbol : {Symbol::keyboard, Symbol::warningTriangle, Symbol::speakerMuted}) {
+        for (const QSize& size : panelIcon(symbol, 1).availableSizes()) {
+            EXPECT_EQ(greatestAlpha(panelIcon(symbol, 1).pixmap(size).toImage()), 255);
+            EXPECT_EQ(greatestAlpha(panelIcon(symbol, 0.4).pixmap(size).toImage()), 102);
+        }
+    }
+}
+
+} // namespace
+} // namespace keysong

@@ -1,0 +1,85 @@
+#include "Virtual/VirtualOutput.h"
+
+#include "support/PlainThreads.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "Linux/System/MonotonicClock.h"
+
+namespace keysong {
+namespace {
+
+/// Notes the cycles that it is asked for.
+class CycleRecorder final : public AudioRenderer {
+  public:
+    explicit CycleRecorder(std::size_t wanted) : wanted_(wanted) { cycles_.reserve(wanted); }
+
+    void render(const IoCycle& cycle, float* left, float* right) noexcept override {
+        left[0] = right[cycle.frameCount - 1] = 1.0F;
+        if (cycles_.size() < wanted_) {
+            cycles_.push_back(cycle);
+            if (cycles_.size() == wanted_) {
+                enough_.set_value();
+            }
+        }
+    }
+
+    std::vector<IoCycle> wait() {
+        enough_.get_future().wait();
+        return cycles_;
+    }
+
+  private:
+    std::size_t wanted_;
+    std::vector<IoCycle> cycles_;
+    std::promise<void> enough_;
+};
+
+TEST(VirtualOutput, CyclesFollowTheNominalTimeline) {
+    test::PlainThreads threads;
+    const MonotonicClock clock;
+    CycleRecorder recorder(20);
+    VirtualOutput output(threads, clock);
+    output.setRenderer(&recorder);
+    EXPECT_NE(output.requestBufferFrames(0), 0);
+    EXPECT_NE(output.requestBufferFrames(1U << 20), 0);
+    EXPECT_EQ(output.requestBufferFrames(96), 0);
+    output.start();
+    output.start();
+    EXPECT_TRUE(output.isRunning());
+    const auto cycles = recorder.wait();
+    output.stop();
+    EXPECT_FALSE(output.isRunning());
+    int onTime = 0;
+    for (std::size_t i = 1; i < cycles.size(); ++i) {
+        EXPECT_EQ(cycles[i].frameCount, 96U);
+        onTime += cycles[i].startNanoseconds - cycles[i - 1].startNanoseconds == 2'000'000 ? 1 : 0;
+    }
+    // A machine that stalls for a tenth of a second starts a new timeline: not all of them may follow.
+    EXPECT_GE(onTime, 15);
+    EXPECT_EQ(threads.labels().size(), 1U);
+}
+
+TEST(SteppedOutput, EveryStepIsTheNextPeriod) {
+    CycleRecorder recorder(2);
+    SteppedOutput output;
+    output.setRenderer(&recorder);
+    output.step(); // stopped: silence, but time goes on
+    EXPECT_EQ(output.left()[0], 0.0F);
+    output.start();
+    output.step();
+    EXPECT_EQ(output.left()[0], 1.0F);
+    EXPECT_EQ(output.right()[127], 1.0F);
+    output.step();
+    const auto cycles = recorder.wait();
+    EXPECT_EQ(cycles[0].startNanoseconds, 2'666'667);
+    EXPECT_EQ(cycles[1].startNanoseconds, 5'333'333);
+    EXPECT_EQ(output.position(), 384);
+    EXPECT_NE(output.setDevice(7), 0);
+    EXPECT_EQ(output.devices().uid(*output.currentDevice()), "virtual");
+}
+
+} // namespace
+} // namespace keysong
