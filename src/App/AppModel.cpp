@@ -7,11 +7,57 @@
 
 namespace keysong {
 
+namespace {
+
+void persist(Preferences& preferences, const char* key, bool value) {
+    preferences.setBool(key, value);
+}
+
+void persist(Preferences& preferences, const char* key, float value) {
+    preferences.setFloat(key, value);
+}
+
+void persist(Preferences& preferences, const char* key, const std::optional<std::string>& value) {
+    preferences.setString(key, value);
+}
+
+void persist(Preferences& preferences, const char* key, const std::vector<std::string>& value) {
+    preferences.setStringArray(key, value);
+}
+
+std::vector<std::string> withoutRepetitions(const std::vector<std::string>& texts) {
+    std::vector<std::string> result;
+    for (const std::string& text : texts) {
+        if (std::ranges::find(result, text) == result.end()) {
+            result.push_back(text);
+        }
+    }
+    return result;
+}
+
+/// What is stored under a key, or the default when it is missing or of another type.
+template <typename Value>
+Value restored(const Preferences& preferences, const char* key, const Value& fallback) {
+    if constexpr (std::is_same_v<Value, bool>) {
+        return preferences.boolean(key).value_or(fallback);
+    } else if constexpr (std::is_same_v<Value, float>) {
+        return preferences.number(key).value_or(fallback);
+    } else if constexpr (std::is_same_v<Value, std::string>) {
+        return preferences.string(key).value_or(fallback);
+    } else if constexpr (std::is_same_v<Value, std::optional<std::string>>) {
+        return preferences.string(key);
+    } else {
+        return withoutRepetitions(preferences.stringArray(key).value_or(fallback));
+    }
+}
+
+} // namespace
+
 /// What the sleep triggers see and set: one of the reasons to sleep.
 struct AppModel::FrontmostReason final : SleepModel {
     explicit FrontmostReason(AppModel& owner) : model(owner) {}
 
-    [[nodiscard]] const std::vector<std::string>& mutedApps() const override { return model.mutedApps_; }
+    [[nodiscard]] const std::vector<std::string>& mutedApps() const override { return model.mutedApps(); }
     [[nodiscard]] bool isSleeping() const override { return sleeping; }
     void setSleeping(bool value) override {
         sleeping = value;
@@ -31,145 +77,72 @@ AppModel::~AppModel() {
     services_.folders.watch({}, {});
 }
 
-TaskQueue::Task AppModel::guarded(std::function<void()> task) const {
-    return [life = std::weak_ptr(life_), task = std::move(task)] {
-        if (!life.expired()) {
-            task();
+void AppModel::change(const SettingChange& change) {
+    withRowOf(change, [this](const auto& row, const auto& value) {
+        auto& field = settings_.*row.field;
+        const bool differs = store(field, value, row.changed);
+        if (isRestoring_ || (!differs && row.whenEqual == WhenEqual::doNothing)) {
+            return;
         }
-    };
+        if (row.key != nullptr) {
+            persist(services_.preferences, row.key, field);
+        }
+        row.apply(*this, field);
+    });
 }
 
-void AppModel::setEnabled(bool enabled) {
-    store(isEnabled_, enabled, &AppModel::isEnabledChanged);
-    if (!isRestoring_) {
-        services_.preferences.setBool("enabled", isEnabled_);
-        applyMute();
-    }
+void AppModel::restore() {
+    isRestoring_ = true;
+    services_.migration.run(services_.preferences);
+    forEachRow(settingTable, [this, defaults = Settings()](const auto& row) {
+        if (row.key != nullptr) {
+            store(settings_.*row.field, restored(services_.preferences, row.key, defaults.*row.field),
+                  row.changed);
+        }
+    });
+    store(live_.canLaunchAtLogin, services_.loginItem.isInstalled(), &AppState::canLaunchAtLoginChanged);
+    setLaunchAtLogin(canLaunchAtLogin() && LaunchAtLogin::isEnabled(services_.loginItem));
+    isRestoring_ = false;
+}
+
+void AppModel::apply(AtStart turn) {
+    forEachRow(settingTable, [this, turn](const auto& row) {
+        if (row.atStart == turn) {
+            row.apply(*this, settings_.*row.field);
+        }
+    });
 }
 
 void AppModel::applyMute() {
-    services_.engine.setMuted(!isEnabled_ || isSleeping_);
+    services_.engine.setMuted(!isEnabled() || isSleeping());
 }
 
 void AppModel::updateSleeping() {
-    const bool recording = muteWhileRecording_ && services_.microphone.isInUse();
+    const bool recording = muteWhileRecording() && services_.microphone.isInUse();
     const bool sleeping = recording || (frontmostReason_ != nullptr && frontmostReason_->sleeping);
-    store(isSleeping_, sleeping, &AppModel::isSleepingChanged);
+    store(live_.isSleeping, sleeping, &AppState::isSleepingChanged);
     applyMute();
 }
 
 void AppModel::observeSleepReasons() {
     services_.microphone.setChangeHandler([this] { updateSleeping(); });
-    services_.microphone.setWatching(muteWhileRecording_);
+    services_.microphone.setWatching(muteWhileRecording());
     frontmostReason_ = std::make_unique<FrontmostReason>(*this);
     sleepTriggers_ = std::make_unique<SleepTriggers>(*frontmostReason_, services_.frontmost);
 }
 
-void AppModel::setVolume(float volume) {
-    store(volume_, volume, &AppModel::volumeChanged);
-    if (!isRestoring_) {
-        services_.preferences.setFloat("volume", volume_);
-        services_.engine.setVolume(volume_);
-    }
-}
-
-void AppModel::setSelectedSetId(const std::string& id) {
-    if (store(selectedSetId_, id, &AppModel::selectedSetIdChanged) && !isRestoring_) {
-        services_.preferences.setString("setID", selectedSetId_);
-        loadSelectedSet();
-    }
-}
-
-void AppModel::setOutputDeviceUid(const std::optional<std::string>& uid) {
-    if (store(outputDeviceUid_, uid, &AppModel::outputDeviceUidChanged) && !isRestoring_) {
-        services_.preferences.setString("outputUID", outputDeviceUid_);
-        applyOutputDevice();
-    }
-}
-
-void AppModel::setSpatialAudio(bool spatial) {
-    if (store(spatialAudio_, spatial, &AppModel::spatialAudioChanged) && !isRestoring_) {
-        services_.preferences.setBool("spatial", spatialAudio_);
-        services_.engine.setSpatial(spatialAudio_);
-    }
-}
-
-void AppModel::setTone(float tone) {
-    if (store(tone_, tone, &AppModel::toneChanged) && !isRestoring_) {
-        services_.preferences.setFloat("tone", tone_);
-        services_.engine.setTone(tone_);
-    }
-}
-
-void AppModel::setBody(float body) {
-    if (store(body_, body, &AppModel::bodyChanged) && !isRestoring_) {
-        services_.preferences.setFloat("body", body_);
-        services_.engine.setBody(body_);
-    }
-}
-
-void AppModel::resetTone() {
-    setTone(0);
-    setBody(0);
-}
-
-void AppModel::setMouseSounds(bool enabled) {
-    store(mouseSounds_, enabled, &AppModel::mouseSoundsChanged);
-    if (!isRestoring_) {
-        services_.preferences.setBool("mouse", mouseSounds_);
-        services_.engine.setMouseEnabled(mouseSounds_);
-    }
-}
-
-void AppModel::setScrollSounds(bool enabled) {
-    store(scrollSounds_, enabled, &AppModel::scrollSoundsChanged);
-    if (!isRestoring_) {
-        services_.preferences.setBool("scroll", scrollSounds_);
-        services_.engine.setScrollEnabled(scrollSounds_);
-    }
-}
-
-void AppModel::setMutedApps(const std::vector<std::string>& identifiers) {
-    store(mutedApps_, identifiers, &AppModel::mutedAppsChanged);
-    if (!isRestoring_) {
-        persistMutedApps();
-    }
-}
-
-void AppModel::persistMutedApps() {
-    services_.preferences.setStringArray("mutedApps", mutedApps_);
+void AppModel::reevaluateFrontmost() {
     if (sleepTriggers_ != nullptr) {
         sleepTriggers_->reevaluate();
     }
 }
 
-void AppModel::addMutedApp(const std::string& bundleId) {
-    if (bundleId.empty() || std::find(mutedApps_.begin(), mutedApps_.end(), bundleId) != mutedApps_.end()) {
-        return;
-    }
-    auto identifiers = mutedApps_;
-    identifiers.push_back(bundleId);
-    setMutedApps(identifiers);
+void AppModel::applyMuteWhileRecording() {
+    services_.microphone.setWatching(muteWhileRecording());
+    updateSleeping();
 }
 
-void AppModel::removeMutedApp(const std::string& bundleId) {
-    auto identifiers = mutedApps_;
-    std::erase(identifiers, bundleId);
-    setMutedApps(identifiers);
-}
-
-void AppModel::setMuteWhileRecording(bool enabled) {
-    if (store(muteWhileRecording_, enabled, &AppModel::muteWhileRecordingChanged) && !isRestoring_) {
-        services_.preferences.setBool("muteWhileRecording", muteWhileRecording_);
-        services_.microphone.setWatching(muteWhileRecording_);
-        updateSleeping();
-    }
-}
-
-void AppModel::setLaunchAtLogin(bool enabled) {
-    if (!store(launchAtLogin_, enabled, &AppModel::launchAtLoginChanged) || isRestoring_) {
-        return;
-    }
+void AppModel::applyLaunchAtLogin(bool enabled) {
     try {
         LaunchAtLogin::set(services_.loginItem, enabled);
     } catch (const LoginItemError& error) {
@@ -183,34 +156,11 @@ void AppModel::setLaunchAtLogin(bool enabled) {
     }
 }
 
-void AppModel::applyOutputDevice() {
-    try {
-        services_.engine.setOutputDevice(outputDeviceUid_, false);
-    } catch (const std::runtime_error& error) {
-        log.error("output device unavailable, using the system default: %s", error.what());
-        if (outputDeviceUid_) {
-            setOutputDeviceUid(std::nullopt);
-        }
-    }
-}
-
-void AppModel::outputDevicesChanged() {
-    store(outputDevices_, OutputDevices::all(services_.devices), &AppModel::outputDeviceListChanged);
-    const bool present =
-        std::any_of(outputDevices_.begin(), outputDevices_.end(),
-                    [&](const AudioOutputDevice& device) { return device.uid == outputDeviceUid_; });
-    if (!outputDeviceUid_ || present) {
-        applyOutputDevice();
-    } else {
-        setOutputDeviceUid(std::nullopt);
-    }
-}
-
 void AppModel::resetStats() {
     if (stats_) {
         stats_->reset();
     }
-    store(keysPressed_, std::int64_t{0}, &AppModel::keysPressedChanged);
+    store(live_.keysPressed, 0, &AppState::keysPressedChanged);
 }
 
 } // namespace keysong

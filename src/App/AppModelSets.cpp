@@ -27,9 +27,9 @@ bool isWithin(const std::filesystem::path& path, const std::filesystem::path& fo
 } // namespace
 
 const SoundSetInfo* AppModel::selectedSet() const {
-    const auto found = std::find_if(availableSets_.begin(), availableSets_.end(),
-                                    [&](const SoundSetInfo& set) { return set.id == selectedSetId_; });
-    return found == availableSets_.end() ? nullptr : &*found;
+    const auto found = std::find_if(availableSets().begin(), availableSets().end(),
+                                    [&](const SoundSetInfo& set) { return set.id == selectedSetId(); });
+    return found == availableSets().end() ? nullptr : &*found;
 }
 
 void AppModel::chooseFirstSetIfNeeded() {
@@ -37,8 +37,8 @@ void AppModel::chooseFirstSetIfNeeded() {
         loadSelectedSet();
         return;
     }
-    setSelectedSetId(availableSets_.empty() ? std::string() : availableSets_.front().id);
-    if (selectedSetId_.empty()) {
+    setSelectedSetId(availableSets().empty() ? std::string() : availableSets().front().id);
+    if (selectedSetId().empty()) {
         log.error("no sound sets in %{public}s", SoundLibrary::directory(services_.places).string());
     }
 }
@@ -51,13 +51,14 @@ void AppModel::observeSetFolders() {
 void AppModel::setFoldersChanged(const std::vector<std::filesystem::path>& changed) {
     changedInSets_.insert(changedInSets_.end(), changed.begin(), changed.end());
     const std::int64_t generation = ++setListGeneration_;
-    services_.background([this, life = std::weak_ptr(life_), generation, &places = services_.places,
-                          &textOrder = services_.textOrder, &mainQueue = services_.mainQueue] {
-        mainQueue.async([this, life, generation, sets = SoundLibrary::availableSets(places, textOrder)] {
-            if (!life.expired() && setListGeneration_ == generation) {
-                applySetFolders(sets);
-            }
-        });
+    const auto take = lifetime_.guarded([this, generation](const std::vector<SoundSetInfo>& sets) {
+        if (setListGeneration_ == generation) {
+            applySetFolders(sets);
+        }
+    });
+    services_.background([take, &places = services_.places, &textOrder = services_.textOrder,
+                          &mainQueue = services_.mainQueue] {
+        mainQueue.async([take, sets = SoundLibrary::availableSets(places, textOrder)] { take(sets); });
     });
 }
 
@@ -65,11 +66,11 @@ void AppModel::applySetFolders(const std::vector<SoundSetInfo>& sets) {
     const auto changed = std::exchange(changedInSets_, {});
     const SoundSetInfo* const before = selectedSet();
     const auto oldDirectory = before != nullptr ? before->directory : std::filesystem::path();
-    store(availableSets_, sets, &AppModel::availableSetsChanged);
+    store(live_.availableSets, sets, &AppState::availableSetsChanged);
     const SoundSetInfo* const selected = selectedSet();
     if (selected == nullptr) {
         // Without any set the loaded one goes on playing, and nothing is to be said twice.
-        if (!selectedSetId_.empty() || !availableSets_.empty()) {
+        if (!selectedSetId().empty() || !availableSets().empty()) {
             chooseFirstSetIfNeeded();
         }
         return;
@@ -90,36 +91,39 @@ void AppModel::loadSelectedSet() {
         return;
     }
     const std::int64_t generation = ++setLoadGeneration_;
-    services_.background([this, life = std::weak_ptr(life_), info = *found, generation,
-                          &files = services_.audioFiles, &mainQueue = services_.mainQueue] {
-        std::shared_ptr<const SoundSet> set;
-        try {
-            set = SoundSet::load(info.directory, SoundEngine::renderFormat, files);
-        } catch (const std::runtime_error& error) {
-            log.error("sound set %{public}s failed to load: %s", info.id, error.what());
-            return;
-        }
-        mainQueue.async([this, life, id = info.id, generation, set = std::move(set)] {
-            if (!life.expired() && setLoadGeneration_ == generation) {
-                services_.engine.load(set);
+    const auto take =
+        lifetime_.guarded([this, generation, id = found->id](std::shared_ptr<const SoundSet> set) {
+            if (setLoadGeneration_ == generation) {
+                services_.engine.load(std::move(set));
                 log.info("loaded sound set %{public}s", id);
             }
         });
-    });
+    services_.background(
+        [take, info = *found, &files = services_.audioFiles, &mainQueue = services_.mainQueue] {
+            std::shared_ptr<const SoundSet> set;
+            try {
+                set = SoundSet::load(info.directory, SoundEngine::renderFormat, files);
+            } catch (const std::runtime_error& error) {
+                log.error("sound set %{public}s failed to load: %s", info.id, error.what());
+                return;
+            }
+            mainQueue.async([take, set = std::move(set)] { take(set); });
+        });
 }
 
 void AppModel::previewSet(const std::string& id) {
     setSelectedSetId(id);
     const std::int64_t generation = ++previewGeneration_;
     services_.mainQueue.async(
-        guarded([this, generation, id] { awaitPreviewedSet(generation, id, previewLooks); }));
+        lifetime_.guarded([this, generation, id] { awaitPreviewedSet(generation, id, previewLooks); }));
 }
 
 void AppModel::awaitPreviewedSet(std::int64_t generation, const std::string& id, int looksLeft) {
     const auto loaded = services_.engine.set();
     if (loaded == nullptr || loaded->manifest().id != id) {
         if (looksLeft > 0) {
-            services_.mainQueue.asyncAfter(previewLookInterval, guarded([this, generation, id, looksLeft] {
+            services_.mainQueue.asyncAfter(previewLookInterval,
+                                           lifetime_.guarded([this, generation, id, looksLeft] {
                                                awaitPreviewedSet(generation, id, looksLeft - 1);
                                            }));
         }
@@ -135,8 +139,8 @@ void AppModel::playPreview(std::int64_t generation, std::size_t step) {
     }
     const std::uint16_t code = previewKeys[key];
     services_.engine.play(step % 2 == 0 ? SoundEvent::keyDown(code) : SoundEvent::keyUp(code));
-    services_.mainQueue.asyncAfter(previewPause,
-                                   guarded([this, generation, step] { playPreview(generation, step + 1); }));
+    services_.mainQueue.asyncAfter(
+        previewPause, lifetime_.guarded([this, generation, step] { playPreview(generation, step + 1); }));
 }
 
 } // namespace keysong

@@ -2,10 +2,7 @@
 
 #include "App/AppModel.h"
 #include "App/KeyMonitor.h"
-#include "App/LaunchAtLogin.h"
 #include "Shared/Log.h"
-
-#include <algorithm>
 
 namespace keysong {
 
@@ -18,40 +15,28 @@ constexpr std::uint32_t toggleKeyCode = 40;  // K
 constexpr std::uint32_t settingsKeyCode = 8; // C
 constexpr std::uint32_t hotkeyModifiers = controlKey | optionKey;
 
-std::vector<std::string> withoutRepetitions(const std::vector<std::string>& texts) {
-    std::vector<std::string> result;
-    for (const std::string& text : texts) {
-        if (std::find(result.begin(), result.end(), text) == result.end()) {
-            result.push_back(text);
-        }
-    }
-    return result;
-}
-
 } // namespace
 
 void AppModel::bootstrap() {
     restore();
     stats_.emplace(services_.preferences);
     static_cast<void>(verboseLogging()); // reads the environment now, not on the first sound
-    pushTone();
+    apply(AtStart::beforeEngine);
     startEngine();
-    services_.engine.setVolume(volume_);
-    services_.engine.setMouseEnabled(mouseSounds_);
-    services_.engine.setScrollEnabled(scrollSounds_);
+    apply(AtStart::afterEngine);
     applyMute();
     applyOutputDevice();
-    store(outputDevices_, OutputDevices::all(services_.devices), &AppModel::outputDeviceListChanged);
-    store(availableSets_, SoundLibrary::availableSets(services_.places, services_.textOrder),
-          &AppModel::availableSetsChanged);
+    listOutputDevices();
+    store(live_.availableSets, SoundLibrary::availableSets(services_.places, services_.textOrder),
+          &AppState::availableSetsChanged);
     chooseFirstSetIfNeeded();
     makeTap();
-    store(keysPressed_, stats_->count(), &AppModel::keysPressedChanged);
-    store(hasAccess_, services_.input.hasAccess(), &AppModel::hasAccessChanged);
+    store(live_.keysPressed, stats_->count(), &AppState::keysPressedChanged);
+    store(live_.hasAccess, services_.input.hasAccess(), &AppState::hasAccessChanged);
     log.info("launched from %{public}s trusted=%{bool}d launchAtLogin=%{public}s",
-             services_.places.resources().string(), hasAccess_,
-             canLaunchAtLogin_ ? "available" : "unavailable");
-    if (hasAccess_) {
+             services_.places.resources().string(), hasAccess(),
+             canLaunchAtLogin() ? "available" : "unavailable");
+    if (hasAccess()) {
         startTap();
     } else {
         requireAccess();
@@ -64,41 +49,6 @@ void AppModel::bootstrap() {
         statsTick();
         return true;
     });
-}
-
-void AppModel::restore() {
-    isRestoring_ = true;
-    Preferences& preferences = services_.preferences;
-    services_.migration.run(preferences);
-    setEnabled(preferences.boolean("enabled").value_or(true));
-    setVolume(preferences.number("volume").value_or(defaultVolume));
-    setSelectedSetId(preferences.string("setID").value_or(""));
-    setOutputDeviceUid(preferences.string("outputUID"));
-    setSpatialAudio(preferences.boolean("spatial").value_or(true));
-    setTone(preferences.number("tone").value_or(0));
-    setBody(preferences.number("body").value_or(0));
-    setMouseSounds(preferences.boolean("mouse").value_or(true));
-    setScrollSounds(preferences.boolean("scroll").value_or(false));
-    setMutedApps(
-        withoutRepetitions(preferences.stringArray("mutedApps").value_or(SleepTriggers::defaultMutedApps())));
-    setMuteWhileRecording(preferences.boolean("muteWhileRecording").value_or(false));
-    store(canLaunchAtLogin_, services_.loginItem.isInstalled(), &AppModel::canLaunchAtLoginChanged);
-    setLaunchAtLogin(canLaunchAtLogin_ && LaunchAtLogin::isEnabled(services_.loginItem));
-    isRestoring_ = false;
-}
-
-void AppModel::pushTone() {
-    services_.engine.setSpatial(spatialAudio_);
-    services_.engine.setTone(tone_);
-    services_.engine.setBody(body_);
-}
-
-void AppModel::startEngine() {
-    try {
-        services_.engine.start();
-    } catch (const AudioOutputError& error) {
-        log.error("audio engine did not start: %s", error.what());
-    }
 }
 
 void AppModel::makeTap() {
@@ -119,12 +69,12 @@ void AppModel::startTap() {
         tap_->start();
     } catch (const EventTapError& error) {
         log.error("event tap did not start: %s", error.what());
-        store(hasAccess_, false, &AppModel::hasAccessChanged);
+        store(live_.hasAccess, false, &AppState::hasAccessChanged);
         requireAccess();
         return;
     }
     accessIsPolled_ = false;
-    store(hasAccess_, true, &AppModel::hasAccessChanged);
+    store(live_.hasAccess, true, &AppState::hasAccessChanged);
 }
 
 void AppModel::requireAccess() {
@@ -138,7 +88,7 @@ void AppModel::requireAccess() {
 void AppModel::startAccessPolling() {
     accessIsPolled_ = true;
     everySecond([this] {
-        if (!hasAccess_ && services_.input.hasAccess()) {
+        if (!hasAccess() && services_.input.hasAccess()) {
             startTap();
         }
         return accessIsPolled_;
@@ -152,25 +102,16 @@ void AppModel::registerHotkeys() {
                                                [this] { showSettings(); });
 }
 
-void AppModel::observeDevices() {
-    deviceObserver_ = std::make_unique<ListenerToken>(
-        services_.devices, services_.threads,
-        std::vector{DeviceListProperty::defaultOutputDevice, DeviceListProperty::devices},
-        [&mainQueue = services_.mainQueue, task = guarded([this] { outputDevicesChanged(); })] {
-            mainQueue.async(task);
-        });
-}
-
 void AppModel::everySecond(std::function<bool()> step) {
-    services_.mainQueue.asyncAfter(seconds(1), guarded([this, step = std::move(step)] {
-                                       if (step()) {
-                                           everySecond(step);
-                                       }
-                                   }));
+    services_.mainQueue.asyncAfter(seconds(1), lifetime_.guarded([this, step = std::move(step)] {
+        if (step()) {
+            everySecond(step);
+        }
+    }));
 }
 
 void AppModel::statsTick() {
-    store(keysPressed_, stats_->statsTick(), &AppModel::keysPressedChanged);
+    store(live_.keysPressed, stats_->statsTick(), &AppState::keysPressedChanged);
 }
 
 void AppModel::prepareToTerminate() {

@@ -2,6 +2,7 @@
 
 #include "App/ActivationToken.h"
 #include "App/RemoteTypes.h"
+#include "App/SettingTable.h"
 #include "Shared/Log.h"
 
 #include <QDBusConnectionInterface>
@@ -57,7 +58,7 @@ bool RemoteControl::activateOther() {
     return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
 }
 
-void RemoteControl::attach(AppModel& model, std::function<void()> quit) {
+void RemoteControl::attach(AppState& model, std::function<void()> quit) {
     model_ = &model;
     quit_ = std::move(quit);
     for (const Property& property : properties()) {
@@ -133,6 +134,8 @@ bool RemoteControl::handleMessage(const QDBusMessage& message, const QDBusConnec
         }
     } catch (const Refusal& refusal) {
         answer = message.createErrorReply(refusal.type(), refusal.what());
+    } catch (const SettingRefused& refusal) {
+        answer = message.createErrorReply(QDBusError::InvalidArgs, refusal.what());
     }
     if (message.isReplyRequired()) {
         connection.send(answer);

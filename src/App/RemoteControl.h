@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
@@ -46,7 +46,7 @@ class RemoteControl final : public QDBusVirtualObject {
 
     /// From now on answers for this model and tells the bus of its changes; `quit` ends the program. Call
     /// once, before the event loop runs. The model outlives this object.
-    void attach(AppModel& model, std::function<void()> quit);
+    void attach(AppState& model, std::function<void()> quit);
 
     [[nodiscard]] QString introspect(const QString& path) const override;
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
@@ -66,11 +66,11 @@ class RemoteControl final : public QDBusVirtualObject {
         const char* name;
         /// A D-Bus type.
         const char* signature;
-        std::function<QVariant(const AppModel&)> get;
-        /// Empty for what can only be read. Throws `Refusal`.
-        std::function<void(AppModel&, const QVariant&)> set;
-        /// The model's signal of a change; null for what never changes.
-        void (AppModel::*changed)();
+        std::function<QVariant(const AppState&)> get;
+        /// Empty for what can only be read. Throws `Refusal` and `SettingRefused`.
+        std::function<void(AppState&, const QVariant&)> set;
+        /// The signal of a change; null for what is asked anew each time.
+        AppState::Signal changed = nullptr;
     };
     struct Method {
         const char* interface;
@@ -83,23 +83,12 @@ class RemoteControl final : public QDBusVirtualObject {
     static const std::vector<Property>& properties();
     static const std::vector<Method>& methods();
 
-    // What the tables are made of.
-    template <typename Value>
-    [[nodiscard]] static Value expect(const QVariant& value);
-    [[nodiscard]] static float expectWithin(const QVariant& value, double low, double high);
-    [[nodiscard]] static std::string expectInstalledSet(const AppModel& model, const QString& id);
-    static void setOutput(AppModel& model, const QVariant& value);
-    static Property flag(const char* name, bool (AppModel::*get)() const, void (AppModel::*set)(bool),
-                         void (AppModel::*changed)());
-    static Property level(const char* name, float (AppModel::*get)() const, void (AppModel::*set)(float),
-                          double low, void (AppModel::*changed)());
-
     [[nodiscard]] QVariantList handleProperties(const QDBusMessage& message);
     [[nodiscard]] QVariantMap allProperties() const;
     void emitChanged(const Property& property) const;
 
     QDBusConnection bus_;
-    AppModel* model_ = nullptr;
+    AppState* model_ = nullptr;
     std::function<void()> quit_;
 };
 

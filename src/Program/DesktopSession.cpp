@@ -6,7 +6,7 @@
 
 namespace keysong {
 
-void DesktopSession::attach(AppModel& model, InstalledApplications& applications, Machine& machine,
+void DesktopSession::attach(AppState& model, InstalledApplications& applications, Machine& machine,
                             TaskQueue& mainQueue, const std::function<void()>& quit) {
     access_.emplace(mainQueue, machine.threads, PolkitAccess::installedPrograms());
     windows_.attach({model, KeyMonitor::shared(), applications, machine.places, machine.textOrder}, *access_,

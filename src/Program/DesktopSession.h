@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "UI/DesktopWindows.h"
 #include "UI/Look/Theme.h"
 #include "UI/Panel/StatusItem.h"
@@ -26,7 +26,7 @@ class DesktopSession final {
 
     /// Shows the model from here on until `detach`; `quit` ends the program. What is referred to stays until
     /// then.
-    void attach(AppModel& model, InstalledApplications& applications, Machine& machine, TaskQueue& mainQueue,
+    void attach(AppState& model, InstalledApplications& applications, Machine& machine, TaskQueue& mainQueue,
                 const std::function<void()>& quit);
     void detach();
 

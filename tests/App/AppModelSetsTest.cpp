@@ -10,7 +10,7 @@ class AppModelSetsTest : public ModelFixture {
     void SetUp() override {
         model->bootstrap();
         settle();
-        QObject::connect(model.get(), &AppModel::availableSetsChanged, [this] { ++listChanges; });
+        QObject::connect(model.get(), &AppState::availableSetsChanged, [this] { ++listChanges; });
     }
     [[nodiscard]] std::filesystem::path sets() const { return folder.path() / "sounds"; }
     [[nodiscard]] std::vector<std::string> listed() const {

@@ -68,7 +68,7 @@ TEST_F(AppModelTest, ObserversHearOfRealChangesAloneAfterTheValueIsStored) {
     model->bootstrap();
     settle();
     std::vector<float> seen;
-    QObject::connect(model.get(), &AppModel::volumeChanged, [&] { seen.push_back(model->volume()); });
+    QObject::connect(model.get(), &AppState::volumeChanged, [&] { seen.push_back(model->volume()); });
     model->setVolume(0.3F);
     model->setVolume(0.3F);
     EXPECT_THAT(seen, ElementsAre(0.3F));
@@ -219,7 +219,7 @@ TEST_F(AppModelTest, ALoginItemThatRefusesEndsWithWhatIs) {
     loginItem.refuses = true;
     model->bootstrap();
     std::vector<bool> seen;
-    QObject::connect(model.get(), &AppModel::launchAtLoginChanged,
+    QObject::connect(model.get(), &AppState::launchAtLoginChanged,
                      [&] { seen.push_back(model->launchAtLogin()); });
     model->setLaunchAtLogin(true);
     EXPECT_THAT(seen, ElementsAre(true, false));

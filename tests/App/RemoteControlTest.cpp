@@ -1,7 +1,7 @@
 #include "App/RemoteControl.h"
 
 #include "App/ModelFixture.h"
-#include "App/RemoteTypes.h"
+#include "App/RemoteValue.h"
 #include "support/PrivateBus.h"
 
 #include <QCoreApplication>
@@ -79,9 +79,11 @@ TEST_F(RemoteControlTest, ReadsAndChangesTheModel) {
     EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
     set("MutedApps", QStringList{"one", "two"});
     EXPECT_THAT(model->mutedApps(), testing::ElementsAre("one", "two"));
-    const auto sets = qdbus_cast<RemoteChoices>(get("Sets"));
-    ASSERT_EQ(sets.size(), 3);
-    EXPECT_EQ(sets[1].id, "beta");
+    const auto sets = RemoteValue<std::vector<SoundSetInfo>>::fromBus(get("Sets"));
+    ASSERT_TRUE(sets);
+    ASSERT_EQ(sets->size(), 3U);
+    EXPECT_EQ((*sets)[1], (SoundSetInfo{"beta", "beta", {}}));
+    EXPECT_FALSE(RemoteValue<std::vector<SoundSetInfo>>::fromBus(get("MutedApps")));
     EXPECT_EQ(ask(RemoteControl::controlInterface, "Toggle", {}).arguments(), QVariantList{false});
     EXPECT_FALSE(model->isEnabled());
     ask(RemoteControl::applicationInterface, "Activate", {QVariantMap()});

@@ -48,7 +48,7 @@ class SymbolLabel final : public QWidget {
 
 } // namespace
 
-VolumeSlider::VolumeSlider(AppModel& model, QWidget* parent) : QWidget(parent) {
+VolumeSlider::VolumeSlider(AppState& model, QWidget* parent) : QWidget(parent) {
     auto* const line = new QHBoxLayout(this);
     line->setContentsMargins(0, 0, 0, 0);
     line->setSpacing(8);
@@ -69,7 +69,7 @@ VolumeSlider::VolumeSlider(AppModel& model, QWidget* parent) : QWidget(parent) {
     follow();
     connect(slider, &QSlider::valueChanged, &model,
             [&model](int value) { model.setVolume(static_cast<float>(value) / most); });
-    connect(&model, &AppModel::volumeChanged, slider, follow);
+    connect(&model, &AppState::volumeChanged, slider, follow);
 }
 
 } // namespace keysong

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 
 #include <QWidget>
 
@@ -12,7 +12,7 @@ class VolumeSlider final : public QWidget {
     Q_OBJECT
 
   public:
-    VolumeSlider(AppModel& model, QWidget* parent);
+    VolumeSlider(AppState& model, QWidget* parent);
 };
 
 } // namespace keysong

@@ -1,6 +1,6 @@
 #include "UI/Onboarding/OnboardingView.h"
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "UI/Look/Symbols.h"
 
 #include <QAccessible>
@@ -58,7 +58,7 @@ void announce(QLabel* label) {
 
 } // namespace
 
-OnboardingView::OnboardingView(const AppModel& model, bool canGrant, const QString& command, QWidget* parent)
+OnboardingView::OnboardingView(const AppState& model, bool canGrant, const QString& command, QWidget* parent)
     : QWidget(parent), model_(model) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(padding, padding, padding, padding);
@@ -95,7 +95,7 @@ OnboardingView::OnboardingView(const AppModel& model, bool canGrant, const QStri
     trayHint_->hide();
     (canGrant ? grant_ : copy_)->setFocus();
     showAccess();
-    connect(&model_, &AppModel::hasAccessChanged, this, &OnboardingView::showAccess);
+    connect(&model_, &AppState::hasAccessChanged, this, &OnboardingView::showAccess);
 }
 
 QLabel* OnboardingView::addText(QBoxLayout* column, const QString& text, int width, Importance importance) {

@@ -11,7 +11,7 @@ class QPushButton;
 
 namespace keysong {
 
-class AppModel;
+class AppState;
 
 /// What the onboarding window shows: why the program needs to hear the keyboards, a button that gets the
 /// right to, the same as a command to copy, and whether the right has arrived. Main thread.
@@ -21,7 +21,7 @@ class OnboardingView final : public QWidget {
   public:
     /// `command` is shown for a terminal. Without `canGrant` it is the only way, and copying it the default
     /// action. The model outlives the view.
-    OnboardingView(const AppModel& model, bool canGrant, const QString& command, QWidget* parent);
+    OnboardingView(const AppState& model, bool canGrant, const QString& command, QWidget* parent);
 
     /// The button does nothing while the machine asks for a password.
     void setAsking(bool asking);
@@ -47,7 +47,7 @@ class OnboardingView final : public QWidget {
     void showAccess();
     void copyCommand(const QString& command);
 
-    const AppModel& model_;
+    const AppState& model_;
     QPushButton* grant_ = nullptr;
     QPushButton* copy_ = nullptr;
     QLabel* status_ = nullptr;

@@ -1,6 +1,6 @@
 #include "UI/Onboarding/OnboardingWindow.h"
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "UI/Onboarding/OnboardingView.h"
 #include "UI/WindowActivation.h"
 
@@ -11,7 +11,7 @@
 
 namespace keysong {
 
-OnboardingWindow::OnboardingWindow(const AppModel& model, KeyboardAccess& access, TaskQueue& mainQueue)
+OnboardingWindow::OnboardingWindow(const AppState& model, KeyboardAccess& access, TaskQueue& mainQueue)
     : model_(model), access_(access), mainQueue_(mainQueue) {
 }
 
@@ -45,7 +45,7 @@ void OnboardingWindow::makeWindow() {
     layout->addWidget(view_);
     connect(view_, &OnboardingView::grantRequested, this, &OnboardingWindow::grant);
     // Lives as long as the window: a change that is no grant is followed by further ones.
-    connect(&model_, &AppModel::hasAccessChanged, window_.get(), [this] { accessChanged(); });
+    connect(&model_, &AppState::hasAccessChanged, window_.get(), [this] { accessChanged(); });
     // By the window's own button or the Escape key.
     connect(window_.get(), &QDialog::finished, this, &OnboardingWindow::close);
 }

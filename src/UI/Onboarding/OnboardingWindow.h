@@ -11,7 +11,7 @@ class QDialog;
 
 namespace keysong {
 
-class AppModel;
+class AppState;
 class OnboardingView;
 
 /// The window that asks for the right to hear the keyboards. It exists only while it is shown, and closes
@@ -24,7 +24,7 @@ class OnboardingWindow final : public QObject {
     static constexpr std::chrono::milliseconds selfCloseDelay{600};
 
     /// `mainQueue` runs its tasks on the main thread. All outlive this object.
-    OnboardingWindow(const AppModel& model, KeyboardAccess& access, TaskQueue& mainQueue);
+    OnboardingWindow(const AppState& model, KeyboardAccess& access, TaskQueue& mainQueue);
     ~OnboardingWindow() override;
 
     /// Makes the window if there is none, and brings it to the front.
@@ -42,7 +42,7 @@ class OnboardingWindow final : public QObject {
     void scheduleSelfClose();
     void grant();
 
-    const AppModel& model_;
+    const AppState& model_;
     KeyboardAccess& access_;
     TaskQueue& mainQueue_;
     bool hasTray_ = true;

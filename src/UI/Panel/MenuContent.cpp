@@ -1,6 +1,6 @@
 #include "UI/Panel/MenuContent.h"
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "UI/Look/FixedDigits.h"
 
 #include <QFontMetrics>
@@ -11,12 +11,12 @@
 
 namespace keysong {
 
-MenuContent::MenuContent(AppModel& model, MenuDrawer drawer, std::function<void()> quit)
+MenuContent::MenuContent(AppState& model, MenuDrawer drawer, std::function<void()> quit)
     : model_(model), drawer_(drawer) {
     enabled_ = addAction("Enabled");
     enabled_->setCheckable(true);
     enabled_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_K);
-    connect(enabled_, &QAction::triggered, &model_, &AppModel::setEnabled);
+    connect(enabled_, &QAction::triggered, &model_, &AppState::setEnabled);
     addSeparator();
     soundHeading_ = addAction("Sound");
     soundHeading_->setEnabled(false);
@@ -29,7 +29,7 @@ MenuContent::MenuContent(AppModel& model, MenuDrawer drawer, std::function<void(
     addSeparator();
     settings_ = addAction("Settings…");
     settings_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_C);
-    connect(settings_, &QAction::triggered, &model_, &AppModel::showSettings);
+    connect(settings_, &QAction::triggered, &model_, &AppState::showSettings);
     connect(addAction("Quit Keysong"), &QAction::triggered, this, std::move(quit));
 
     sets_.emplace(*this, volumeMenu_->menuAction(),
@@ -47,17 +47,17 @@ MenuContent::MenuContent(AppModel& model, MenuDrawer drawer, std::function<void(
 MenuContent::~MenuContent() = default;
 
 void MenuContent::follow() {
-    const auto keep = [this](void (AppModel::*changed)(), const std::function<void()>& show) {
+    const auto keep = [this](void (AppState::*changed)(), const std::function<void()>& show) {
         connect(&model_, changed, this, show);
         show();
     };
-    keep(&AppModel::isEnabledChanged, [this] { enabled_->setChecked(model_.isEnabled()); });
-    keep(&AppModel::availableSetsChanged, [this] { showSets(); });
-    keep(&AppModel::selectedSetIdChanged, [this] { sets_->mark(model_.selectedSetId()); });
-    keep(&AppModel::volumeChanged, [this] { volumes_->mark(model_.volume()); });
-    keep(&AppModel::outputDeviceListChanged, [this] { showDevices(); });
-    keep(&AppModel::outputDeviceUidChanged, [this] { outputs_->mark(model_.outputDeviceUid()); });
-    keep(&AppModel::keysPressedChanged, [this] { total_->setText(keyCount(model_.keysPressed())); });
+    keep(&AppState::isEnabledChanged, [this] { enabled_->setChecked(model_.isEnabled()); });
+    keep(&AppState::availableSetsChanged, [this] { showSets(); });
+    keep(&AppState::selectedSetIdChanged, [this] { sets_->mark(model_.selectedSetId()); });
+    keep(&AppState::volumeChanged, [this] { volumes_->mark(model_.volume()); });
+    keep(&AppState::outputDeviceListChanged, [this] { showDevices(); });
+    keep(&AppState::outputDeviceUidChanged, [this] { outputs_->mark(model_.outputDeviceUid()); });
+    keep(&AppState::keysPressedChanged, [this] { total_->setText(keyCount(model_.keysPressed())); });
 }
 
 void MenuContent::showSets() {

@@ -11,7 +11,7 @@
 
 namespace keysong {
 
-class AppModel;
+class AppState;
 
 /// The menu of the status item: the everyday controls, and the ways to the settings and out of the program.
 /// It shows the model as it is, also while it is open, and every choice goes through the model's setters.
@@ -21,7 +21,7 @@ class MenuContent final : public QMenu {
 
   public:
     /// The model outlives the menu; `quit` ends the program.
-    MenuContent(AppModel& model, MenuDrawer drawer, std::function<void()> quit);
+    MenuContent(AppState& model, MenuDrawer drawer, std::function<void()> quit);
     ~MenuContent() override;
 
     /// The keystroke total in words, its number as the default locale writes it: "12,345 keys", "1 key".
@@ -41,7 +41,7 @@ class MenuContent final : public QMenu {
     [[nodiscard]] QAction* itemFor(const QKeyEvent& press) const;
     void closeAll();
 
-    AppModel& model_;
+    AppState& model_;
     const MenuDrawer drawer_;
     QAction* enabled_ = nullptr;
     QAction* soundHeading_ = nullptr;

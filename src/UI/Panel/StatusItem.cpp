@@ -1,6 +1,6 @@
 #include "UI/Panel/StatusItem.h"
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "Platform/TraySelection.h"
 #include "Shared/Log.h"
 
@@ -20,7 +20,7 @@ constexpr double faint = 0.4;
 
 } // namespace
 
-StatusItem::StatusItem(AppModel& model, std::unique_ptr<TraySelection> trays,
+StatusItem::StatusItem(AppState& model, std::unique_ptr<TraySelection> trays,
                        const std::function<void()>& quit)
     : model_(model), trays_(std::move(trays)), popup_(model, MenuDrawer::toolkit, quit),
       exported_(model, MenuDrawer::panel, quit) {
@@ -33,7 +33,7 @@ StatusItem::StatusItem(AppModel& model, std::unique_ptr<TraySelection> trays,
         }
     });
     for (const auto changed :
-         {&AppModel::hasAccessChanged, &AppModel::isEnabledChanged, &AppModel::isSleepingChanged}) {
+         {&AppState::hasAccessChanged, &AppState::isEnabledChanged, &AppState::isSleepingChanged}) {
         connect(&model_, changed, this, &StatusItem::showAppearance);
     }
     connect(&notifierHosts_, &StatusNotifierHosts::changed, this, &StatusItem::look);
@@ -43,7 +43,7 @@ StatusItem::StatusItem(AppModel& model, std::unique_ptr<TraySelection> trays,
 
 StatusItem::~StatusItem() = default;
 
-StatusItem::Appearance StatusItem::appearance(const AppModel& model) {
+StatusItem::Appearance StatusItem::appearance(const AppState& model) {
     const bool sounds = model.hasAccess() && model.isEnabled() && !model.isSleeping();
     if (!model.hasAccess()) {
         return {Symbol::warningTriangle, faint};

@@ -14,7 +14,7 @@ class QSocketNotifier;
 
 namespace keysong {
 
-class AppModel;
+class AppState;
 class TraySelection;
 
 /// The program's symbol in the panel, with its menu: as a status notifier item where the desktop has those,
@@ -37,10 +37,10 @@ class StatusItem final : public QObject {
 
     /// The model outlives the item; `trays` is null where programs cannot be embedded into panels. `quit`
     /// ends the program.
-    StatusItem(AppModel& model, std::unique_ptr<TraySelection> trays, const std::function<void()>& quit);
+    StatusItem(AppState& model, std::unique_ptr<TraySelection> trays, const std::function<void()>& quit);
     ~StatusItem() override;
 
-    [[nodiscard]] static Appearance appearance(const AppModel& model);
+    [[nodiscard]] static Appearance appearance(const AppState& model);
 
     /// Whether a panel shows the item, so that the user can reach the menu.
     [[nodiscard]] bool hasHost() const { return hasHost_; }
@@ -56,7 +56,7 @@ class StatusItem final : public QObject {
     void showAppearance();
     void activated(QSystemTrayIcon::ActivationReason reason);
 
-    AppModel& model_;
+    AppState& model_;
     const std::unique_ptr<TraySelection> trays_;
     StatusNotifierHosts notifierHosts_;
     std::unique_ptr<QSocketNotifier> traysChanged_;

@@ -14,7 +14,7 @@ namespace keysong {
 
 namespace {
 
-void confirmReset(AppModel& model, QWidget* window) {
+void confirmReset(AppState& model, QWidget* window) {
     auto* const dialog =
         new QMessageBox(QMessageBox::NoIcon, SettingsSection::tr("Keysong"),
                         SettingsSection::tr("Reset the key count?"), QMessageBox::NoButton, window);
@@ -26,14 +26,14 @@ void confirmReset(AppModel& model, QWidget* window) {
     QPushButton* const cancel = dialog->addButton(SettingsSection::tr("Cancel"), QMessageBox::RejectRole);
     dialog->setDefaultButton(cancel);
     dialog->setEscapeButton(cancel);
-    QObject::connect(reset, &QPushButton::clicked, &model, &AppModel::resetStats);
+    QObject::connect(reset, &QPushButton::clicked, &model, &AppState::resetStats);
     dialog->open();
 }
 
-void addLaunchAtLogin(Card& card, AppModel& model) {
+void addLaunchAtLogin(Card& card, AppState& model) {
     ToggleSwitch* const toggle =
         addToggle(card, model, SettingsSection::tr("Launch at login"),
-                  {&AppModel::launchAtLogin, &AppModel::setLaunchAtLogin, &AppModel::launchAtLoginChanged},
+                  {&AppState::launchAtLogin, &AppState::setLaunchAtLogin, &AppState::launchAtLoginChanged},
                   model.canLaunchAtLogin()
                       ? QString()
                       : SettingsSection::tr("Available once Keysong is in your Applications folder."));
@@ -47,20 +47,20 @@ void addHotkey(Card& card, const QString& label, QKeyCombination keysHeld) {
     card.addRow(label, {value});
 }
 
-void addKeyCount(Card& card, AppModel& model) {
+void addKeyCount(Card& card, AppState& model) {
     auto* const count = new QLabel(&card);
     auto* const reset = new QPushButton(SettingsSection::tr("Reset"), &card);
     const auto follow = [&model, count] {
         count->setText(QLocale().toString(static_cast<qlonglong>(model.keysPressed())));
     };
     follow();
-    QObject::connect(&model, &AppModel::keysPressedChanged, count, follow);
+    QObject::connect(&model, &AppState::keysPressedChanged, count, follow);
     QObject::connect(reset, &QPushButton::clicked, reset,
                      [&model, reset] { confirmReset(model, reset->window()); });
     card.addRow(SettingsSection::tr("Keys pressed"), {count, reset});
 }
 
-void addAccessibility(Card& card, AppModel& model) {
+void addAccessibility(Card& card, AppState& model) {
     auto* const state = new QLabel(&card);
     state->setForegroundRole(QPalette::PlaceholderText);
     state->setWordWrap(false);
@@ -73,8 +73,8 @@ void addAccessibility(Card& card, AppModel& model) {
         grant->setVisible(!granted);
     };
     follow();
-    QObject::connect(&model, &AppModel::hasAccessChanged, state, follow);
-    QObject::connect(grant, &QPushButton::clicked, &model, &AppModel::showOnboarding);
+    QObject::connect(&model, &AppState::hasAccessChanged, state, follow);
+    QObject::connect(grant, &QPushButton::clicked, &model, &AppState::showOnboarding);
     card.addRow(SettingsSection::tr("Accessibility"), {state, grant});
 }
 

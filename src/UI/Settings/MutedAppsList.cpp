@@ -31,7 +31,7 @@ class List final : public QListWidget {
 
 } // namespace
 
-MutedAppsList::MutedAppsList(AppModel& model, InstalledApplications& applications, const TextOrder& order,
+MutedAppsList::MutedAppsList(AppState& model, InstalledApplications& applications, const TextOrder& order,
                              QWidget* parent)
     : QWidget(parent), model_(model), applications_(applications), order_(order), list_(new List(this)),
       none_(new QLabel(tr("No apps added."), list_)), remove_(nullptr) {
@@ -65,7 +65,7 @@ MutedAppsList::MutedAppsList(AppModel& model, InstalledApplications& application
     connect(add, &QToolButton::clicked, this, &MutedAppsList::addMutedApp);
     connect(remove_, &QToolButton::clicked, this, &MutedAppsList::removeSelectedMutedApp);
     connect(list_, &QListWidget::itemSelectionChanged, this, &MutedAppsList::followSelection);
-    connect(&model_, &AppModel::mutedAppsChanged, this, [this] {
+    connect(&model_, &AppState::mutedAppsChanged, this, [this] {
         if (isVisible()) { // else the next showing looks
             refill();
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "Platform/InstalledApplications.h"
 #include "Platform/TextOrder.h"
 #include "UI/Look/Symbols.h"
@@ -18,7 +18,7 @@ class MutedAppsList final : public QWidget {
     Q_OBJECT
 
   public:
-    MutedAppsList(AppModel& model, InstalledApplications& applications, const TextOrder& order,
+    MutedAppsList(AppState& model, InstalledApplications& applications, const TextOrder& order,
                   QWidget* parent);
 
   protected:
@@ -32,7 +32,7 @@ class MutedAppsList final : public QWidget {
     void addMutedApp();
     void removeSelectedMutedApp();
 
-    AppModel& model_;
+    AppState& model_;
     InstalledApplications& applications_;
     const TextOrder& order_;
     QListWidget* list_;

@@ -2,7 +2,7 @@
 
 namespace keysong {
 
-ToggleSwitch* addToggle(Card& card, AppModel& model, const QString& label, const ModelFlag& flag,
+ToggleSwitch* addToggle(Card& card, AppState& model, const QString& label, const ModelFlag& flag,
                         const QString& caption) {
     auto* const toggle = new ToggleSwitch(&card);
     toggle->setChecked((model.*flag.get)());

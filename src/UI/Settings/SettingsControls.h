@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "UI/Look/Card.h"
 #include "UI/Look/ToggleSwitch.h"
 
@@ -8,13 +8,13 @@ namespace keysong {
 
 /// A switch of the model: how it is read and written, and what tells of its change.
 struct ModelFlag {
-    bool (AppModel::*get)() const;
-    void (AppModel::*set)(bool);
-    void (AppModel::*changed)();
+    bool (AppState::*get)() const;
+    void (AppState::*set)(bool);
+    void (AppState::*changed)();
 };
 
 /// Appends a row with a switch that shows the flag and writes it. Main thread.
-ToggleSwitch* addToggle(Card& card, AppModel& model, const QString& label, const ModelFlag& flag,
+ToggleSwitch* addToggle(Card& card, AppState& model, const QString& label, const ModelFlag& flag,
                         const QString& caption = {});
 
 } // namespace keysong

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 #include "App/KeyMonitor.h"
 #include "Platform/InstalledApplications.h"
 #include "Platform/Places.h"
@@ -14,7 +14,7 @@ class ScratchField;
 
 /// What the windows work with beside the model. Everything referred to outlives them.
 struct UiServices {
-    AppModel& model;
+    AppState& model;
     KeyMonitor& keyMonitor;
     InstalledApplications& applications;
     const Places& places;
@@ -43,10 +43,10 @@ class TryItSection final : public SettingsSection {
 // The other sections, each a view of the model that writes every change back to it at once. They belong to
 // `parent`. Main thread.
 
-[[nodiscard]] SettingsSection* makeSoundSection(AppModel& model, QWidget* parent);
-[[nodiscard]] SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent);
-[[nodiscard]] SettingsSection* makeToneSection(AppModel& model, QWidget* parent);
-[[nodiscard]] SettingsSection* makeOutputSection(AppModel& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeSoundSection(AppState& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeSwitchSection(AppState& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeToneSection(AppState& model, QWidget* parent);
+[[nodiscard]] SettingsSection* makeOutputSection(AppState& model, QWidget* parent);
 [[nodiscard]] SettingsSection* makeSleepSection(const UiServices& services, QWidget* parent);
 [[nodiscard]] SettingsSection* makeGeneralSection(const UiServices& services, QWidget* parent);
 

@@ -7,8 +7,8 @@ namespace keysong {
 SettingsSection* makeSleepSection(const UiServices& services, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Sleep"), parent);
     addToggle(section->card(), services.model, SettingsSection::tr("While an app records"),
-              {&AppModel::muteWhileRecording, &AppModel::setMuteWhileRecording,
-               &AppModel::muteWhileRecordingChanged},
+              {&AppState::muteWhileRecording, &AppState::setMuteWhileRecording,
+               &AppState::muteWhileRecordingChanged},
               SettingsSection::tr("Silent as long as something listens to a microphone."));
     section->card().addContent(
         new MutedAppsList(services.model, services.applications, services.textOrder, section));

@@ -23,7 +23,7 @@ QVariant deviceValue(const std::optional<std::string>& uid) {
     return uid ? QVariant(QString::fromStdString(*uid)) : QVariant();
 }
 
-void fillSets(PickerBox& picker, const AppModel& model) {
+void fillSets(PickerBox& picker, const AppState& model) {
     picker.refill(
         [&] {
             for (const SwitchGroups::Group& group : SwitchGroups::grouped(model.availableSets())) {
@@ -36,7 +36,7 @@ void fillSets(PickerBox& picker, const AppModel& model) {
         QString::fromStdString(model.selectedSetId()));
 }
 
-void fillDevices(PickerBox& picker, const AppModel& model) {
+void fillDevices(PickerBox& picker, const AppState& model) {
     picker.refill(
         [&] {
             picker.addEntry(SettingsSection::tr("System default"), QVariant());
@@ -55,23 +55,23 @@ void fillDevices(PickerBox& picker, const AppModel& model) {
 
 } // namespace
 
-SettingsSection* makeSoundSection(AppModel& model, QWidget* parent) {
+SettingsSection* makeSoundSection(AppState& model, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Sound"), parent);
     Card& card = section->card();
     addToggle(card, model, SettingsSection::tr("Enabled"),
-              {&AppModel::isEnabled, &AppModel::setEnabled, &AppModel::isEnabledChanged});
+              {&AppState::isEnabled, &AppState::setEnabled, &AppState::isEnabledChanged});
     card.addRow(SettingsSection::tr("Volume"), {new VolumeSlider(model, &card)});
     addToggle(card, model, SettingsSection::tr("Mouse clicks"),
-              {&AppModel::mouseSounds, &AppModel::setMouseSounds, &AppModel::mouseSoundsChanged});
+              {&AppState::mouseSounds, &AppState::setMouseSounds, &AppState::mouseSoundsChanged});
     addToggle(card, model, SettingsSection::tr("Scroll ticks"),
-              {&AppModel::scrollSounds, &AppModel::setScrollSounds, &AppModel::scrollSoundsChanged});
+              {&AppState::scrollSounds, &AppState::setScrollSounds, &AppState::scrollSoundsChanged});
     addToggle(card, model, SettingsSection::tr("Stereo placement"),
-              {&AppModel::spatialAudio, &AppModel::setSpatialAudio, &AppModel::spatialAudioChanged},
+              {&AppState::spatialAudio, &AppState::setSpatialAudio, &AppState::spatialAudioChanged},
               SettingsSection::tr("A key on the left of the board sounds from the left."));
     return section;
 }
 
-SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent) {
+SettingsSection* makeSwitchSection(AppState& model, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Switch"), parent);
     auto* const none = new QLabel(SettingsSection::tr("None installed"), section);
     none->setForegroundRole(QPalette::PlaceholderText);
@@ -98,14 +98,14 @@ SettingsSection* makeSwitchSection(AppModel& model, QWidget* parent) {
     });
     QObject::connect(play, &QToolButton::clicked, &model,
                      [&model] { model.previewSet(model.selectedSetId()); });
-    QObject::connect(&model, &AppModel::availableSetsChanged, picker, refill);
-    QObject::connect(&model, &AppModel::selectedSetIdChanged, picker,
+    QObject::connect(&model, &AppState::availableSetsChanged, picker, refill);
+    QObject::connect(&model, &AppState::selectedSetIdChanged, picker,
                      [&model, picker] { picker->showChoice(QString::fromStdString(model.selectedSetId())); });
-    QObject::connect(&model, &AppModel::isEnabledChanged, play, follow);
+    QObject::connect(&model, &AppState::isEnabledChanged, play, follow);
     return section;
 }
 
-SettingsSection* makeToneSection(AppModel& model, QWidget* parent) {
+SettingsSection* makeToneSection(AppState& model, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Tone"), parent);
     auto* const content = new QWidget(section);
     auto* const line = new QHBoxLayout(content);
@@ -126,13 +126,13 @@ SettingsSection* makeToneSection(AppModel& model, QWidget* parent) {
 
     const auto follow = [&model, reset] { reset->setDisabled(model.tone() == 0 && model.body() == 0); };
     follow();
-    QObject::connect(reset, &QPushButton::clicked, &model, &AppModel::resetTone);
-    QObject::connect(&model, &AppModel::toneChanged, reset, follow);
-    QObject::connect(&model, &AppModel::bodyChanged, reset, follow);
+    QObject::connect(reset, &QPushButton::clicked, &model, &AppState::resetTone);
+    QObject::connect(&model, &AppState::toneChanged, reset, follow);
+    QObject::connect(&model, &AppState::bodyChanged, reset, follow);
     return section;
 }
 
-SettingsSection* makeOutputSection(AppModel& model, QWidget* parent) {
+SettingsSection* makeOutputSection(AppState& model, QWidget* parent) {
     auto* const section = new SettingsSection(SettingsSection::tr("Output"), parent);
     auto* const picker = new PickerBox(section);
     section->card().addRow(SettingsSection::tr("Output device"), {picker});
@@ -144,8 +144,8 @@ SettingsSection* makeOutputSection(AppModel& model, QWidget* parent) {
         model.setOutputDeviceUid(value.isNull() ? std::nullopt
                                                 : std::optional(value.toString().toStdString()));
     });
-    QObject::connect(&model, &AppModel::outputDeviceListChanged, picker, refill);
-    QObject::connect(&model, &AppModel::outputDeviceUidChanged, picker, refill);
+    QObject::connect(&model, &AppState::outputDeviceListChanged, picker, refill);
+    QObject::connect(&model, &AppState::outputDeviceUidChanged, picker, refill);
     return section;
 }
 

@@ -19,7 +19,7 @@ constexpr float fineStep = 0.01F;
 
 } // namespace
 
-TonePad::TonePad(AppModel& model, QWidget* parent, int side, int inset)
+TonePad::TonePad(AppState& model, QWidget* parent, int side, int inset)
     : QWidget(parent), model_(model), inset_(inset) {
     // First of all: naming the pad makes assistive programs look at it.
     TonePadAccessible::install();
@@ -28,11 +28,11 @@ TonePad::TonePad(AppModel& model, QWidget* parent, int side, int inset)
     // Left is deep whatever the direction of the writing.
     setLayoutDirection(Qt::LeftToRight);
     setAccessibleName(tr("Tone"));
-    connect(&model_, &AppModel::toneChanged, this, [this] {
+    connect(&model_, &AppState::toneChanged, this, [this] {
         update();
         TonePadAccessible::announce(*this, Axis::tone);
     });
-    connect(&model_, &AppModel::bodyChanged, this, [this] {
+    connect(&model_, &AppState::bodyChanged, this, [this] {
         update();
         TonePadAccessible::announce(*this, Axis::body);
     });

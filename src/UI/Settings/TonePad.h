@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/AppModel.h"
+#include "App/AppState.h"
 
 #include <QWidget>
 
@@ -22,7 +22,7 @@ class TonePad final : public QWidget {
 
     /// `side` is the width and height, `inset` the margin around what the handle can reach, in pixels of the
     /// display's scale. The model outlives it.
-    explicit TonePad(AppModel& model, QWidget* parent = nullptr, int side = defaultSide,
+    explicit TonePad(AppState& model, QWidget* parent = nullptr, int side = defaultSide,
                      int inset = defaultInset);
 
     /// The centre of the handle.
@@ -45,7 +45,7 @@ class TonePad final : public QWidget {
     void step(Axis axis, float by);
     [[nodiscard]] qreal span() const { return width() - 2.0 * inset_; }
 
-    AppModel& model_;
+    AppState& model_;
     const int inset_;
     bool dragging_ = false;
 };

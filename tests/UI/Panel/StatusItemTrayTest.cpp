@@ -49,7 +49,7 @@ class StatusItemTrayTest : public test::ModelFixture {
         makeModel();
         model->bootstrap();
         settle();
-        QObject::connect(model.get(), &AppModel::isEnabledChanged, [this] { ++toggles; });
+        QObject::connect(model.get(), &AppState::isEnabledChanged, [this] { ++toggles; });
         item = std::make_unique<StatusItem>(*model, makeX11TraySelection(), [] {});
     }
     [[nodiscard]] bool soon(const std::function<bool()>& condition) {

@@ -74,14 +74,14 @@ void turnWheel(QWidget& widget) {
 TEST_F(SettingsTest, EverySwitchShowsTheModelAndWritesToIt) {
     const struct {
         const char* label;
-        bool (AppModel::*get)() const;
-        void (AppModel::*set)(bool);
-    } rows[] = {{"Enabled", &AppModel::isEnabled, &AppModel::setEnabled},
-                {"Mouse clicks", &AppModel::mouseSounds, &AppModel::setMouseSounds},
-                {"Scroll ticks", &AppModel::scrollSounds, &AppModel::setScrollSounds},
-                {"Stereo placement", &AppModel::spatialAudio, &AppModel::setSpatialAudio},
-                {"While an app records", &AppModel::muteWhileRecording, &AppModel::setMuteWhileRecording},
-                {"Launch at login", &AppModel::launchAtLogin, &AppModel::setLaunchAtLogin}};
+        bool (AppState::*get)() const;
+        void (AppState::*set)(bool);
+    } rows[] = {{"Enabled", &AppState::isEnabled, &AppState::setEnabled},
+                {"Mouse clicks", &AppState::mouseSounds, &AppState::setMouseSounds},
+                {"Scroll ticks", &AppState::scrollSounds, &AppState::setScrollSounds},
+                {"Stereo placement", &AppState::spatialAudio, &AppState::setSpatialAudio},
+                {"While an app records", &AppState::muteWhileRecording, &AppState::setMuteWhileRecording},
+                {"Launch at login", &AppState::launchAtLogin, &AppState::setLaunchAtLogin}};
     for (const auto& row : rows) {
         auto* const toggle = named<ToggleSwitch>(row.label);
         ASSERT_NE(toggle, nullptr) << row.label;
