@@ -2,6 +2,7 @@
 
 #include "Shared/Log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -36,6 +37,22 @@ void FallbackOutput::Gate::listChanged(std::size_t rank, DeviceListProperty prop
             }
         });
     }
+}
+
+std::vector<FallbackOutput::Factory> FallbackOutput::chosen(const std::vector<NamedOutput>& all,
+                                                            const std::string& wish) {
+    const bool forced =
+        std::any_of(all.begin(), all.end(), [&](const NamedOutput& output) { return output.name == wish; });
+    if (!wish.empty() && !forced) {
+        log.error("KEYSONG_OUTPUT=%{public}s is not an output, choosing one", wish);
+    }
+    std::vector<Factory> factories;
+    for (const NamedOutput& output : all) {
+        if (!forced || output.name == wish) {
+            factories.push_back(output.make);
+        }
+    }
+    return factories;
 }
 
 FallbackOutput::FallbackOutput(std::vector<Factory> factories, std::unique_ptr<TaskQueue> queue)

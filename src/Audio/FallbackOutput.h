@@ -32,6 +32,10 @@ class FallbackOutput final : public AudioOutput {
     /// How long a sound system without a device is waited for.
     static constexpr std::chrono::seconds patience{3};
 
+    /// The factories of `all`, or of the one that `wish` names; another wish is logged and leaves all.
+    [[nodiscard]] static std::vector<Factory> chosen(const std::vector<NamedOutput>& all,
+                                                     const std::string& wish);
+
     /// At most 15 factories, the best first; the last must give a back end. `queue` is this output's alone:
     /// the back ends' reports are looked into there. Logs the choice, here and on each change. Throws
     /// `AudioOutputError` when no back end can be had.

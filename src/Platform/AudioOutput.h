@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace keysong {
@@ -160,6 +161,13 @@ class AudioOutput {
     AudioOutput() = default;
     AudioOutput(const AudioOutput&) = default;
     AudioOutput& operator=(const AudioOutput&) = default;
+};
+
+/// A back end that can be made, by the name that the user chooses it with.
+struct NamedOutput {
+    std::string_view name;
+    /// Makes the back end, stopped, never null. Throws `AudioOutputError` where it cannot be had.
+    std::function<std::unique_ptr<AudioOutput>()> make;
 };
 
 } // namespace keysong

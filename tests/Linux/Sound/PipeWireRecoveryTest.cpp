@@ -1,6 +1,5 @@
 #include "Audio/FallbackOutput.h"
 #include "Shared/SerialQueue.h"
-#include "fakes/FakePlaces.h"
 #include "fakes/ManualQueue.h"
 #include "support/PipeWireFixture.h"
 #include "support/SwitchStorm.h"
@@ -11,12 +10,22 @@
 
 #include "Linux/Sound/AudioOutputFactories.h"
 #include "Linux/Sound/PipeWireMicrophone.h"
+#include "Virtual/VirtualOutput.h"
 
 namespace keysong::test {
 namespace {
 
 using std::chrono::milliseconds;
-using PipeWireRecoveryTest = PipeWireFixture;
+
+class PipeWireRecoveryTest : public PipeWireFixture {
+  protected:
+    /// What the program chooses from.
+    std::vector<NamedOutput> allOutputs() {
+        std::vector<NamedOutput> all = audioOutputFactories(threads, clock);
+        all.push_back({"virtual", [this] { return std::make_unique<VirtualOutput>(threads, clock); }});
+        return all;
+    }
+};
 
 std::size_t starts() {
     const auto lines = LogCapture::shared().lines(LogLevel::notice);
@@ -94,9 +103,8 @@ TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
 
 TEST_F(PipeWireRecoveryTest, AServerThatComesLateIsMovedUpTo) {
     server.kill();
-    FakePlaces places;
     FallbackOutput output(
-        audioOutputFactories(places, threads, clock),
+        FallbackOutput::chosen(allOutputs(), ""),
         std::make_unique<SerialQueue>(threads, ThreadAttributes{"com.orlen.keysong.output", "output"}));
     EXPECT_STREQ(output.backendName(), "virtual");
     SoundEngine engine(output, clock, threads, RandomSource(1));
@@ -110,18 +118,14 @@ TEST_F(PipeWireRecoveryTest, AServerThatComesLateIsMovedUpTo) {
 }
 
 TEST_F(PipeWireRecoveryTest, TheEnvironmentForcesAnOutput) {
-    const auto chosen = [&](const char* wish) {
-        FakePlaces places;
-        if (wish != nullptr) {
-            places.variables["KEYSONG_OUTPUT"] = wish;
-        }
+    const auto chosen = [&](const std::string& wish) {
         std::string names;
-        for (const auto& make : audioOutputFactories(places, threads, clock)) {
+        for (const auto& make : FallbackOutput::chosen(allOutputs(), wish)) {
             names += std::string(names.empty() ? "" : " ") + make()->backendName();
         }
         return names;
     };
-    EXPECT_EQ(chosen(nullptr), "pipewire alsa virtual");
+    EXPECT_EQ(chosen(""), "pipewire alsa virtual");
     EXPECT_EQ(chosen("alsa"), "alsa");
     EXPECT_EQ(chosen("virtual"), "virtual");
     EXPECT_EQ(chosen("pipewire"), "pipewire");
