@@ -41,7 +41,7 @@ void PreferenceDomains::write(const std::string& domain, const Json& values) con
 
 std::optional<Json> PreferenceDomains::persistentDomain(const std::string& domain) const {
     try {
-        return read(domain);
+        return std::make_optional(read(domain));
     } catch (const FileReadError&) {
         return std::nullopt;
     } catch (const JsonDocumentError&) {

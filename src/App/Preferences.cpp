@@ -23,6 +23,8 @@ struct Preferences::State : std::enable_shared_from_this<Preferences::State> {
     void keepAside(const std::string& reason);
     /// Stores a value, or none, and has it written.
     void change(const std::string& key, std::optional<Json> value) KEYSONG_EXCLUDES(mutex);
+    /// The conversion to an optional is spelled out, as Json has one to any type, too.
+    void put(const std::string& key, Json value) { change(key, std::make_optional(std::move(value))); }
     [[nodiscard]] bool write() KEYSONG_EXCLUDES(writing, mutex);
     [[nodiscard]] bool store(const Json& snapshot) KEYSONG_REQUIRES(writing);
     /// The writer's task: writes, and comes back after a while, until it finds nothing new.
@@ -217,29 +219,33 @@ std::optional<std::vector<std::string>> Preferences::stringArray(const std::stri
 }
 
 void Preferences::setBool(const std::string& key, bool value) {
-    state_->change(key, value);
+    state_->put(key, value);
 }
 
 void Preferences::setFloat(const std::string& key, float value) {
     if (Json stored = floatValue(value); !stored.is_null()) {
-        state_->change(key, std::move(stored));
+        state_->put(key, std::move(stored));
     }
 }
 
 void Preferences::setInteger(const std::string& key, std::int64_t value) {
-    state_->change(key, value);
+    state_->put(key, value);
 }
 
 void Preferences::setString(const std::string& key, std::optional<std::string> value) {
-    state_->change(key, value ? std::optional<Json>(std::move(*value)) : std::nullopt);
+    if (value) {
+        state_->put(key, std::move(*value));
+    } else {
+        remove(key);
+    }
 }
 
 void Preferences::setStringArray(const std::string& key, std::vector<std::string> value) {
-    state_->change(key, Json(std::move(value)));
+    state_->put(key, std::move(value));
 }
 
 void Preferences::setObject(const std::string& key, const Json& value) {
-    state_->change(key, value);
+    state_->put(key, value);
 }
 
 void Preferences::remove(const std::string& key) {

@@ -202,7 +202,7 @@ void Mixer::takeSettings() noexcept {
 }
 
 void Mixer::render(const IoCycle& cycle, float* left, float* right) noexcept {
-    const FlushTinyNumbers flush;
+    [[maybe_unused]] const FlushTinyNumbers flush; // empty on other processors
     const double nanosecondsPerFrame =
         cycle.nanosecondsPerFrame > 0 ? cycle.nanosecondsPerFrame : 1e9 / outputSampleRate_;
     takeSettings();

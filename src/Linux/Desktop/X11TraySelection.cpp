@@ -1,5 +1,6 @@
 #include "Linux/Desktop/X11TraySelection.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
