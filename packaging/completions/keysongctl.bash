@@ -2,10 +2,10 @@
 
 _keysongctl() {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]:-}
+    local commands='status toggle on off volume sets set output tone preview settings quit stats render import check'
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
-        mapfile -t COMPREPLY < <(compgen -W "status toggle on off volume sets set output tone preview
-            settings quit stats render import check --help" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "$commands help --help --version" -- "$word")
         return
     fi
     case $command in
@@ -24,6 +24,9 @@ _keysongctl() {
                 -*) mapfile -t COMPREPLY < <(compgen -W "--replace --help" -- "$word") ;;
                 *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
             esac
+            ;;
+        help)
+            [ "$COMP_CWORD" -eq 2 ] && mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
             ;;
         check) mapfile -t COMPREPLY < <(compgen -d -- "$word") ;;
         render)

@@ -92,7 +92,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
              DesktopSession* desktop) {
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
-    const auto input = makeInputSource();
+    const auto input = makeInputSource(machine.places);
     MainThreadQueue mainQueue;
     NoWindows noWindows;
     AppWindows& windows = desktop != nullptr ? desktop->windows() : noWindows;

@@ -3,26 +3,58 @@
 #include <CLI/CLI.hpp>
 
 #include <QCoreApplication>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "Linux/Files/IcuTextOrder.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Log/LogSinks.h"
 #include "Linux/Sound/SndfileAudio.h"
 #include "Linux/System/LinuxThreads.h"
+#include "Linux/System/Utf8Characters.h"
 #include "Program/CommandNumbers.h"
 #include "Program/ControlCommands.h"
 #include "Program/RemoteClient.h"
 #include "Program/RenderCommand.h"
 #include "Program/SetCommands.h"
 
+namespace {
+
+/// The arguments as the parser takes them, the last one first. The word that many try first asks for help.
+std::vector<std::string> argumentsIn(int count, char** words) {
+    std::vector<std::string> arguments(words + 1, words + count);
+    if (!arguments.empty() && arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
+/// What is wrong, then how it is done right: the usage of the command, or the list of all.
+std::string explainMistake(const CLI::App* app, const CLI::Error& error) {
+    std::string mistake = error.what();
+    if (app->get_subcommands().empty()) {
+        const auto words = app->remaining();
+        mistake = words.empty() ? "a command is missing" : "there is no command \"" + words.front() + "\"";
+    }
+    return "keysongctl: " + mistake + "\n\n" + app->help();
+}
+
+} // namespace
+
 int main(int count, char** words) {
     using namespace keysong;
+    useUtf8Characters();
     int one = 1;
     const QCoreApplication toolkit(one, words);
     CLI::App app("Controls Keysong and renders logs of typing.", "keysongctl");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "keysongctl " KEYSONG_VERSION, "Print the version and end");
+    app.failure_message(&explainMistake);
 
     RenderOptions options;
     bool noSpatial = false;
@@ -50,9 +82,10 @@ int main(int count, char** words) {
     });
     addControlCommands(app);
     addSetCommands(app);
+    app.footer("\"keysongctl help COMMAND\" tells more about a command."); // last, or each command inherits it
 
     try {
-        app.parse(count, words);
+        app.parse(argumentsIn(count, words));
         return 0;
     } catch (const SetHasProblems&) {
         return 1;

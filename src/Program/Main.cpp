@@ -14,6 +14,7 @@
 
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Log/LogSinks.h"
+#include "Linux/System/Utf8Characters.h"
 #include "Program/Application.h"
 
 namespace keysong {
@@ -40,17 +41,31 @@ int runMigrationTest(const Machine& machine) {
     return failures.empty() ? 0 : 1;
 }
 
+int print(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    return 0;
+}
+
 int run(std::span<const std::string_view> arguments, char* programPath) {
     using Mode = CommandLine::Mode;
+    const CommandLine commandLine = CommandLine::parse(arguments);
+    if (commandLine.mode == Mode::help) {
+        return print(CommandLine::help());
+    }
+    if (commandLine.mode == Mode::version) {
+        return print("keysong " KEYSONG_VERSION "\n");
+    }
     Machine machine;
     const auto sink = makeLogSink(machine.places);
     Logger::setSink(sink.get());
-    const CommandLine commandLine = CommandLine::parse(arguments);
     switch (commandLine.mode) {
+    case Mode::help:
+    case Mode::version:
+        break; // answered above, without the machine
     case Mode::application:
         return runApplication(machine, programPath);
     case Mode::inputTest: {
-        const auto input = makeInputSource();
+        const auto input = makeInputSource(machine.places);
         return InputDevTest(*input, machine.threads).run(arguments);
     }
     case Mode::playTest:
@@ -73,6 +88,7 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
 int main(int count, char** words) {
     const std::vector<std::string_view> arguments(words, words + count);
     int status = 1;
+    keysong::useUtf8Characters();
     try {
         status = keysong::run(arguments, words[0]);
     } catch (const std::exception& error) {

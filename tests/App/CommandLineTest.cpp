@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <sstream>
+#include <string>
 #include <vector>
 
 namespace keysong {
@@ -17,12 +20,30 @@ CommandLine parse(std::vector<std::string_view> words) {
 TEST(CommandLine, OnlyAnExactFirstWordIsAMode) {
     EXPECT_EQ(CommandLine::parse({}).mode, Mode::application);
     for (const auto& words : std::vector<std::vector<std::string_view>>{
-             {}, {"--help"}, {"--List-Sets"}, {"--list-sets=1"}, {"--list"}, {""}, {"x", "--list-sets"}}) {
+             {}, {"help"}, {"--List-Sets"}, {"--list-sets=1"}, {"--list"}, {""}, {"x", "--list-sets"}}) {
         EXPECT_EQ(parse(words).mode, Mode::application);
     }
     EXPECT_EQ(parse({"--input-test", "selftest"}).mode, Mode::inputTest);
     EXPECT_EQ(parse({"--list-sets", "--play-test"}).mode, Mode::listSets);
     EXPECT_EQ(parse({"--migrate-test"}).mode, Mode::migrateTest);
+    EXPECT_EQ(parse({"--help"}).mode, Mode::help);
+    EXPECT_EQ(parse({"-h", "--list-sets"}).mode, Mode::help);
+    EXPECT_EQ(parse({"--version"}).mode, Mode::version);
+}
+
+TEST(CommandLine, HelpListsEveryModeAndNoOther) {
+    std::istringstream lines{std::string(CommandLine::help())};
+    std::set<Mode> listed;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string word;
+        if (line.starts_with("  -") && words >> word) {
+            const Mode mode = parse({word.substr(0, word.find(','))}).mode;
+            EXPECT_NE(mode, Mode::application) << line;
+            listed.insert(mode);
+        }
+    }
+    EXPECT_EQ(listed.size(), 7U);
 }
 
 TEST(CommandLine, AnEmptySetIdentifierIsOne) {

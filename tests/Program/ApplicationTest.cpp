@@ -5,12 +5,20 @@
 #include "support/WaveFile.h"
 #include "support/XTestClient.h"
 
+#include <gmock/gmock.h>
 #include <linux/input-event-codes.h>
+#include <sys/wait.h>
 
 #include "Program/ProgramFixture.h"
 
 namespace keysong::test {
 namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
 
 using ApplicationTest = ProgramFixture;
 
@@ -40,6 +48,33 @@ TEST_F(ApplicationTest, OfManyLaunchesAtOnceOneStaysAndTheOthersEndWell) {
     for (ChildProcess& program : programs) {
         EXPECT_EQ(program.wait(), 0);
     }
+}
+
+TEST_F(ApplicationTest, AnswersTheWordsThatAPersonTriesFirst) {
+    setting.environment["LC_ALL"] = "C"; // where nobody has chosen a language, nothing more is said
+    const auto answer = [&](std::vector<std::string> words) {
+        auto quiet = loggingTo("answer");
+        std::filesystem::remove(quiet.output);
+        quiet.environment["DISPLAY"] = quiet.environment["DBUS_SESSION_BUS_ADDRESS"] = "";
+        const int status = WEXITSTATUS(ChildProcess::run(words, quiet));
+        return std::to_string(status) + " " + textOf("answer");
+    };
+    for (const char* word : {"--help", "-h"}) {
+        EXPECT_THAT(answer({KEYSONG_PROGRAM, word}), StartsWith("0 Usage: keysong"));
+    }
+    EXPECT_THAT(answer({KEYSONG_PROGRAM, "--version"}), MatchesRegex("0 keysong [0-9.]+\n"));
+    EXPECT_THAT(answer({KEYSONG_CONTROL, "--version"}), MatchesRegex("0 keysongctl [0-9.]+\n"));
+    const auto list = HasSubstr("\n  status ");
+    for (const char* word : {"--help", "-h", "help"}) {
+        EXPECT_THAT(answer({KEYSONG_CONTROL, word}), AllOf(StartsWith("0 Controls Keysong"), list));
+    }
+    EXPECT_THAT(answer({KEYSONG_CONTROL, "help", "volume"}), AllOf(StartsWith("0 "), HasSubstr("level")));
+    EXPECT_THAT(answer({KEYSONG_CONTROL}), AllOf(StartsWith("2 keysongctl: a command is missing\n"), list));
+    EXPECT_THAT(answer({KEYSONG_CONTROL, "loud"}),
+                AllOf(StartsWith("2 keysongctl: there is no command \"loud\"\n"), list));
+    EXPECT_THAT(answer({KEYSONG_CONTROL, "volume", "loud"}),
+                AllOf(StartsWith("2 keysongctl: "), HasSubstr("loud"), HasSubstr("From 0 to 1"), Not(list)));
+    EXPECT_THAT(answer({KEYSONG_CONTROL, "status"}), MatchesRegex("1 keysongctl: [^\n]+\n"));
 }
 
 TEST_F(ApplicationTest, ShowsItsSymbolInAPanelAndEndsByItsMenu) {

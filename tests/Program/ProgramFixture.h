@@ -21,21 +21,17 @@ namespace keysong::test {
 class ProgramFixture : public testing::Test {
   public:
     void SetUp() override {
-        if (std::filesystem::exists("/dev/input/event0")) {
-            GTEST_SKIP() << "the program would hear this machine's own keyboards";
-        }
         ASSERT_TRUE(bus.start());
         ASSERT_TRUE(server.start());
         // For the leak sanitizer: the toolkit leaves its Wayland objects to the end of the process.
         const std::string leaks = home.write("known-leaks", "leak:libwayland-client.so\n");
+        // This machine's own keyboards are not heard.
         setting.environment = {{"HOME", home.path()},
-                               {"XDG_CONFIG_HOME", ""},
-                               {"XDG_DATA_HOME", ""},
                                {"DISPLAY", server.display()},
                                {"WAYLAND_DISPLAY", ""},
+                               {"KEYSONG_INPUT", "x11"},
                                {"KEYSONG_OUTPUT", "virtual"},
                                {"KEYSONG_LOG_SINK", "stderr"},
-                               {"XDG_STATE_HOME", ""},
                                {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" + leaks}};
     }
 

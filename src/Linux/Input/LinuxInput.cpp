@@ -1,5 +1,10 @@
 #include "Linux/Input/LinuxInput.h"
 
+#include "Shared/Log.h"
+
+#include <string>
+#include <utility>
+
 #include "Linux/Input/LibinputSource.h"
 #include "Linux/Input/X11Source.h"
 
@@ -7,26 +12,39 @@ namespace keysong {
 
 namespace {
 
-class LinuxInput final : public InputSource {
+class FirstOf final : public InputSource {
   public:
-    [[nodiscard]] bool hasAccess() const override { return devices_.hasAccess() || display_.hasAccess(); }
+    FirstOf(std::unique_ptr<InputSource> first, std::unique_ptr<InputSource> second)
+        : first_(std::move(first)), second_(std::move(second)) {}
+
+    [[nodiscard]] bool hasAccess() const override { return first_->hasAccess() || second_->hasAccess(); }
 
     [[nodiscard]] std::unique_ptr<InputTap> createTap(EventMask mask, RawEventHandler handler) override {
-        if (auto tap = devices_.createTap(mask, handler)) {
+        if (auto tap = first_->createTap(mask, handler)) {
             return tap;
         }
-        return display_.createTap(mask, std::move(handler));
+        return second_->createTap(mask, std::move(handler));
     }
 
   private:
-    LibinputSource devices_;
-    X11Source display_;
+    std::unique_ptr<InputSource> first_;
+    std::unique_ptr<InputSource> second_;
 };
 
 } // namespace
 
-std::unique_ptr<InputSource> makeInputSource() {
-    return std::make_unique<LinuxInput>();
+std::unique_ptr<InputSource> makeInputSource(const Places& places) {
+    const std::string wish = places.environment("KEYSONG_INPUT").value_or("");
+    if (wish == "devices") {
+        return std::make_unique<LibinputSource>();
+    }
+    if (wish == "x11") {
+        return std::make_unique<X11Source>();
+    }
+    if (!wish.empty()) {
+        log.error("KEYSONG_INPUT=%{public}s is not a source of input, taking the first with access", wish);
+    }
+    return std::make_unique<FirstOf>(std::make_unique<LibinputSource>(), std::make_unique<X11Source>());
 }
 
 } // namespace keysong
