@@ -82,7 +82,8 @@ int main(int count, char** words) {
     });
     addControlCommands(app);
     addSetCommands(app);
-    app.footer("\"keysongctl help COMMAND\" tells more about a command."); // last, or each command inherits it
+    // Last, or each command inherits it.
+    app.footer("\"keysongctl help COMMAND\" tells more about a command.");
 
     try {
         app.parse(argumentsIn(count, words));
