@@ -1,16 +1,9 @@
 #include "Linux/Input/PolkitAccess.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-extern "C" { // which the header leaves to its users
-#include <sys/pidfd.h>
-}
 
-#include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
@@ -55,33 +48,6 @@ fs::path installedHelper() {
     }
     return {};
 }
-
-/// How the child is to begin: none of this program's signal settings, errors into a file.
-class SpawnSetting {
-  public:
-    explicit SpawnSetting(int errors) {
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_adddup2(&actions_, errors, STDERR_FILENO);
-        posix_spawnattr_init(&attributes_);
-        sigset_t signals;
-        sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes_, &signals);
-        sigaddset(&signals, SIGPIPE);
-        posix_spawnattr_setsigdefault(&attributes_, &signals);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    ~SpawnSetting() {
-        posix_spawnattr_destroy(&attributes_);
-        posix_spawn_file_actions_destroy(&actions_);
-    }
-    SpawnSetting(const SpawnSetting&) = delete;
-    SpawnSetting& operator=(const SpawnSetting&) = delete;
-
-    posix_spawn_file_actions_t actions_{};
-    posix_spawnattr_t attributes_{};
-};
 
 std::string trimmed(const std::string& text) {
     constexpr const char* blanks = " \t\r\n";
@@ -129,9 +95,9 @@ PolkitAccess::PolkitAccess(TaskQueue& mainQueue, Threads& threads, Programs prog
 
 PolkitAccess::~PolkitAccess() {
     service_.reset();
-    if (process_.isOpen()) {
+    if (process_) {
         // Refused when the helper runs as root already, without effect when it has ended.
-        pidfd_send_signal(process_.get(), SIGTERM, nullptr, 0);
+        process_->signal(SIGTERM);
     }
 }
 
@@ -154,8 +120,8 @@ bool PolkitAccess::grant(Handler handler) {
     try {
         start();
         service_->async([this, finishLater, &loop = service_->loop()] {
-            const bool watched = loop.watch(process_.get(), [this, finishLater, &loop] {
-                loop.unwatch(process_.get());
+            const bool watched = loop.watch(process_->descriptor(), [this, finishLater, &loop] {
+                loop.unwatch(process_->descriptor());
                 finishLater(collect());
             });
             if (!watched) {
@@ -171,31 +137,20 @@ bool PolkitAccess::grant(Handler handler) {
 void PolkitAccess::start() {
     service_.emplace(threads_, ThreadAttributes{"com.orlen.keysong.access", "access"});
     errors_.reset(memfd_create("pkexec errors", MFD_CLOEXEC));
-    const SpawnSetting setting(errors_.get());
+    SpawnedProcess::Setting setting;
     // pkexec's own dialog in a terminal would ask where nobody looks.
-    std::array<std::string, 3> words{programs_.pkexec, "--disable-internal-agent", programs_.helper};
-    char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
-    pid_t process = 0;
-    const int failure =
-        posix_spawn(&process, arguments[0], &setting.actions_, &setting.attributes_, arguments, environ);
-    if (failure != 0) {
-        throw std::system_error(failure, std::generic_category(), words[0]);
-    }
-    process_.reset(pidfd_open(process, 0));
-    if (!process_.isOpen()) {
-        kill(process, SIGTERM);
-        throw std::system_error(errno, std::generic_category(), "pidfd_open");
-    }
+    setting.words = {programs_.pkexec, "--disable-internal-agent", programs_.helper};
+    setting.environment = SpawnedProcess::ownEnvironment();
+    setting.errors = errors_.get();
+    process_.emplace(setting);
 }
 
 PolkitAccess::Result PolkitAccess::collect() const {
-    siginfo_t end{};
-    waitid(P_PIDFD, static_cast<id_t>(process_.get()), &end, WEXITED | WNOHANG);
+    const int status = process_->collect().value_or(W_EXITCODE(0, SIGKILL));
     std::string errors(longestErrors, '\0');
     const ssize_t length = pread(errors_.get(), errors.data(), errors.size(), 0);
     errors.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-    return resultOf(end.si_code == CLD_EXITED ? W_EXITCODE(end.si_status, 0) : W_EXITCODE(0, end.si_status),
-                    errors);
+    return resultOf(status, errors);
 }
 
 void PolkitAccess::finish(const Result& result) {

@@ -10,6 +10,7 @@
 
 #include "Linux/System/FileDescriptor.h"
 #include "Linux/System/ServiceThread.h"
+#include "Linux/System/SpawnedProcess.h"
 
 namespace keysong {
 
@@ -58,7 +59,7 @@ class PolkitAccess final : public KeyboardAccess {
     Handler handler_;
     // The running pkexec. The main thread sets them before the service thread watches, and after it has
     // ended.
-    FileDescriptor process_;
+    std::optional<SpawnedProcess> process_;
     FileDescriptor errors_;
     /// Last, so that it ends first. There is one only while pkexec runs.
     std::optional<ServiceThread> service_;
