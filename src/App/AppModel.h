@@ -80,8 +80,8 @@ class AppModel final : public AppState {
     }
     void previewSet(const std::string& id) override;
     void resetStats() override;
-    void showSettings() override { services_.windows.showSettings(); }
-    void showOnboarding() override { services_.windows.showOnboarding(); }
+    void showSettings() override { services_.windows.showSettings({}); }
+    void showOnboarding() override { services_.windows.showOnboarding({}); }
 
     // What the rows of `settingTable` apply.
     [[nodiscard]] SoundEngine& engine() const { return services_.engine; }

@@ -81,7 +81,7 @@ void AppModel::requireAccess() {
     if (accessIsPolled_) {
         return;
     }
-    services_.windows.showOnboarding();
+    services_.windows.showOnboarding({});
     startAccessPolling();
 }
 

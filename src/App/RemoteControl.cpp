@@ -1,6 +1,6 @@
 #include "App/RemoteControl.h"
 
-#include "App/ActivationToken.h"
+#include "App/AskerData.h"
 #include "App/RemoteTypes.h"
 #include "App/SettingTable.h"
 #include "Shared/Log.h"
@@ -54,12 +54,18 @@ RemoteControl::Claim RemoteControl::claim() {
 
 bool RemoteControl::activateOther() {
     auto message = QDBusMessage::createMethodCall(serviceName, objectPath, applicationInterface, "Activate");
-    message << activationOfEnvironment();
-    return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+    message << platformDataOf(askerOfEnvironment());
+    const QDBusMessage answer = QDBusConnection::sessionBus().call(message);
+    if (answer.errorName() == QDBusError::errorString(QDBusError::Failed)) {
+        log.notice("the program runs already: %{public}s", answer.errorMessage().toStdString());
+        return true;
+    }
+    return answer.type() == QDBusMessage::ReplyMessage;
 }
 
-void RemoteControl::attach(AppState& model, std::function<void()> quit) {
+void RemoteControl::attach(AppState& model, AppWindows& windows, std::function<void()> quit) {
     model_ = &model;
+    windows_ = &windows;
     quit_ = std::move(quit);
     for (const Property& property : properties()) {
         if (property.changed != nullptr) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/AppState.h"
+#include "App/AppWindows.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
@@ -41,12 +42,13 @@ class RemoteControl final : public QDBusVirtualObject {
 
     /// Puts the object on the bus, then takes the name. Messages wait until the event loop runs.
     [[nodiscard]] Claim claim();
-    /// Asks the process that owns the name to show its settings; false when it does not answer.
+    /// Asks the process that owns the name to show its settings on this process's display; false when it does
+    /// not answer. That it cannot show them is logged.
     [[nodiscard]] static bool activateOther();
 
-    /// From now on answers for this model and tells the bus of its changes; `quit` ends the program. Call
-    /// once, before the event loop runs. The model outlives this object.
-    void attach(AppState& model, std::function<void()> quit);
+    /// From now on answers for this model and tells the bus of its changes; `windows` shows what is asked for,
+    /// `quit` ends the program. Call once, before the event loop runs. Both outlive this object.
+    void attach(AppState& model, AppWindows& windows, std::function<void()> quit);
 
     [[nodiscard]] QString introspect(const QString& path) const override;
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
@@ -83,12 +85,14 @@ class RemoteControl final : public QDBusVirtualObject {
     static const std::vector<Property>& properties();
     static const std::vector<Method>& methods();
 
+    void showSettings(const Asker& asker);
     [[nodiscard]] QVariantList handleProperties(const QDBusMessage& message);
     [[nodiscard]] QVariantMap allProperties() const;
     void emitChanged(const Property& property) const;
 
     QDBusConnection bus_;
     AppState* model_ = nullptr;
+    AppWindows* windows_ = nullptr;
     std::function<void()> quit_;
 };
 

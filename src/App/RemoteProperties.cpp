@@ -1,6 +1,6 @@
 // What the remote control offers: its properties and methods as tables.
 
-#include "App/ActivationToken.h"
+#include "App/AskerData.h"
 #include "App/RemoteControl.h"
 #include "App/RemoteValue.h"
 #include "App/SettingTable.h"
@@ -53,15 +53,20 @@ const std::vector<RemoteControl::Property>& RemoteControl::properties() {
     return table;
 }
 
+void RemoteControl::showSettings(const Asker& asker) {
+    if (const std::string problem = windows_->showSettings(asker); !problem.empty()) {
+        throw Refusal(QDBusError::Failed, problem);
+    }
+}
+
 const std::vector<RemoteControl::Method>& RemoteControl::methods() {
     using Arguments = QVariantList;
     const auto showSettings = [](RemoteControl& self, const Arguments&) {
-        self.model_->showSettings();
+        self.showSettings({});
         return QVariantList();
     };
     const auto activate = [](RemoteControl& self, const Arguments& arguments) {
-        adoptActivation(qdbus_cast<QVariantMap>(arguments.back()));
-        self.model_->showSettings();
+        self.showSettings(askerOf(qdbus_cast<QVariantMap>(arguments.back())));
         return QVariantList();
     };
     static const std::vector<Method> table = {

@@ -116,7 +116,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     if (desktop != nullptr) {
         desktop->attach(model, applications, machine, mainQueue, quit);
     }
-    remote.attach(model, quit);
+    remote.attach(model, windows, quit);
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
     const LastFlush lastFlush([&model] { model.prepareToTerminate(); });

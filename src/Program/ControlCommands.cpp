@@ -46,9 +46,7 @@ void addSwitches(CLI::App& app, const std::shared_ptr<Options>& options) {
     });
     app.add_subcommand("on", "Turn the sound on")->callback([] { RemoteClient().set("Enabled", true); });
     app.add_subcommand("off", "Turn the sound off")->callback([] { RemoteClient().set("Enabled", false); });
-    app.add_subcommand("settings", "Show the settings")->callback([] {
-        RemoteClient().call("ShowSettings");
-    });
+    app.add_subcommand("settings", "Show the settings")->callback([] { RemoteClient().showSettings(); });
     app.add_subcommand("quit", "End the program")->callback([] { RemoteClient().call("Quit"); });
     auto* stats = app.add_subcommand("stats", "How many keys were pressed");
     stats->add_flag("--reset", options->reset, "Start again from 0");

@@ -1,5 +1,6 @@
 #include "Program/RemoteClient.h"
 
+#include "App/AskerData.h"
 #include "App/RemoteControl.h"
 #include "App/RemoteTypes.h"
 
@@ -57,6 +58,10 @@ void RemoteClient::set(const char* property, const QVariant& value) const {
 
 QVariant RemoteClient::call(const char* method, const QVariantList& arguments) const {
     return ask(RemoteControl::controlInterface, method, arguments).value(0);
+}
+
+void RemoteClient::showSettings() const {
+    ask(RemoteControl::applicationInterface, "Activate", {platformDataOf(askerOfEnvironment())});
 }
 
 double RemoteClient::number(const char* property) const {

@@ -35,6 +35,8 @@ class RemoteClient {
     [[nodiscard]] double number(const char* property) const;
     [[nodiscard]] std::string text(const char* property) const;
 
+    /// Shows the settings on this process's display.
+    void showSettings() const;
     void set(const char* property, const QVariant& value) const;
     /// Calls a method of the control interface; returns its first answer, if any.
     QVariant call(const char* method, const QVariantList& arguments = {}) const;

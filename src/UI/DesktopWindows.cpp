@@ -12,12 +12,16 @@ void DesktopWindows::detach() {
     settings_.reset();
 }
 
-void DesktopWindows::showSettings() {
+std::string DesktopWindows::showSettings(const Asker& asker) {
+    qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(asker.activationToken));
     settings_->show();
+    return {};
 }
 
-void DesktopWindows::showOnboarding() {
+std::string DesktopWindows::showOnboarding(const Asker& asker) {
+    qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(asker.activationToken));
     onboarding_->show();
+    return {};
 }
 
 } // namespace keysong

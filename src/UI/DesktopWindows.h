@@ -22,8 +22,8 @@ class DesktopWindows final : public AppWindows {
     /// Whether some panel shows the program's icon; until somebody says so, one does. After `attach`.
     void setHasTray(bool hasTray) { onboarding_->setHasTray(hasTray); }
 
-    void showSettings() override;
-    void showOnboarding() override;
+    std::string showSettings(const Asker& asker) override;
+    std::string showOnboarding(const Asker& asker) override;
 
   private:
     std::unique_ptr<SettingsWindow> settings_;

@@ -78,8 +78,20 @@ class FakeWindows final : public AppWindows {
     int settings = 0;
     int onboarding = 0;
 
-    void showSettings() override { ++settings; }
-    void showOnboarding() override { ++onboarding; }
+    /// Who asked last.
+    Asker asker;
+    /// Why nothing can be shown.
+    std::string obstacle;
+
+    std::string showSettings(const Asker& from) override {
+        ++settings;
+        asker = from;
+        return obstacle;
+    }
+    std::string showOnboarding(const Asker&) override {
+        ++onboarding;
+        return obstacle;
+    }
 };
 
 class ByteOrder final : public TextOrder {

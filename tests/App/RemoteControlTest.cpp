@@ -1,5 +1,6 @@
 #include "App/RemoteControl.h"
 
+#include "App/AskerData.h"
 #include "App/ModelFixture.h"
 #include "App/RemoteValue.h"
 #include "support/PrivateBus.h"
@@ -30,7 +31,7 @@ class RemoteControlTest : public ModelFixture {
         ASSERT_EQ(remote->claim(), RemoteControl::Claim::owned);
         model->bootstrap();
         settle();
-        remote->attach(*model, [this] { quitAsked = true; });
+        remote->attach(*model, windows, [this] { quitAsked = true; });
     }
 
     void TearDown() override {
@@ -88,6 +89,12 @@ TEST_F(RemoteControlTest, ReadsAndChangesTheModel) {
     EXPECT_FALSE(model->isEnabled());
     ask(RemoteControl::applicationInterface, "Activate", {QVariantMap()});
     EXPECT_EQ(windows.settings, 1);
+    const Asker asker{.display = {{"DISPLAY", ":7"}}, .activationToken = "go", .startupId = ""};
+    ask(RemoteControl::applicationInterface, "Activate", {platformDataOf(asker)});
+    EXPECT_EQ(windows.asker.display, asker.display);
+    EXPECT_EQ(windows.asker.activationToken, "go");
+    windows.obstacle = "there is no display";
+    EXPECT_EQ(ask(RemoteControl::controlInterface, "ShowSettings", {}).errorMessage(), "there is no display");
     ask(RemoteControl::controlInterface, "Quit", {});
     EXPECT_TRUE(quitAsked);
 }
