@@ -1,9 +1,9 @@
 #pragma once
 
+#include "App/KeyBitmap.h"
 #include "Shared/Mutex.h"
 #include "Shared/SoundEvent.h"
 
-#include <array>
 #include <cstdint>
 
 namespace keysong {
@@ -15,8 +15,8 @@ namespace keysong {
 class KeyMonitor {
   public:
     struct State {
-        /// Bit n is set while key code n is held: word n / 64, bit n mod 64.
-        std::array<std::uint64_t, 4> down{};
+        /// The codes of the keys that are held.
+        KeyBitmap down{};
         /// Rises by one, wrapping, with every recorded key event and every clearing.
         std::uint64_t generation = 0;
     };

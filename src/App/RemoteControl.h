@@ -46,8 +46,8 @@ class RemoteControl final : public QDBusVirtualObject {
     /// not answer. That it cannot show them is logged.
     [[nodiscard]] static bool activateOther();
 
-    /// From now on answers for this model and tells the bus of its changes; `windows` shows what is asked for,
-    /// `quit` ends the program. Call once, before the event loop runs. Both outlive this object.
+    /// From now on answers for this model and tells the bus of its changes; `windows` shows what is asked
+    /// for, `quit` ends the program. Call once, before the event loop runs. Both outlive this object.
     void attach(AppState& model, AppWindows& windows, std::function<void()> quit);
 
     [[nodiscard]] QString introspect(const QString& path) const override;

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "App/ModelFixture.h"
+#include "App/RemoteControl.h"
+#include "support/PrivateBus.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <future>
+#include <memory>
+
+namespace keysong::test {
+
+/// A model that answers on a bus of the test's own.
+class RemoteFixture : public ModelFixture {
+  public:
+    void SetUp() override {
+        // The bus library keeps its connection for the life of the process, so all tests share one bus.
+        static PrivateBus bus;
+        static const bool started = bus.start();
+        ASSERT_TRUE(started);
+        static int count = 1;
+        static char name[] = "test";
+        static char* words[] = {name, nullptr};
+        static const QCoreApplication application(count, words);
+        remote = std::make_unique<RemoteControl>();
+        ASSERT_EQ(remote->claim(), RemoteControl::Claim::owned);
+        model->bootstrap();
+        settle();
+        remote->attach(*model, windows, [this] { quitAsked = true; });
+    }
+
+    void TearDown() override {
+        remote.reset();
+        QDBusConnection::sessionBus().unregisterService(RemoteControl::serviceName);
+    }
+
+    /// Calls a method as another program does and returns the answer. The client is on another thread, so
+    /// that this one can serve it.
+    QDBusMessage ask(const char* interface, const char* method, const QVariantList& arguments) {
+        auto message = QDBusMessage::createMethodCall(RemoteControl::serviceName, RemoteControl::objectPath,
+                                                      interface, method);
+        message.setArguments(arguments);
+        auto answer = std::async(std::launch::async, [&] {
+            auto client = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "client");
+            return client.call(message);
+        });
+        while (answer.wait_for(std::chrono::milliseconds(2)) != std::future_status::ready) {
+            QCoreApplication::processEvents();
+        }
+        return answer.get();
+    }
+    QDBusMessage set(const char* property, const QVariant& value) {
+        return ask(
+            "org.freedesktop.DBus.Properties", "Set",
+            {QString(RemoteControl::controlInterface), property, QVariant::fromValue(QDBusVariant(value))});
+    }
+    QVariant get(const char* property) {
+        const auto answer = ask("org.freedesktop.DBus.Properties", "Get",
+                                {QString(RemoteControl::controlInterface), property});
+        return answer.arguments().value(0).value<QDBusVariant>().variant();
+    }
+
+    std::unique_ptr<RemoteControl> remote;
+    bool quitAsked = false;
+};
+
+} // namespace keysong::test
