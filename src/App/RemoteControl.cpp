@@ -5,15 +5,20 @@
 #include "App/SettingTable.h"
 #include "Shared/Log.h"
 
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace keysong {
 
 namespace {
+
+// The bus's own numbers for a request of a name and what came of it.
+constexpr uint doNotQueue = 4;
+constexpr uint isPrimaryOwner = 1;
+constexpr uint isOwnerAlready = 4;
 
 constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 
@@ -24,38 +29,48 @@ bool hasSignature(const QDBusMessage& message, const char* signature) {
 
 } // namespace
 
-RemoteControl::RemoteControl() : bus_(QDBusConnection::sessionBus()) {
+RemoteControl::RemoteControl(SessionBus& bus) : bus_(bus) {
     registerRemoteTypes();
+    connect(&bus_, &SessionBus::opened, this, &RemoteControl::takeNameAgain);
 }
 
 RemoteControl::~RemoteControl() {
-    if (bus_.isConnected()) {
-        bus_.unregisterObject(objectPath);
-    }
+    QDBusConnection(bus_.connection()).unregisterObject(objectPath);
 }
 
 RemoteControl::Claim RemoteControl::claim() {
-    if (!bus_.isConnected()) {
-        log.notice("no session bus: remote control is not available");
+    if (!bus_.isOpen()) {
         return Claim::noBus;
     }
-    if (!bus_.registerVirtualObject(objectPath, this, QDBusConnection::SingleNode)) {
-        log.error("remote control is not available: %s", bus_.lastError().message().toStdString());
+    QDBusConnection connection = bus_.connection();
+    // A launch that waits for the name claims it again and again.
+    if (connection.objectRegisteredAt(objectPath) == nullptr &&
+        !connection.registerVirtualObject(objectPath, this, QDBusConnection::SingleNode)) {
+        log.error("remote control is not available: %s", connection.lastError().message().toStdString());
     }
-    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
-        bus_.interface()->registerService(serviceName, QDBusConnectionInterface::DontQueueService,
-                                          QDBusConnectionInterface::DontAllowReplacement);
+    const QDBusReply<uint> reply = bus_.callBus("RequestName", {QString(serviceName), doNotQueue});
     if (!reply.isValid()) {
         log.error("the bus did not give a name: %s", reply.error().message().toStdString());
         return Claim::noBus;
     }
-    return reply.value() == QDBusConnectionInterface::ServiceRegistered ? Claim::owned : Claim::taken;
+    return reply.value() == isPrimaryOwner || reply.value() == isOwnerAlready ? Claim::owned : Claim::taken;
 }
 
-bool RemoteControl::activateOther() {
+void RemoteControl::takeNameAgain() {
+    if (!ends_ && claim() == Claim::taken) {
+        log.error("another program has the name %{public}s on the bus", serviceName);
+    }
+}
+
+bool RemoteControl::activateOther(std::chrono::milliseconds limit) const {
+    if (!bus_.isOpen()) {
+        return false;
+    }
     auto message = QDBusMessage::createMethodCall(serviceName, objectPath, applicationInterface, "Activate");
     message << platformDataOf(askerOfEnvironment());
-    const QDBusMessage answer = QDBusConnection::sessionBus().call(message);
+    message.setAutoStartService(false);
+    const QDBusMessage answer =
+        bus_.connection().call(message, QDBus::Block, static_cast<int>(limit.count()));
     if (answer.errorName() == QDBusError::errorString(QDBusError::Failed)) {
         log.notice("the program runs already: %{public}s", answer.errorMessage().toStdString());
         return true;
@@ -63,10 +78,12 @@ bool RemoteControl::activateOther() {
     return answer.type() == QDBusMessage::ReplyMessage;
 }
 
-void RemoteControl::attach(AppState& model, AppWindows& windows, std::function<void()> quit) {
+void RemoteControl::attach(AppState& model, AppWindows& windows, std::function<void()> quit,
+                           std::function<bool()> isEnding) {
     model_ = &model;
     windows_ = &windows;
     quit_ = std::move(quit);
+    isEnding_ = std::move(isEnding);
     for (const Property& property : properties()) {
         if (property.changed != nullptr) {
             connect(&model, property.changed, this, [this, &property] { emitChanged(property); });
@@ -74,11 +91,20 @@ void RemoteControl::attach(AppState& model, AppWindows& windows, std::function<v
     }
 }
 
+void RemoteControl::beginEnding() {
+    if (!std::exchange(ends_, true) && bus_.isOpen()) {
+        auto message = QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                      "org.freedesktop.DBus", "ReleaseName");
+        message << serviceName;
+        bus_.connection().send(message);
+    }
+}
+
 void RemoteControl::emitChanged(const Property& property) const {
     auto message = QDBusMessage::createSignal(objectPath, propertiesInterface, "PropertiesChanged");
     message << QString(controlInterface) << QVariantMap{{property.name, property.get(*model_)}}
             << QStringList();
-    bus_.send(message);
+    bus_.connection().send(message);
 }
 
 QVariantMap RemoteControl::allProperties() const {
@@ -125,6 +151,9 @@ bool RemoteControl::handleMessage(const QDBusMessage& message, const QDBusConnec
     }
     QDBusMessage answer;
     try {
+        if ((ends_ || isEnding_()) && message.member() != QLatin1String("Quit")) {
+            throw Refusal(QDBusError::ServiceUnknown, "Keysong is ending");
+        }
         if (message.interface() == QLatin1String(propertiesInterface)) {
             answer = message.createReply(handleProperties(message));
         } else {

@@ -2,11 +2,13 @@
 
 #include "App/AppState.h"
 #include "App/AppWindows.h"
+#include "App/SessionBus.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusVirtualObject>
 #include <QStringList>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -37,18 +39,27 @@ class RemoteControl final : public QDBusVirtualObject {
         noBus,
     };
 
-    RemoteControl();
+    /// The bus outlives this object.
+    explicit RemoteControl(SessionBus& bus);
     ~RemoteControl() override;
 
-    /// Puts the object on the bus, then takes the name. Messages wait until the event loop runs.
+    /// Puts the object on the bus, then takes the name. Messages wait until the event loop runs. After the
+    /// bus was lost the name is taken again by itself.
     [[nodiscard]] Claim claim();
-    /// Asks the process that owns the name to show its settings on this process's display; false when it does
-    /// not answer. That it cannot show them is logged.
-    [[nodiscard]] static bool activateOther();
+    /// Asks the process that owns the name to show its settings on this process's display, and waits so long
+    /// at most for the answer. False without one, and when the process is about to end. That it cannot show
+    /// them is logged.
+    [[nodiscard]] bool activateOther(std::chrono::milliseconds limit) const;
 
     /// From now on answers for this model and tells the bus of its changes; `windows` shows what is asked
-    /// for, `quit` ends the program. Call once, before the event loop runs. Both outlive this object.
-    void attach(AppState& model, AppWindows& windows, std::function<void()> quit);
+    /// for. `quit` ends the program; `isEnding` tells that something else has asked for its end. Call once,
+    /// before the event loop runs. The model and the windows outlive this object.
+    void attach(AppState& model, AppWindows& windows, std::function<void()> quit,
+                std::function<bool()> isEnding);
+
+    /// The program is about to end: gives the name back and refuses whatever still comes, so that nobody
+    /// takes this process for the running program.
+    void beginEnding();
 
     [[nodiscard]] QString introspect(const QString& path) const override;
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
@@ -89,11 +100,14 @@ class RemoteControl final : public QDBusVirtualObject {
     [[nodiscard]] QVariantList handleProperties(const QDBusMessage& message);
     [[nodiscard]] QVariantMap allProperties() const;
     void emitChanged(const Property& property) const;
+    void takeNameAgain();
 
-    QDBusConnection bus_;
+    SessionBus& bus_;
     AppState* model_ = nullptr;
     AppWindows* windows_ = nullptr;
     std::function<void()> quit_;
+    std::function<bool()> isEnding_;
+    bool ends_ = false;
 };
 
 } // namespace keysong

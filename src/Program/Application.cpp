@@ -24,8 +24,10 @@
 #include "Linux/Hotkeys/LinuxHotkeys.h"
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Sound/PipeWireMicrophone.h"
+#include "Linux/System/SessionBusProbe.h"
 #include "Linux/System/TerminationSignals.h"
 #include "Program/DesktopSession.h"
+#include "Program/FirstInstance.h"
 #include "Program/LastFlush.h"
 
 namespace keysong {
@@ -89,11 +91,10 @@ QApplication* onDisplay(QCoreApplication& application) {
 }
 
 int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& termination,
-             DesktopSession* desktop) {
+             MainThreadQueue& mainQueue, BackgroundTasks& background, DesktopSession* desktop) {
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
     const auto input = makeInputSource(machine.places);
-    MainThreadQueue mainQueue;
     NoWindows noWindows;
     AppWindows& windows = desktop != nullptr ? desktop->windows() : noWindows;
     SerialQueue writer(machine.threads, {"com.orlen.keysong.preferences", "preferences"});
@@ -106,17 +107,19 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     const auto frontmost = makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
     PipeWireMicrophone microphone(mainQueue);
     LinuxFolderWatcher folders(mainQueue, machine.threads);
-    BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
                     machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, microphone,
                     folders, windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
-    const auto quit = [] { QCoreApplication::quit(); };
+    const auto quit = [&remote] {
+        remote.beginEnding();
+        QCoreApplication::quit();
+    };
     if (desktop != nullptr) {
         desktop->attach(model, applications, machine, mainQueue, quit);
     }
-    remote.attach(model, windows, quit);
+    remote.attach(model, windows, quit, [&termination] { return termination.areRequested(); });
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
     const LastFlush lastFlush([&model] { model.prepareToTerminate(); });
@@ -138,19 +141,31 @@ int runApplication(Machine& machine, char* programPath) {
     int count = 1;
     char* words[] = {programPath, nullptr};
     const auto application = makeApplication(count, words);
-    RemoteControl remote;
-    if (remote.claim() == RemoteControl::Claim::taken) {
-        if (!RemoteControl::activateOther()) {
-            log.error("the program runs already and does not answer");
-            return 1;
-        }
+    MainThreadQueue mainQueue;
+    BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
+    SettingsLock lock(PreferenceDomains(machine.places.userConfig(), machine.durableFiles)
+                          .fileOf(PreferenceMigration::currentDomain)
+                          .parent_path());
+    SessionBus bus({sessionBusAnswers,
+                    [&background](const std::function<void()>& task) { runBeside(background, task); },
+                    mainQueue});
+    RemoteControl remote(bus);
+    FirstInstance instance(lock, bus, remote, [&termination] { return termination.areRequested(); });
+    bus.open();
+    switch (instance.decide()) {
+    case FirstInstance::Launch::first:
+        break;
+    case FirstInstance::Launch::second:
         return 0;
+    case FirstInstance::Launch::hung:
+        instance.reportHung();
+        return 1;
     }
     std::optional<DesktopSession> desktop;
     if (QApplication* const display = onDisplay(*application)) {
         desktop.emplace(*display);
     }
-    return runModel(machine, remote, termination, desktop ? &*desktop : nullptr);
+    return runModel(machine, remote, termination, mainQueue, background, desktop ? &*desktop : nullptr);
 }
 
 } // namespace keysong

@@ -3,12 +3,15 @@
 #include "App/AskerData.h"
 #include "App/RemoteControl.h"
 #include "App/RemoteTypes.h"
+#include "App/SessionBus.h"
 
 #include <nlohmann/json.hpp>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <algorithm>
+
+#include "Linux/System/SessionBusProbe.h"
 
 namespace keysong {
 
@@ -18,6 +21,11 @@ namespace {
 constexpr int answerLimitMilliseconds = 15'000;
 
 QVariantList ask(const char* interface, const char* method, const QVariantList& arguments) {
+    // One that hangs would keep the library waiting, long before the call.
+    static const bool answers = sessionBusAnswers(SessionBus::answerLimit);
+    if (!answers) {
+        throw RemoteClientError("there is no session bus that answers");
+    }
     const auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
         throw RemoteClientError("there is no session bus: " + bus.lastError().message().toStdString());

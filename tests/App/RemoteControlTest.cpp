@@ -63,6 +63,19 @@ TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
     EXPECT_EQ(model->selectedSetId(), "alpha");
 }
 
+TEST_F(RemoteControlTest, AProgramThatEndsIsNotTakenForTheRunningOne) {
+    isEnding = true;
+    EXPECT_EQ(ask(RemoteControl::applicationInterface, "Activate", {QVariantMap()}).type(),
+              QDBusMessage::ErrorMessage);
+    EXPECT_EQ(windows.settings, 0);
+    isEnding = false;
+    remote->beginEnding();
+    EXPECT_TRUE(ask(RemoteControl::applicationInterface, "Activate", {QVariantMap()})
+                    .errorName()
+                    .endsWith("ServiceUnknown"));
+    EXPECT_EQ(windows.settings, 0);
+}
+
 TEST_F(RemoteControlTest, DescribesAllThatItHas) {
     const auto all =
         ask("org.freedesktop.DBus.Properties", "GetAll", {QString(RemoteControl::controlInterface)});

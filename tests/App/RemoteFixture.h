@@ -25,16 +25,17 @@ class RemoteFixture : public ModelFixture {
         static char name[] = "test";
         static char* words[] = {name, nullptr};
         static const QCoreApplication application(count, words);
-        remote = std::make_unique<RemoteControl>();
+        ASSERT_TRUE(sessionBus.open());
+        remote = std::make_unique<RemoteControl>(sessionBus);
         ASSERT_EQ(remote->claim(), RemoteControl::Claim::owned);
         model->bootstrap();
         settle();
-        remote->attach(*model, windows, [this] { quitAsked = true; });
+        remote->attach(
+            *model, windows, [this] { quitAsked = true; }, [this] { return isEnding; });
     }
 
     void TearDown() override {
-        remote.reset();
-        QDBusConnection::sessionBus().unregisterService(RemoteControl::serviceName);
+        remote.reset(); // the name goes back with its connection
     }
 
     /// Calls a method as another program does and returns the answer. The client is on another thread, so
@@ -63,8 +64,12 @@ class RemoteFixture : public ModelFixture {
         return answer.arguments().value(0).value<QDBusVariant>().variant();
     }
 
+    ManualQueue searches;
+    SessionBus sessionBus{{[](auto) { return true; }, [](const auto& task) { task(); }, searches}};
     std::unique_ptr<RemoteControl> remote;
     bool quitAsked = false;
+    /// Whether the program was asked to end in another way.
+    bool isEnding = false;
 };
 
 } // namespace keysong::test

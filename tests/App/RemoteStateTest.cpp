@@ -122,7 +122,7 @@ TEST_F(RemoteStateTest, ASliderIsNotPulledBackWhileItMoves) {
 
 TEST_F(RemoteStateTest, TellsThatTheProgramDoesNotAnswerOrIsGone) {
     load();
-    QDBusConnection::sessionBus().unregisterService(RemoteControl::serviceName);
+    remote->beginEnding();
     EXPECT_TRUE(pumpUntil([&] { return losses == std::vector<std::string>{""}; }));
     copy->load();
     EXPECT_TRUE(pumpUntil([&] { return losses.size() == 2; }));

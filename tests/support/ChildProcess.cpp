@@ -89,6 +89,12 @@ void ChildProcess::start(const std::vector<std::string>& words, const Setting& s
     }
 }
 
+void ChildProcess::signal(int number) const {
+    if (process_ > 0) {
+        ::kill(process_, number);
+    }
+}
+
 void ChildProcess::kill() {
     if (process_ > 0) {
         ::kill(process_, SIGKILL);

@@ -31,11 +31,15 @@ class ChildProcess {
     /// Starts a program, found by PATH where it has no slash, instead of the one that runs.
     void start(const std::vector<std::string>& words, const Setting& setting);
     [[nodiscard]] bool isRunning() const { return process_ > 0; }
+    /// Its process id; -1 while none runs.
+    [[nodiscard]] pid_t id() const { return process_; }
+    /// Sends it a signal.
+    void signal(int number) const;
     /// Kills it at once, as a crash would.
     void kill();
     /// Interrupts it as a person would, and waits for its end.
     void interrupt();
-    /// Waits for its end and returns its exit status.
+    /// Waits for its end and returns its wait status: 0 for a good end.
     int wait();
 
     /// Starts a program, waits for its end, and returns its exit status.

@@ -1,5 +1,6 @@
 #include "Linux/System/TerminationSignals.h"
 
+#include <poll.h>
 #include <sys/signalfd.h>
 
 #include <cerrno>
@@ -19,6 +20,11 @@ TerminationSignals::TerminationSignals() {
     if (!descriptor_.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "termination signals");
     }
+}
+
+bool TerminationSignals::areRequested() const noexcept {
+    pollfd asked{descriptor_.get(), POLLIN, 0};
+    return ::poll(&asked, 1, 0) > 0;
 }
 
 } // namespace keysong

@@ -17,6 +17,9 @@ class TerminationSignals {
     /// Readable once the program was asked to end. For the main thread's event loop.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
+    /// Whether the program was asked to end. Never waits; the main thread.
+    [[nodiscard]] bool areRequested() const noexcept;
+
   private:
     FileDescriptor descriptor_;
 };
