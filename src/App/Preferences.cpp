@@ -2,6 +2,7 @@
 
 #include "App/PreferenceValue.h"
 #include "Shared/JsonDocument.h"
+#include "Shared/Lifetime.h"
 #include "Shared/Log.h"
 #include "Shared/Mutex.h"
 #include "Shared/WholeFile.h"
@@ -14,8 +15,7 @@ namespace keysong {
 
 using Json = nlohmann::json;
 
-/// Shared with the writer's tasks, which may come due after the store has gone.
-struct Preferences::State : std::enable_shared_from_this<Preferences::State> {
+struct Preferences::State {
     State(const PreferenceDomains& itsDomains, std::string itsName, TaskQueue* itsWriter)
         : domains(itsDomains), name(std::move(itsName)), writer(itsWriter) {}
 
@@ -58,6 +58,9 @@ struct Preferences::State : std::enable_shared_from_this<Preferences::State> {
     bool leftAlone KEYSONG_GUARDED_BY(writing) = false;
     /// The last write failed, and that was logged.
     bool failing KEYSONG_GUARDED_BY(writing) = false;
+
+    /// Last, so that it ends first: the writer's tasks may come due later.
+    Lifetime lifetime;
 };
 
 namespace {
@@ -125,11 +128,7 @@ void Preferences::State::change(const std::string& key, std::optional<Json> valu
 }
 
 void Preferences::State::serveAfter(std::chrono::nanoseconds delay) {
-    writer->asyncAfter(delay, [weak = weak_from_this()] {
-        if (const auto state = weak.lock()) {
-            state->serve();
-        }
-    });
+    writer->asyncAfter(delay, lifetime.guarded([this] { serve(); }));
 }
 
 void Preferences::State::serve() {
@@ -185,7 +184,7 @@ bool Preferences::State::store(const Json& snapshot) {
 }
 
 Preferences::Preferences(const PreferenceDomains& domains, std::string domain, TaskQueue* writer)
-    : state_(std::make_shared<State>(domains, std::move(domain), writer)) {
+    : state_(std::make_unique<State>(domains, std::move(domain), writer)) {
     state_->load();
 }
 

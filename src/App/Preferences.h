@@ -64,7 +64,7 @@ class Preferences {
   private:
     struct State;
 
-    std::shared_ptr<State> state_;
+    std::unique_ptr<State> state_;
 };
 
 } // namespace keysong

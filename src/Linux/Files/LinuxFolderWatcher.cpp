@@ -1,5 +1,6 @@
 #include "Linux/Files/LinuxFolderWatcher.h"
 
+#include "Shared/Lifetime.h"
 #include "Shared/Log.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ class LinuxFolderWatcher::Watching {
   public:
     Watching(std::vector<std::filesystem::path> folders, Handler handler, TaskQueue& mainQueue,
              Threads& threads)
-        : mainQueue_(mainQueue), handler_(std::make_shared<const Handler>(std::move(handler))),
+        : mainQueue_(mainQueue), handler_(std::move(handler)),
           thread_(threads, {"com.orlen.keysong.folders", "folders"}) {
         // The folders are looked through there, not on the main thread.
         thread_.async([this, folders = std::move(folders)]() mutable { begin(std::move(folders)); });
@@ -58,22 +59,21 @@ class LinuxFolderWatcher::Watching {
             thread_.asyncAfter(left, [this] { reportOnceSettled(); });
             return;
         }
-        // The main thread ends a watch and runs this: a watch that has ended is told nothing.
+        // A watch that has ended meanwhile reports nothing.
         mainQueue_.async(
-            [handler = std::weak_ptr(handler_), changes = std::vector(changes_.begin(), changes_.end())] {
-                if (const auto alive = handler.lock()) {
-                    (*alive)(changes);
-                }
-            });
+            lifetime_.guarded([handler = handler_, changes = std::vector(changes_.begin(), changes_.end())] {
+                handler(changes);
+            }));
         changes_.clear();
     }
 
     TaskQueue& mainQueue_;
-    const std::shared_ptr<const Handler> handler_;
+    const Handler handler_;
     std::optional<InotifyFolders> folders_;
     std::set<std::filesystem::path> changes_;
     Clock::time_point burstBegan_;
     Clock::time_point lastChange_;
+    Lifetime lifetime_;
     /// Stops before anything that it uses goes.
     ServiceThread thread_;
 };

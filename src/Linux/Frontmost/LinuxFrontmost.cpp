@@ -1,5 +1,6 @@
 #include "Linux/Frontmost/LinuxFrontmost.h"
 
+#include "Shared/Lifetime.h"
 #include "Shared/Log.h"
 #include "Shared/Mutex.h"
 
@@ -20,7 +21,7 @@ namespace {
 
 /// What the watching thread has found, on its way to the main thread. However many switches come, at most one
 /// delivery waits in the queue.
-class FrontmostMailbox : public std::enable_shared_from_this<FrontmostMailbox> {
+class FrontmostMailbox {
   public:
     explicit FrontmostMailbox(TaskQueue& mainQueue) : mainQueue_(mainQueue) {}
 
@@ -34,11 +35,7 @@ class FrontmostMailbox : public std::enable_shared_from_this<FrontmostMailbox> {
                 return;
             }
         }
-        mainQueue_.async([self = weak_from_this()] {
-            if (const auto mailbox = self.lock()) {
-                mailbox->deliver();
-            }
-        });
+        mainQueue_.async(lifetime_.guarded([this] { deliver(); }));
     }
 
     /// The main thread, as all below.
@@ -76,6 +73,7 @@ class FrontmostMailbox : public std::enable_shared_from_this<FrontmostMailbox> {
     std::optional<std::string> identifier_ KEYSONG_GUARDED_BY(mutex_);
     std::string sourceName_ KEYSONG_GUARDED_BY(mutex_) = "none";
     bool isQueued_ KEYSONG_GUARDED_BY(mutex_) = false;
+    Lifetime lifetime_;
 };
 
 /// An X or D-Bus server that has gone would otherwise end the program at the next write.
@@ -90,7 +88,7 @@ class LinuxFrontmost final : public FrontmostApplication {
   public:
     LinuxFrontmost(TaskQueue& mainQueue, Threads& threads, FrontmostWatcher::Sources sources,
                    InstalledApplications& applications, FrontmostWatcher::Timing timing)
-        : mailbox_(std::make_shared<FrontmostMailbox>(mainQueue)), loop_(EpollRunLoop::make()) {
+        : mailbox_(mainQueue), loop_(EpollRunLoop::make()) {
         if (sources.empty() || loop_ == nullptr) {
             log.notice("frontmost application: there is no way to learn it here");
             return;
@@ -98,8 +96,8 @@ class LinuxFrontmost final : public FrontmostApplication {
         try {
             watcher_ = std::make_unique<FrontmostWatcher>(
                 *loop_, std::move(sources), applications,
-                [mailbox = mailbox_.get()](const auto& identifier, const char* sourceName) {
-                    mailbox->put(identifier, sourceName);
+                [this](const auto& identifier, const char* sourceName) {
+                    mailbox_.put(identifier, sourceName);
                 },
                 timing);
             thread_ = threads.start({"com.orlen.keysong.frontmost", "frontmost", ThreadPriority::normal},
@@ -116,9 +114,9 @@ class LinuxFrontmost final : public FrontmostApplication {
         }
     }
 
-    [[nodiscard]] std::optional<std::string> current() const override { return mailbox_->identifier(); }
-    void setChangeHandler(ChangeHandler handler) override { mailbox_->setHandler(std::move(handler)); }
-    [[nodiscard]] std::string sourceName() const override { return mailbox_->sourceName(); }
+    [[nodiscard]] std::optional<std::string> current() const override { return mailbox_.identifier(); }
+    void setChangeHandler(ChangeHandler handler) override { mailbox_.setHandler(std::move(handler)); }
+    [[nodiscard]] std::string sourceName() const override { return mailbox_.sourceName(); }
 
   private:
     void serve() {
@@ -129,7 +127,7 @@ class LinuxFrontmost final : public FrontmostApplication {
         watcher_.reset();
     }
 
-    const std::shared_ptr<FrontmostMailbox> mailbox_;
+    FrontmostMailbox mailbox_;
     const std::unique_ptr<EpollRunLoop> loop_;
     std::unique_ptr<FrontmostWatcher> watcher_;
     std::thread thread_;

@@ -3,22 +3,20 @@
 namespace keysong {
 
 void HotkeyDelivery::press(HotkeyIdentity identity) const {
-    mainQueue_.async([weakHandlers = std::weak_ptr(handlers_), identity] {
-        const auto handlers = weakHandlers.lock();
-        if (handlers != nullptr && handlers->pressed) {
+    mainQueue_.async(lifetime_.guarded([this, identity] {
+        if (handlers_.pressed) {
             const HotkeyEvent event{noErr, identity};
-            handlers->pressed(&event);
+            handlers_.pressed(&event);
         }
-    });
+    }));
 }
 
 void HotkeyDelivery::refuse(HotkeyIdentity identity, HotkeyStatus status) const {
-    mainQueue_.async([weakHandlers = std::weak_ptr(handlers_), identity, status] {
-        const auto handlers = weakHandlers.lock();
-        if (handlers != nullptr && handlers->refused) {
-            handlers->refused(identity, status);
+    mainQueue_.async(lifetime_.guarded([this, identity, status] {
+        if (handlers_.refused) {
+            handlers_.refused(identity, status);
         }
-    });
+    }));
 }
 
 } // namespace keysong

@@ -1,22 +1,22 @@
 #pragma once
 
 #include "Platform/HotkeyRegistrar.h"
+#include "Shared/Lifetime.h"
 #include "Shared/TaskQueue.h"
 
-#include <memory>
+#include <utility>
 
 namespace keysong {
 
-/// Carries presses and refusals from wherever they are noticed to the handlers on the main thread. Each way
-/// of serving hotkeys has one; what is under way when it goes is dropped.
+/// Carries presses and refusals from any thread to the handlers on the main thread. Each way of serving
+/// hotkeys has one; what is under way when it is destroyed is dropped.
 class HotkeyDelivery {
   public:
     /// The queue outlives the delivery and runs its tasks on the main thread.
-    explicit HotkeyDelivery(TaskQueue& mainQueue)
-        : mainQueue_(mainQueue), handlers_(std::make_shared<HotkeyRegistrar::Handlers>()) {}
+    explicit HotkeyDelivery(TaskQueue& mainQueue) : mainQueue_(mainQueue) {}
 
     /// Main thread.
-    void install(HotkeyRegistrar::Handlers handlers) { *handlers_ = std::move(handlers); }
+    void install(HotkeyRegistrar::Handlers handlers) { handlers_ = std::move(handlers); }
 
     /// Any thread but the render thread: takes the queue's lock and memory for one task.
     void press(HotkeyIdentity identity) const;
@@ -25,8 +25,9 @@ class HotkeyDelivery {
 
   private:
     TaskQueue& mainQueue_;
-    /// The content is touched on the main thread only.
-    std::shared_ptr<HotkeyRegistrar::Handlers> handlers_;
+    /// Touched on the main thread only.
+    HotkeyRegistrar::Handlers handlers_;
+    Lifetime lifetime_;
 };
 
 } // namespace keysong

@@ -30,8 +30,7 @@ std::string shortcutId(HotkeyCombination combination) {
 PortalHotkeys::PortalHotkeys(TaskQueue& mainQueue, Threads& threads, PortalHotkeyOptions options,
                              AvailabilityHandler onAvailability)
     : mainQueue_(mainQueue), delivery_(mainQueue), options_(std::move(options)),
-      onAvailability_(std::make_shared<const AvailabilityHandler>(std::move(onAvailability))),
-      session_(options_.applicationId, events()),
+      onAvailability_(std::move(onAvailability)), session_(options_.applicationId, events()),
       service_(threads, {"com.orlen.keysong.hotkeys", "hotkeys", ThreadPriority::normal}) {
     service_.async([this] { connect(); });
 }
@@ -44,11 +43,7 @@ PortalSession::Events PortalHotkeys::events() {
                     table_ = {};
                     held_.clear();
                 }
-                mainQueue_.async([weakHandler = std::weak_ptr(onAvailability_), available] {
-                    if (const auto handler = weakHandler.lock()) {
-                        (*handler)(available);
-                    }
-                });
+                mainQueue_.async(lifetime_.guarded([this, available] { onAvailability_(available); }));
             },
             [this](const std::string& id) { activated(id); },
             [this](const std::string& id) { held_.erase(id); },

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -64,13 +63,14 @@ class PortalHotkeys final : public HotkeyRegistrar {
     TaskQueue& mainQueue_;
     HotkeyDelivery delivery_;
     const PortalHotkeyOptions options_;
-    const std::shared_ptr<const AvailabilityHandler> onAvailability_;
+    const AvailabilityHandler onAvailability_;
     // Touched by the service thread only.
     PortalSession session_;
     HotkeyTable table_;
     bool bindScheduled_ = false;
     /// When the shortcuts that are down were last told to be.
     std::map<std::string, std::chrono::steady_clock::time_point> held_;
+    Lifetime lifetime_;
     /// Last, so that it ends first.
     ServiceThread service_;
 };

@@ -110,12 +110,8 @@ bool PolkitAccess::grant(Handler handler) {
         return false;
     }
     handler_ = std::move(handler);
-    const auto finishLater = [this, life = std::weak_ptr(life_)](const Result& result) {
-        mainQueue_.async([this, life, result] {
-            if (!life.expired()) {
-                finish(result);
-            }
-        });
+    const auto finishLater = [this](const Result& result) {
+        mainQueue_.async(lifetime_.guarded([this, result] { finish(result); }));
     };
     try {
         start();

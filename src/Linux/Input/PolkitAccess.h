@@ -2,10 +2,10 @@
 
 #include "Platform/KeyboardAccess.h"
 #include "Platform/Threads.h"
+#include "Shared/Lifetime.h"
 #include "Shared/TaskQueue.h"
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 
 #include "Linux/System/FileDescriptor.h"
@@ -53,8 +53,7 @@ class PolkitAccess final : public KeyboardAccess {
     TaskQueue& mainQueue_;
     Threads& threads_;
     const Programs programs_;
-    /// Gone with this object; what waits in the main queue looks at it first.
-    std::shared_ptr<const int> life_ = std::make_shared<const int>(0);
+    Lifetime lifetime_;
     /// Set while a question is asked.
     Handler handler_;
     // The running pkexec. The main thread sets them before the service thread watches, and after it has

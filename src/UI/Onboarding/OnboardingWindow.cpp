@@ -57,19 +57,14 @@ void OnboardingWindow::accessChanged() {
 }
 
 void OnboardingWindow::scheduleSelfClose() {
-    if (closeTask_ != nullptr) {
-        return;
+    if (!selfClose_) {
+        selfClose_.emplace();
+        mainQueue_.asyncAfter(selfCloseDelay, selfClose_->guarded([this] { close(); }));
     }
-    closeTask_ = std::make_shared<const int>(0);
-    mainQueue_.asyncAfter(selfCloseDelay, [this, task = std::weak_ptr(closeTask_)] {
-        if (!task.expired()) {
-            close();
-        }
-    });
 }
 
 void OnboardingWindow::close() {
-    closeTask_.reset();
+    selfClose_.reset();
     if (window_ == nullptr) {
         return;
     }

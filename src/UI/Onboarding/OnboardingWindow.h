@@ -1,11 +1,13 @@
 #pragma once
 
 #include "Platform/KeyboardAccess.h"
+#include "Shared/Lifetime.h"
 #include "Shared/TaskQueue.h"
 
 #include <QObject>
 #include <chrono>
 #include <memory>
+#include <optional>
 
 class QDialog;
 
@@ -47,8 +49,8 @@ class OnboardingWindow final : public QObject {
     TaskQueue& mainQueue_;
     bool hasTray_ = true;
     bool isAsking_ = false;
-    /// The pending self-close, if any. It is void once this is gone.
-    std::shared_ptr<const int> closeTask_;
+    /// That of the pending self-close, if there is one.
+    std::optional<Lifetime> selfClose_;
     std::unique_ptr<QDialog> window_;
     /// Part of the window.
     OnboardingView* view_ = nullptr;
