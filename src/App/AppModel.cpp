@@ -69,12 +69,17 @@ struct AppModel::FrontmostReason final : SleepModel {
 };
 
 AppModel::AppModel(const AppServices& services)
-    : services_(services), hotkeyRegistry_(services.hotkeys, services.mainQueue) {
+    : services_(services), sets_(*this,
+                                 {services.engine, services.places, services.textOrder, services.audioFiles,
+                                  services.folders, services.mainQueue, services.background},
+                                 [this](const std::vector<SoundSetInfo>& sets) {
+                                     store(live_.availableSets, sets, &AppState::availableSetsChanged);
+                                 }),
+      hotkeyRegistry_(services.hotkeys, services.mainQueue) {
 }
 
 AppModel::~AppModel() {
     services_.microphone.setChangeHandler({});
-    services_.folders.watch({}, {});
 }
 
 void AppModel::change(const SettingChange& change) {

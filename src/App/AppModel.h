@@ -4,6 +4,7 @@
 #include "App/AppWindows.h"
 #include "App/PreferenceMigration.h"
 #include "App/Preferences.h"
+#include "App/SetChooser.h"
 #include "App/SettingTable.h"
 #include "App/SleepTriggers.h"
 #include "App/Stats.h"
@@ -11,14 +12,9 @@
 #include "Audio/SoundEngine.h"
 #include "Input/EventTap.h"
 #include "Input/Hotkey.h"
-#include "Platform/AudioFile.h"
-#include "Platform/FolderWatcher.h"
 #include "Platform/FrontmostApplication.h"
 #include "Platform/LoginItem.h"
 #include "Platform/MicrophoneUse.h"
-#include "Platform/Places.h"
-#include "Platform/TextOrder.h"
-#include "Shared/Lifetime.h"
 
 #include <cstdint>
 #include <functional>
@@ -78,7 +74,7 @@ class AppModel final : public AppState {
     [[nodiscard]] std::optional<std::string> playingOn() const override {
         return services_.engine.currentOutputDeviceUid();
     }
-    void previewSet(const std::string& id) override;
+    void previewSet(const std::string& id) override { sets_.preview(id); }
     void resetStats() override;
     void showSettings() override { services_.windows.showSettings({}); }
     void showOnboarding() override { services_.windows.showOnboarding({}); }
@@ -87,7 +83,7 @@ class AppModel final : public AppState {
     [[nodiscard]] SoundEngine& engine() const { return services_.engine; }
     /// Silences the engine while the sound is off or the program sleeps.
     void applyMute();
-    void loadSelectedSet();
+    void loadSelectedSet() { sets_.loadSelected(); }
     /// Moves the engine to the chosen device. One that cannot be used is forgotten.
     void applyOutputDevice();
     /// Looks again whether a muted application is in front.
@@ -105,7 +101,6 @@ class AppModel final : public AppState {
     /// Applies the restored settings whose turn it is.
     void apply(AtStart turn);
     void startEngine();
-    void chooseFirstSetIfNeeded();
     void makeTap();
     void startTap();
     void requireAccess();
@@ -113,17 +108,11 @@ class AppModel final : public AppState {
     void registerHotkeys();
     void observeSleepReasons();
     void observeDevices();
-    void observeSetFolders();
     void statsTick();
 
     void updateSleeping();
-    void setFoldersChanged(const std::vector<std::filesystem::path>& changed);
-    void applySetFolders(const std::vector<SoundSetInfo>& sets);
-    [[nodiscard]] const SoundSetInfo* selectedSet() const;
     void listOutputDevices();
     void outputDevicesChanged();
-    void playPreview(std::int64_t generation, std::size_t step);
-    void awaitPreviewedSet(std::int64_t generation, const std::string& id, int looksLeft);
 
     AppServices services_;
     Lifetime lifetime_;
@@ -132,18 +121,13 @@ class AppModel final : public AppState {
     bool isRestoring_ = false;
     bool accessIsPolled_ = false;
     bool launchAtLoginIsSettling_ = false;
-    std::int64_t setLoadGeneration_ = 0;
-    std::int64_t setListGeneration_ = 0;
-    /// What changed in the sets' folders since the list was last made.
-    std::vector<std::filesystem::path> changedInSets_;
-    std::int64_t previewGeneration_ = 0;
 
     /// Made after the migration, so that a carried-over total is what it goes on from.
     std::optional<Stats> stats_;
     std::unique_ptr<EventTap> tap_;
+    SetChooser sets_;
     HotkeyRegistry hotkeyRegistry_;
-    std::unique_ptr<Hotkey> hotkey_;
-    std::unique_ptr<Hotkey> settingsHotkey_;
+    std::vector<std::unique_ptr<Hotkey>> hotkeys_;
     std::unique_ptr<FrontmostReason> frontmostReason_;
     std::unique_ptr<SleepTriggers> sleepTriggers_;
     std::unique_ptr<ListenerToken> deviceObserver_;

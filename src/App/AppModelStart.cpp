@@ -1,6 +1,7 @@
 // How the model starts: the order in which everything is wired together, and what repeats afterwards.
 
 #include "App/AppModel.h"
+#include "App/GlobalHotkeys.h"
 #include "App/KeyMonitor.h"
 #include "Shared/Log.h"
 
@@ -9,11 +10,6 @@ namespace keysong {
 namespace {
 
 using std::chrono::seconds;
-
-/// The combinations that work from any application.
-constexpr std::uint32_t toggleKeyCode = 40;  // K
-constexpr std::uint32_t settingsKeyCode = 8; // C
-constexpr std::uint32_t hotkeyModifiers = controlKey | optionKey;
 
 } // namespace
 
@@ -27,9 +23,7 @@ void AppModel::bootstrap() {
     applyMute();
     applyOutputDevice();
     listOutputDevices();
-    store(live_.availableSets, SoundLibrary::availableSets(services_.places, services_.textOrder),
-          &AppState::availableSetsChanged);
-    chooseFirstSetIfNeeded();
+    sets_.start();
     makeTap();
     store(live_.keysPressed, stats_->count(), &AppState::keysPressedChanged);
     store(live_.hasAccess, services_.input.hasAccess(), &AppState::hasAccessChanged);
@@ -44,7 +38,7 @@ void AppModel::bootstrap() {
     registerHotkeys();
     observeSleepReasons();
     observeDevices();
-    observeSetFolders();
+    sets_.watchFolders();
     everySecond([this] {
         statsTick();
         return true;
@@ -96,10 +90,10 @@ void AppModel::startAccessPolling() {
 }
 
 void AppModel::registerHotkeys() {
-    hotkey_ = std::make_unique<Hotkey>(hotkeyRegistry_, toggleKeyCode, hotkeyModifiers,
-                                       [this] { toggleEnabled(); });
-    settingsHotkey_ = std::make_unique<Hotkey>(hotkeyRegistry_, settingsKeyCode, hotkeyModifiers,
-                                               [this] { showSettings(); });
+    for (const GlobalHotkey& hotkey : globalHotkeys) {
+        hotkeys_.push_back(std::make_unique<Hotkey>(hotkeyRegistry_, hotkey.combination,
+                                                    [this, &hotkey] { (this->*hotkey.action)(); }));
+    }
 }
 
 void AppModel::everySecond(std::function<bool()> step) {

@@ -2,7 +2,6 @@
 
 #include "Shared/Log.h"
 
-#include <map>
 #include <utility>
 
 namespace keysong {
@@ -18,61 +17,47 @@ void logRefusal(HotkeyStatus status) {
 
 } // namespace
 
-struct HotkeyRegistry::State {
-    /// The hotkeys own their actions: a released one runs nothing, even before its entry is removed.
-    std::map<std::uint32_t, std::weak_ptr<const Hotkey::Action>> actions;
-    std::uint32_t nextID = 1;
-
-    HotkeyStatus hotKeyHandler(const HotkeyEvent* event) const {
-        if (event == nullptr) {
-            return eventNotHandledErr;
-        }
-        if (event->identityStatus != noErr) {
-            return event->identityStatus;
-        }
-        const auto entry = actions.find(event->identity.id);
-        if (entry != actions.end()) {
-            if (const auto action = entry->second.lock()) {
-                (*action)();
-            }
-        }
-        return noErr;
-    }
-};
-
 HotkeyRegistry::HotkeyRegistry(HotkeyRegistrar& registrar, TaskQueue& mainQueue)
-    : registrar_(registrar), mainQueue_(mainQueue), state_(std::make_shared<State>()) {
+    : registrar_(registrar), mainQueue_(mainQueue) {
 }
 
 void HotkeyRegistry::installHandlersOnce() {
     if (std::exchange(handlersInstalled_, true)) {
         return;
     }
-    const std::weak_ptr<State> weakState = state_;
-    registrar_.installHandlers({[weakState](const HotkeyEvent* event) {
-                                    const auto state = weakState.lock();
-                                    return state == nullptr ? noErr : state->hotKeyHandler(event);
-                                },
-                                [weakState](HotkeyIdentity identity, HotkeyStatus status) {
-                                    logRefusal(status);
-                                    if (const auto state = weakState.lock()) {
-                                        state->actions.erase(identity.id);
-                                    }
-                                }});
+    registrar_.installHandlers(
+        {lifetime_.guarded([this](const HotkeyEvent* event) { return hotKeyHandler(event); }),
+         lifetime_.guarded([this](HotkeyIdentity identity, HotkeyStatus status) {
+             logRefusal(status);
+             actions_.erase(identity.id);
+         })});
 }
 
-Hotkey::Hotkey(HotkeyRegistry& registry, std::uint32_t keyCode, std::uint32_t modifiers, Action action)
-    : registry_(registry), id_(registry.state_->nextID++),
-      action_(std::make_shared<const Action>(std::move(action))) {
+HotkeyStatus HotkeyRegistry::hotKeyHandler(const HotkeyEvent* event) const {
+    if (event == nullptr) {
+        return eventNotHandledErr;
+    }
+    if (event->identityStatus != noErr) {
+        return event->identityStatus;
+    }
+    const auto entry = actions_.find(event->identity.id);
+    if (entry != actions_.end()) {
+        entry->second();
+    }
+    return noErr;
+}
+
+Hotkey::Hotkey(HotkeyRegistry& registry, HotkeyCombination combination, Action action)
+    : registry_(registry), id_(registry.nextID_++) {
     registry_.installHandlersOnce();
-    registry_.state_->actions.emplace(id_, action_);
+    registry_.actions_.emplace(id_, lifetime_.guarded(std::move(action)));
     const HotkeyIdentity identity{hotKeySignature, id_};
-    const HotkeyStatus status = registry_.registrar_.registerHotkey({keyCode, modifiers}, identity);
+    const HotkeyStatus status = registry_.registrar_.registerHotkey(combination, identity);
     if (status == noErr) {
         hotKeyRef_ = identity;
     } else {
         logRefusal(status);
-        registry_.state_->actions.erase(id_);
+        registry_.actions_.erase(id_);
     }
 }
 
@@ -80,11 +65,9 @@ Hotkey::~Hotkey() {
     if (hotKeyRef_) {
         registry_.registrar_.unregisterHotkey(*hotKeyRef_);
     }
-    registry_.mainQueue_.async([weakState = std::weak_ptr(registry_.state_), id = id_] {
-        if (const auto state = weakState.lock()) {
-            state->actions.erase(id);
-        }
-    });
+    // Later, since the action that is erased may be the one that destroys its hotkey.
+    registry_.mainQueue_.async(
+        registry_.lifetime_.guarded([&registry = registry_, id = id_] { registry.actions_.erase(id); }));
 }
 
 } // namespace keysong

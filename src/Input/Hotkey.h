@@ -1,11 +1,12 @@
 #pragma once
 
 #include "Platform/HotkeyRegistrar.h"
+#include "Shared/Lifetime.h"
 #include "Shared/TaskQueue.h"
 
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <map>
 #include <optional>
 
 namespace keysong {
@@ -23,19 +24,21 @@ class HotkeyRegistry {
 
   private:
     friend class Hotkey;
-    /// Reached by the handlers through weak references: a press may be delivered after the end.
-    struct State;
 
     void installHandlersOnce();
+    HotkeyStatus hotKeyHandler(const HotkeyEvent* event) const;
 
     HotkeyRegistrar& registrar_;
     TaskQueue& mainQueue_;
-    std::shared_ptr<State> state_;
+    std::map<std::uint32_t, std::function<void()>> actions_;
+    std::uint32_t nextID_ = 1;
     bool handlersInstalled_ = false;
+    /// A press may be delivered after the end.
+    Lifetime lifetime_;
 };
 
-/// A system-wide key combination and what it does. Registered as long as it lives, or inert when the machine
-/// refused it, which is logged and otherwise goes unnoticed.
+/// A system-wide key combination and what it does. Registered as long as it lives, or without effect when the
+/// system refused it; a refusal is logged.
 ///
 /// Made and destroyed on the main thread. The action runs there, inside the delivery of the press, and must
 /// be short; it may destroy its own hotkey.
@@ -43,8 +46,8 @@ class Hotkey {
   public:
     using Action = std::function<void()>;
 
-    /// Registers the combination (`HotkeyModifiers`). Never throws for a refusal.
-    Hotkey(HotkeyRegistry& registry, std::uint32_t keyCode, std::uint32_t modifiers, Action action);
+    /// Registers the combination. Never throws for a refusal.
+    Hotkey(HotkeyRegistry& registry, HotkeyCombination combination, Action action);
     /// Unregisters. The action does not run any more, even for a press that is already under way.
     ~Hotkey();
     Hotkey(const Hotkey&) = delete;
@@ -56,10 +59,9 @@ class Hotkey {
   private:
     HotkeyRegistry& registry_;
     const std::uint32_t id_;
-    /// Alive as long as the action may run.
-    std::shared_ptr<const Action> action_;
     /// Set by a successful registration.
     std::optional<HotkeyIdentity> hotKeyRef_;
+    Lifetime lifetime_;
 };
 
 } // namespace keysong

@@ -1,6 +1,7 @@
 #include "Program/Application.h"
 
 #include "App/AppModel.h"
+#include "App/GlobalHotkeys.h"
 #include "App/MainThreadQueue.h"
 #include "App/NoWindows.h"
 #include "App/RemoteControl.h"
@@ -34,11 +35,12 @@ namespace keysong {
 
 namespace {
 
-/// Names the hotkeys where the desktop asks the user about them.
-PortalHotkeyOptions hotkeyLabels() {
-    return {RemoteControl::serviceName,
-            {{{40, controlKey | optionKey}, "Turn the sound on or off"},
-             {{8, controlKey | optionKey}, "Open the settings"}}};
+PortalHotkeyOptions portalOptions() {
+    PortalHotkeyOptions options{RemoteControl::serviceName, {}};
+    for (const GlobalHotkey& hotkey : globalHotkeys) {
+        options.labels.push_back({hotkey.combination, hotkey.description});
+    }
+    return options;
 }
 
 std::filesystem::path ownExecutable() {
@@ -102,7 +104,7 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
     Preferences preferences(domains, PreferenceMigration::currentDomain, &writer);
     const PreferenceMigration migration(domains);
     AutostartItem loginItem(machine.places, machine.durableFiles, ownExecutable());
-    LinuxHotkeys hotkeys(mainQueue, machine.threads, hotkeyLabels());
+    LinuxHotkeys hotkeys(mainQueue, machine.threads, portalOptions());
     DesktopFiles applications(machine.places);
     const auto frontmost = makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
     PipeWireMicrophone microphone(mainQueue);

@@ -16,8 +16,6 @@ using test::LogCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::uint32_t controlOption = 6144;
-
 class HotkeyTest : public testing::Test {
   protected:
     test::FakeHotkeyRegistrar registrar;
@@ -26,7 +24,7 @@ class HotkeyTest : public testing::Test {
     std::vector<char> ran;
 
     std::optional<Hotkey> make(std::uint32_t keyCode, char mark) {
-        return std::optional<Hotkey>(std::in_place, *registry, keyCode, controlOption,
+        return std::optional<Hotkey>(std::in_place, *registry, HotkeyCombination{keyCode, 6144},
                                      [this, mark] { ran.push_back(mark); });
     }
     void runMainQueue() { mainQueue.advance(std::chrono::nanoseconds(0)); }
@@ -82,10 +80,10 @@ TEST_F(HotkeyTest, ALatePressOfAReleasedHotkeyRunsNothing) {
 TEST_F(HotkeyTest, AnActionMayEndItsOwnHotkeyAndStartAnother) {
     std::optional<Hotkey> second;
     std::optional<Hotkey> first;
-    first.emplace(*registry, 40, controlOption, [&] {
+    first.emplace(*registry, HotkeyCombination{40, 6144}, [&] {
         first.reset();
         second = std::nullopt;
-        second.emplace(*registry, 40, controlOption, [&] { ran.push_back('2'); });
+        second.emplace(*registry, HotkeyCombination{40, 6144}, [&] { ran.push_back('2'); });
     });
     EXPECT_EQ(registrar.press(1), noErr);
     runMainQueue();

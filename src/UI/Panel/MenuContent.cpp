@@ -1,6 +1,6 @@
 #include "UI/Panel/MenuContent.h"
 
-#include "App/AppState.h"
+#include "App/GlobalHotkeys.h"
 #include "UI/Look/FixedDigits.h"
 
 #include <QFontMetrics>
@@ -15,7 +15,7 @@ MenuContent::MenuContent(AppState& model, MenuDrawer drawer, std::function<void(
     : model_(model), drawer_(drawer) {
     enabled_ = addAction("Enabled");
     enabled_->setCheckable(true);
-    enabled_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_K);
+    enabled_->setShortcut(keysOf(toggleHotkey));
     connect(enabled_, &QAction::triggered, &model_, &AppState::setEnabled);
     addSeparator();
     soundHeading_ = addAction("Sound");
@@ -28,7 +28,7 @@ MenuContent::MenuContent(AppState& model, MenuDrawer drawer, std::function<void(
     total_->setFont(withFixedDigits(font()));
     addSeparator();
     settings_ = addAction("Settings…");
-    settings_->setShortcut(Qt::CTRL | Qt::ALT | Qt::Key_C);
+    settings_->setShortcut(keysOf(settingsHotkey));
     connect(settings_, &QAction::triggered, &model_, &AppState::showSettings);
     connect(addAction("Quit Keysong"), &QAction::triggered, this, std::move(quit));
 

@@ -1,3 +1,4 @@
+#include "App/GlobalHotkeys.h"
 #include "UI/Look/Symbols.h"
 #include "UI/Settings/SettingsControls.h"
 #include "UI/Settings/SettingsSections.h"
@@ -40,8 +41,8 @@ void addLaunchAtLogin(Card& card, AppState& model) {
     toggle->setEnabled(model.canLaunchAtLogin());
 }
 
-void addHotkey(Card& card, const QString& label, QKeyCombination keysHeld) {
-    const QKeySequence keys(keysHeld);
+void addHotkey(Card& card, const QString& label, const GlobalHotkey& hotkey) {
+    const QKeySequence keys(keysOf(hotkey));
     auto* const value = new QLabel(keys.toString(QKeySequence::NativeText), &card);
     value->setAccessibleName(label + QStringLiteral(": ") + value->text());
     card.addRow(label, {value});
@@ -96,8 +97,8 @@ SettingsSection* makeGeneralSection(const UiServices& services, QWidget* parent)
     auto* const section = new SettingsSection(SettingsSection::tr("General"), parent);
     Card& card = section->card();
     addLaunchAtLogin(card, services.model);
-    addHotkey(card, SettingsSection::tr("Enable / disable"), Qt::CTRL | Qt::ALT | Qt::Key_K);
-    addHotkey(card, SettingsSection::tr("Open Keysong"), Qt::CTRL | Qt::ALT | Qt::Key_C);
+    addHotkey(card, SettingsSection::tr("Enable / disable"), toggleHotkey);
+    addHotkey(card, SettingsSection::tr("Open Keysong"), settingsHotkey);
     addKeyCount(card, services.model);
     addAccessibility(card, services.model);
     addCredits(card, services.places);
