@@ -47,7 +47,7 @@ struct AppServices {
     TaskQueue& mainQueue;
     /// Runs a task on another thread, beside others.
     std::function<void(std::function<void()>)> background;
-    /// Sees every raw event on the event-tap thread; may be empty.
+    /// Sees every raw event on the event-tap thread, after its sound was started; may be empty.
     RawEventHandler observeRawEvent;
 };
 

@@ -110,6 +110,9 @@ void EventTap::handle(const RawEvent& event) {
     if (const auto decoded = decoder_.decode(event.type, event)) {
         onEvent_(*decoded);
     }
+    if (afterRawEvent) {
+        afterRawEvent(event);
+    }
 }
 
 void EventTap::handleDisabled(std::string_view reason) {

@@ -33,8 +33,8 @@ class EventTapError : public std::runtime_error {
 };
 
 /// Listens to every key, button, scroll and media event of the machine, without changing or delaying any,
-/// and turns each into a sound event on a thread of its own. Keeps itself alive: when the system switches
-/// the tap off it is switched on again, when told and by polling.
+/// and turns each into a sound event on a thread of its own. When the system switches the tap off, it is
+/// switched on again: at once when the system says so, otherwise within five seconds.
 ///
 /// `start` may be called from any thread; the handlers run on the service thread
 /// "com.orlen.keysong.eventtap". Destruction stops and joins that thread; it must not happen there.
@@ -49,8 +49,11 @@ class EventTap {
     EventTap(const EventTap&) = delete;
     EventTap& operator=(const EventTap&) = delete;
 
-    /// Called on the service thread for every raw event before it is decoded. Set before `start`.
+    /// Called on the service thread for every raw event before it is decoded: for diagnostics, since the
+    /// sound waits for it. Set before `start`.
     RawEventHandler onRawEvent;
+    /// Called on the service thread for every raw event after its sound event, if any. Set before `start`.
+    RawEventHandler afterRawEvent;
 
     /// Creates the tap and its thread; returns once the thread is set up. Does nothing when running.
     /// Throws `EventTapError`; nothing is kept then and a later call may succeed.

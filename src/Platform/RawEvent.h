@@ -13,6 +13,7 @@ enum class RawEventType : std::uint32_t {
     rightMouseUp = 4,
     keyDown = 10,
     keyUp = 11,
+    /// Caps Lock was switched, or a modifier went down or up where the source does not know which.
     flagsChanged = 12,
     systemDefined = 14,
     scrollWheel = 22,

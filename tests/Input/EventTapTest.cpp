@@ -56,16 +56,19 @@ TEST_F(EventTapTest, DecodesOnItsOwnThreadAndStartsOnce) {
     EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(0)));
 }
 
-TEST_F(EventTapTest, SoftwareEventsReachTheRawHandlerOnly) {
-    int raw = 0;
-    tap.onRawEvent = [&](const RawEvent&) { ++raw; };
+TEST_F(EventTapTest, RawHandlersStandAroundTheSoundAndSeeSoftwareEventsToo) {
+    std::vector<std::pair<char, std::size_t>> calls;
+    tap.onRawEvent = [&](const RawEvent&) { calls.emplace_back('b', events.size()); };
+    tap.afterRawEvent = [&](const RawEvent&) { calls.emplace_back('a', events.size()); };
     tap.start();
+    source.deliver(keyDown(0));
+    EXPECT_THAT(calls, ElementsAre(std::pair('b', 0U), std::pair('a', 1U)));
     source.deliver(keyDown(0, softwareSourceState));
-    EXPECT_EQ(raw, 1);
-    EXPECT_THAT(events, IsEmpty());
+    EXPECT_EQ(calls.size(), 4U);
+    EXPECT_EQ(events.size(), 1U);
     // The tap's own notices are not events.
     deliverNotice(RawEventType::tapDisabledByTimeout);
-    EXPECT_EQ(raw, 1);
+    EXPECT_EQ(calls.size(), 4U);
     EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
 }
 

@@ -14,14 +14,6 @@ constexpr std::chrono::seconds longestWheelPause{1};
 constexpr std::int64_t scrollPhaseChanged = 2;
 constexpr std::int64_t scrollPhaseEnded = 4;
 
-/// A bit of our own that is set while two keyboards hold the same modifier: without it the flag word would
-/// not change when one lets go, and a release could not be told from a press.
-std::uint64_t sharedBit(const KeyMeaning& modifier) {
-    constexpr unsigned first = 40;
-    constexpr unsigned lowestModifier = 54;
-    return std::uint64_t{1} << (first + modifier.code - lowestModifier);
-}
-
 bool isMouseButton(std::uint16_t code) {
     return code >= BTN_MOUSE && code < BTN_JOYSTICK;
 }
@@ -43,14 +35,9 @@ std::uint64_t InputTranslator::flags(std::int64_t sourceState) const {
     }
     for (const auto& [device, state] : devices_) {
         for (const HeldModifier& held : state.modifiers) {
-            if (held.sourceState != sourceState) {
-                continue;
+            if (held.sourceState == sourceState) {
+                word |= keyMeaningOf(held.linuxCode).flags;
             }
-            const KeyMeaning meaning = keyMeaningOf(held.linuxCode);
-            if ((word & meaning.flags) == meaning.flags) {
-                word |= sharedBit(meaning);
-            }
-            word |= meaning.flags;
         }
     }
     return word;
@@ -103,7 +90,7 @@ void InputTranslator::pressModifier(DeviceState& state, std::uint16_t linuxCode,
         return;
     }
     state.modifiers.push_back({linuxCode, sourceState});
-    RawEvent result = event(RawEventType::flagsChanged, sourceState);
+    RawEvent result = event(RawEventType::keyDown, sourceState);
     result.keycode = keyMeaningOf(linuxCode).code;
     emit_(result);
 }
@@ -117,7 +104,7 @@ void InputTranslator::releaseModifier(DeviceState& state, std::uint16_t linuxCod
     }
     const std::int64_t sourceState = held->sourceState;
     state.modifiers.erase(held);
-    RawEvent result = event(RawEventType::flagsChanged, sourceState);
+    RawEvent result = event(RawEventType::keyUp, sourceState);
     result.keycode = keyMeaningOf(linuxCode).code;
     emit_(result);
 }

@@ -228,7 +228,7 @@ TEST_F(X11SourceTest, RawEventsCarryFlagsOriginAndDirection) {
     }
     const auto events = listener.heard(client);
     ASSERT_EQ(events.size(), 8U);
-    EXPECT_EQ(events[0].type, RawEventType::flagsChanged);
+    EXPECT_EQ(events[0].type, RawEventType::keyDown);
     EXPECT_EQ(events[0].keycode, 61);
     EXPECT_EQ(events[0].flags, nonCoalescedFlag | optionFlag | rightOptionFlag);
     EXPECT_EQ(events[1].type, RawEventType::keyDown);
