@@ -26,7 +26,7 @@ struct Equivalents {
     std::span<const std::string_view> others;
 };
 
-// "com.apple.FaceTime" has no row: nothing here answers to it.
+// "com.apple.FaceTime" has no row: no application on this system corresponds to it.
 constexpr Equivalents table[] = {
     {"us.zoom.xos", zoom},
     {"com.microsoft.teams2", teams},

@@ -152,7 +152,7 @@ void AppModel::applyLaunchAtLogin(bool enabled) {
         LaunchAtLogin::set(services_.loginItem, enabled);
     } catch (const LoginItemError& error) {
         log.error("launch at login %s failed: %s", enabled ? "on" : "off", error.what());
-        // Back to what is: once, however the second attempt goes.
+        // Back to what the login item says. Once only, since this attempt may be refused as well.
         if (!launchAtLoginIsSettling_) {
             launchAtLoginIsSettling_ = true;
             setLaunchAtLogin(LaunchAtLogin::isEnabled(services_.loginItem));

@@ -17,7 +17,7 @@ constexpr std::size_t mostEvents = 20'000'000;
     throw EventLogError("line " + std::to_string(line) + ": " + problem);
 }
 
-/// Takes the next word off the front of `text`.
+/// Removes the next word from the front of `text` and returns it.
 std::string_view nextWord(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
     const auto word = text.substr(0, text.find(' '));

@@ -17,7 +17,7 @@ class MainThreadQueue final : public TaskQueue {
     void sync(const Task& task) override;
 
   private:
-    /// Tasks are delivered to it and go with it.
+    /// Receives the tasks. Those that still wait are dropped with it.
     QObject receiver_;
 };
 

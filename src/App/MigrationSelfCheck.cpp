@@ -13,7 +13,7 @@ constexpr const char* freshDomain = "com.orlen.keysong.migrationtest.fresh";
 constexpr std::chrono::seconds aMinute{60};
 constexpr std::chrono::seconds aWeek{604800};
 
-/// A date of its own for one domain and another for every other.
+/// One date for one domain, and another for all others.
 PreferenceMigration::Modified dates(PreferenceMigration::Date now, const std::string& recent) {
     return [now, recent](const std::string& domain) -> std::optional<PreferenceMigration::Date> {
         return now - (domain == recent ? aMinute : aWeek);
@@ -84,7 +84,7 @@ void PreferenceMigration::checkEndToEnd(Date now, std::vector<std::string>& fail
 }
 
 void PreferenceMigration::checkOutcome(std::vector<std::string>& failures) const {
-    // Opened anew: what counts is what the next start of the program would find.
+    // Opened again, as the next start of the program would do.
     const Preferences target(domains_, targetDomain, nullptr);
     if (const auto set = target.string("setID"); set != "deep-clack-4") {
         failures.push_back("the wrong domain was copied: setID is " + set.value_or("nil"));

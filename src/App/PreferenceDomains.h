@@ -11,14 +11,14 @@
 
 namespace keysong {
 
-/// The user's preferences as they lie on the disk: one JSON file for each domain, "<root>/<domain>/
+/// The user's preferences on the disk: one JSON file for each domain, "<root>/<domain>/
 /// preferences.json", in a folder that every program of the user shares.
 ///
 /// Keeps nothing in memory. Every operation blocks on the disk: any thread but the render and event-tap
 /// threads; calls may overlap.
 class PreferenceDomains {
   public:
-    /// No file is read or written beyond this size: thousands of times what the program's settings take.
+    /// The largest file that is read or written: thousands of times the size of the program's settings.
     static constexpr std::size_t largestFileBytes = std::size_t{1} << 20U;
 
     /// `root` is empty where the user has no place for preferences; then every domain is empty and nothing
@@ -38,7 +38,7 @@ class PreferenceDomains {
     /// Like `read`, but none when there is nothing usable, for whatever reason. Changes nothing.
     [[nodiscard]] std::optional<nlohmann::json> persistentDomain(const std::string& domain) const;
 
-    /// Removes the domain and its folder, unless something else lies in it. A failure leaves what is left.
+    /// Removes the domain and its folder, unless something else lies in it. A failure may leave a part of it.
     void removePersistentDomain(const std::string& domain) const noexcept;
 
     /// When the domain was last written; none where it is not stored.

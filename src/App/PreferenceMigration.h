@@ -26,7 +26,7 @@ class PreferenceMigration {
 
     /// The program's own domain.
     static constexpr const char* currentDomain = "com.orlen.keysong";
-    /// The domains of the earlier names. The order is the last tie-break.
+    /// The domains of the earlier names. Their order decides when nothing else does.
     static constexpr std::array<std::string_view, 4> previousDomains = {
         "com.orlen.clikora", "com.orlen.tolva", "com.orlen.brume", "com.orlen.vimp"};
     /// The keys that are carried over; no other is.
@@ -59,7 +59,7 @@ class PreferenceMigration {
     [[nodiscard]] static std::optional<Candidate> pickDomain(std::span<const Candidate> candidates,
                                                              const Modified& modified);
 
-    /// Tries the rules out, in scratch domains that are gone afterwards, and describes what failed.
+    /// Checks the rules in temporary domains, which it removes again, and describes what failed.
     [[nodiscard]] std::vector<std::string> migrationSelfCheck() const;
 
     /// The self-check's result as it is printed, line by line. Pure.

@@ -9,8 +9,8 @@
 
 namespace keysong {
 
-/// What a stored preference is worth as a value of one type: none when it is of another. Any thread but the
-/// render and event-tap threads.
+/// A stored preference as a value of one type; none when it has another type. Any thread but the render and
+/// event-tap threads.
 
 [[nodiscard]] std::optional<bool> asBoolean(const nlohmann::json& value);
 
@@ -25,7 +25,7 @@ namespace keysong {
 /// A list in which everything is a string.
 [[nodiscard]] std::optional<std::vector<std::string>> asStringArray(const nlohmann::json& value);
 
-/// A 32-bit float as it is stored: it is written with as few digits as tell it from its neighbours ("0.7").
+/// A 32-bit float as it is stored: written with the fewest digits that identify it ("0.7").
 /// Null for infinities and for what is not a number, which no file can hold.
 [[nodiscard]] nlohmann::json floatValue(float value);
 

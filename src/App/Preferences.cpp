@@ -21,13 +21,13 @@ struct Preferences::State {
 
     void load();
     void keepAside(const std::string& reason);
-    /// Stores a value, or none, and has it written.
+    /// Stores a value, or removes the key, and schedules the write.
     void change(const std::string& key, std::optional<Json> value) KEYSONG_EXCLUDES(mutex);
     /// The conversion to an optional is spelled out, as Json has one to any type, too.
     void put(const std::string& key, Json value) { change(key, std::make_optional(std::move(value))); }
     [[nodiscard]] bool write() KEYSONG_EXCLUDES(writing, mutex);
     [[nodiscard]] bool store(const Json& snapshot) KEYSONG_REQUIRES(writing);
-    /// The writer's task: writes, and comes back after a while, until it finds nothing new.
+    /// The writer's task: writes, and schedules itself again until there is nothing new.
     void serve() KEYSONG_EXCLUDES(writing, mutex);
     void serveAfter(std::chrono::nanoseconds delay);
     [[nodiscard]] std::string path() const { return domains.fileOf(name).string(); }
@@ -54,7 +54,7 @@ struct Preferences::State {
 
     /// Held while the file is written; taken before `mutex`.
     Mutex writing;
-    /// The file is not ours to replace.
+    /// The file must not be replaced, since it could not be read.
     bool leftAlone KEYSONG_GUARDED_BY(writing) = false;
     /// The last write failed, and that was logged.
     bool failing KEYSONG_GUARDED_BY(writing) = false;

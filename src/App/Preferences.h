@@ -12,23 +12,23 @@
 
 namespace keysong {
 
-/// The settings of one domain: read from its file once, kept in memory, and written back whole, with the
-/// keys that this version does not know.
+/// The settings of one domain: read from its file once, kept in memory, and written back whole,
+/// including keys that this version does not know.
 ///
 /// A change goes to the disk on the writer's thread: the first one at once, those that follow together, at
 /// most every `writeInterval`. A write that fails is logged once, kept, and tried again every
 /// `retryInterval` and at `flush`. A file that holds no preferences is renamed and the program starts with
-/// defaults; one that may not be read is never replaced, and changes then last as long as the program.
+/// defaults; one that may not be read is never replaced, and changes are then kept in memory only.
 ///
-/// Any thread but the render and event-tap threads. A getter takes a value of another type for none. One
+/// Any thread but the render and event-tap threads. A getter returns none for a value of another type. One
 /// process at a time should keep a domain: the last to write wins.
 class Preferences {
   public:
     static constexpr std::chrono::milliseconds writeInterval{250};
     static constexpr std::chrono::seconds retryInterval{10};
 
-    /// Reads the domain; blocks on the disk and never fails. Without a writer the file is written by `flush`
-    /// and the destructor alone. `domains` and `writer` outlive the store, and `domains` the writer's tasks.
+    /// Reads the domain; blocks on the disk and never fails. Without a writer only `flush` and the
+    /// destructor write the file. `domains` and `writer` outlive the store.
     Preferences(const PreferenceDomains& domains, std::string domain, TaskQueue* writer);
     /// Writes what is not written yet.
     ~Preferences();

@@ -27,14 +27,15 @@ class SleepModel {
 
 /// Silences the program while a muted application is in front, typically a video call.
 ///
-/// It only sets the model's `isSleeping`; what that does to the sound is the model's affair. The model owns
-/// the one instance. Main thread.
+/// It only sets the model's `isSleeping`; the model decides what that does to the sound. The model owns the
+/// one instance. Main thread.
 class SleepTriggers {
   public:
     /// The muted applications of a user who never chose any.
     static const std::vector<std::string>& defaultMutedApps();
 
-    /// Follows the application in front from now on, and evaluates once at once. Both outlive the triggers.
+    /// Applies the rule at once, and again whenever another application comes to the front. Both outlive the
+    /// triggers.
     SleepTriggers(SleepModel& model, FrontmostApplication& frontmost);
     ~SleepTriggers();
     SleepTriggers(const SleepTriggers&) = delete;

@@ -15,13 +15,13 @@ class Stats {
   public:
     /// The total's preference key.
     static constexpr const char* key = "keysPressed";
-    /// So many ticks, one a second, lie between two stored totals.
+    /// The number of ticks, one each second, from one stored total to the next.
     static constexpr int ticksPerFlush = 10;
 
     /// Goes on from the stored total, 0 where there is none. `preferences` outlives the counter.
     explicit Stats(Preferences& preferences);
 
-    /// Counts a key press. Any thread, the event-tap thread above all: one atomic addition.
+    /// Counts a key press. Any thread; costs one atomic addition.
     void increment() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
     /// The running total. Any thread.
@@ -31,7 +31,7 @@ class Stats {
     /// and event-tap threads.
     void flush() KEYSONG_EXCLUDES(persistence_);
 
-    /// Starts again from 0 and has that on the disk when it returns. Any thread but the render and event-tap
+    /// Sets the total to 0, which is on the disk when this returns. Any thread but the render and event-tap
     /// threads.
     void reset() KEYSONG_EXCLUDES(persistence_);
 

@@ -36,7 +36,7 @@ std::uint16_t keyCodeOf(const RawEvent& event) noexcept {
 } // namespace
 
 std::optional<SoundEvent> EventDecoder::decode(RawEventType type, const RawEvent& event) noexcept {
-    // Before anything is remembered: what software posts must leave no trace here.
+    // First of all, since events posted by software must not change the state.
     if (event.integerField(RawEventField::sourceState) != hardwareSourceState) {
         return std::nullopt;
     }

@@ -18,7 +18,7 @@ constexpr EventMask tapMask = maskOf(RawEventType::leftMouseDown) | maskOf(RawEv
                               maskOf(RawEventType::otherMouseUp);
 static_assert(tapMask == 0x6405C1E);
 
-/// A tap that was switched off without notice is back within this time.
+/// A tap that was switched off without notice is switched on again within this time.
 constexpr std::chrono::seconds pollInterval{5};
 
 } // namespace
@@ -42,7 +42,7 @@ EventTap::~EventTap() {
     if (thread_.joinable()) {
         thread_.join();
     }
-    // The run loop delivers the tap's events: it goes first.
+    // The run loop delivers the tap's events, so it is destroyed first.
     const MutexLock lock(stateLock_);
     state_.runLoop.reset();
     state_.port.reset();

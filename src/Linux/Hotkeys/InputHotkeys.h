@@ -12,11 +12,11 @@ namespace keysong {
 /// display server nor the desktop offers any. The press also reaches the application in front.
 ///
 /// Option is the left Alt key. The right one is AltGr on many layouts, where it types characters, and its
-/// code does not tell: a hotkey that stays out is a smaller fault than one that goes off while someone types.
-/// Either Control key will do.
+/// code does not show which. A hotkey that is missed is a smaller fault than one that is triggered while
+/// someone types. Both Control keys count.
 ///
 /// An event is compared with the registered combinations and forgotten. Nothing of it is kept, counted or
-/// passed on: what the program learns is only that one of its own hotkeys was pressed.
+/// passed on: the program learns only that one of its own hotkeys was pressed.
 class InputHotkeys final : public HotkeyRegistrar {
   public:
     /// The queue outlives the registrar and runs its tasks on the main thread.

@@ -57,7 +57,7 @@ void LinuxHotkeys::use(HotkeyRegistrar& way) {
     log.info("hotkeys by %{public}s", current_->way());
     const auto entries = table_.entries(); // a copy: a refusal changes the table
     for (const HotkeyEntry& entry : entries) {
-        // The old way lets go first: two at a time would count one press twice.
+        // The old way ends first: both at a time would count one press twice.
         old.unregisterHotkey(entry.identity);
         const HotkeyStatus status = current_->registerHotkey(entry.combination, entry.identity);
         if (status != noErr) {

@@ -9,8 +9,8 @@
 
 namespace keysong {
 
-/// The machine's hotkeys by the best of three ways: grabs of an X server where DISPLAY names a real one, else
-/// the desktop's global shortcuts as long as its portal has them, else the program's own input.
+/// Hotkeys served in the best of three ways: by grabs of an X server where DISPLAY names a real one, else by
+/// the desktop's global shortcuts as long as its portal has them, else from the program's own input.
 ///
 /// One way at a time serves a hotkey, so that a press counts once. A hotkey that one way refused, since it
 /// belongs to another program, is not tried by the next.
@@ -34,7 +34,7 @@ class LinuxHotkeys final : public HotkeyRegistrar {
     void use(HotkeyRegistrar& way);
 
     InputHotkeys input_;
-    /// Null where there is no X server of the kind.
+    /// Null where there is no such X server.
     std::unique_ptr<X11Hotkeys> x11_;
     /// Null where the X server serves.
     std::unique_ptr<PortalHotkeys> portal_;

@@ -9,15 +9,15 @@ namespace keysong {
 
 namespace {
 
-/// The user said no.
+/// The user refused.
 constexpr HotkeyStatus userCanceledErr = -128;
 
-/// Hotkeys registered this close together are bound, and asked for, in one go.
+/// Hotkeys registered this close together are bound together, so that the desktop asks once.
 constexpr std::chrono::milliseconds bindDelay{50};
 /// A session that the desktop ended is not asked for again at once.
 constexpr std::chrono::milliseconds rebindDelay{5000};
 constexpr std::chrono::seconds reconnectInterval{5};
-/// Some desktops tell a held shortcut again and again; a real second press follows a release, or comes later.
+/// Some desktops report a held shortcut repeatedly; a second press follows a release, or comes later.
 constexpr std::chrono::milliseconds repeatWindow{700};
 
 /// What the desktop remembers a shortcut by.

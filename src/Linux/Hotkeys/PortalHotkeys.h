@@ -34,7 +34,7 @@ class PortalHotkeys final : public HotkeyRegistrar {
     using AvailabilityHandler = std::function<void(bool available)>;
 
     /// Queue and threads outlive the registrar; the queue runs its tasks on the main thread. The portal is
-    /// taken as not available until the handler hears otherwise.
+    /// assumed to be missing until the handler is called.
     /// Throws std::system_error when there can be no thread.
     PortalHotkeys(TaskQueue& mainQueue, Threads& threads, PortalHotkeyOptions options,
                   AvailabilityHandler onAvailability);
@@ -68,7 +68,7 @@ class PortalHotkeys final : public HotkeyRegistrar {
     PortalSession session_;
     HotkeyTable table_;
     bool bindScheduled_ = false;
-    /// When the shortcuts that are down were last told to be.
+    /// When each shortcut that is down was last reported.
     std::map<std::string, std::chrono::steady_clock::time_point> held_;
     Lifetime lifetime_;
     /// Last, so that it ends first.

@@ -256,7 +256,7 @@ void PortalSession::closeSession() {
 }
 
 void PortalSession::onStepStarted(sd_bus_message* message) {
-    // The answer proper is the request's response, which may even have come already. An error here is none:
+    // The real answer is the request's response, which may have come already. An error here is none:
     // the portal does not work, or went away over the question.
     if (step_ != Step::idle && isError(message)) {
         giveUp();
@@ -282,7 +282,7 @@ void PortalSession::onResponse(sd_bus_message* message) {
     session_ = response == responseSuccess ? readSessionHandle(message) : std::string();
     if (sd_bus_object_path_is_valid(session_.c_str()) <= 0) {
         session_.clear();
-        giveUp(); // a portal without sessions serves nobody
+        giveUp(); // a portal without sessions is of no use
     } else if (again_) {
         begin();
     } else {

@@ -26,12 +26,12 @@ class PortalSession {
     };
     enum class Refusal { byUser, byDesktop };
     struct Events {
-        /// The desktop has global shortcuts, or has them no more; what was bound is then forgotten.
+        /// The desktop has global shortcuts, or no longer has them; what was bound is then forgotten.
         std::function<void(bool available)> available;
         std::function<void(const std::string& id)> activated;
         std::function<void(const std::string& id)> deactivated;
         std::function<void(const std::string& id, Refusal why)> refused;
-        /// The desktop ended the session although it goes on: nothing is bound any more.
+        /// The desktop ended the session, but still runs: nothing is bound any more.
         std::function<void()> closed;
     };
 
@@ -93,7 +93,7 @@ class PortalSession {
     void createSession();
     void bindShortcuts();
     void closeSession();
-    /// The portal does not work: until it starts anew it counts as not there.
+    /// The portal does not work: it counts as missing until it starts again.
     void giveUp();
     void bound(std::uint32_t response, sd_bus_message* message);
     /// Ends the binding: reports the refused ones and goes on with what was asked for meanwhile.

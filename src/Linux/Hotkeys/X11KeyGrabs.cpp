@@ -97,7 +97,7 @@ void X11KeyGrabs::useKeyboardExtension() {
     const auto granted = xcbRef(xcb_xkb_per_client_flags_reply(
         connection, xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0),
         nullptr));
-    // A client of the extension is told of mappings by it and not by the core any more.
+    // The extension reports mappings to its clients; the core protocol then no longer does.
     constexpr std::uint16_t newKeyboard = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
     constexpr std::uint16_t changes = newKeyboard | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     constexpr std::uint16_t allParts = 0xFF;

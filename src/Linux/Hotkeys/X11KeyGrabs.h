@@ -14,12 +14,11 @@
 namespace keysong {
 
 /// A connection to an X server that grabs key combinations on the root window, whatever the layout and the
-/// locks are, and tells their presses.
+/// locks are, and reports their presses.
 ///
 /// One thread at a time, and one that blocks SIGPIPE: xcb raises it when the server has gone. Operations
 /// take round trips to the server and may read events with the answers, which the descriptor does not show
-/// then: dispatch after each. When the server goes, everything does nothing from then on and `isLost` is
-/// true.
+/// then: dispatch after each. When the server has gone, all operations do nothing and `isLost` is true.
 class X11KeyGrabs {
   public:
     /// Connects to the server that DISPLAY names. Null when none answers, or one inside a Wayland session,
@@ -30,7 +29,7 @@ class X11KeyGrabs {
     /// Readable when there is something to dispatch, and when the server has gone.
     [[nodiscard]] int descriptor() const { return descriptor_; }
 
-    /// Grabs a combination, or nothing of it.
+    /// Grabs a combination in all its forms, or not at all.
     [[nodiscard]] HotkeyStatus grab(HotkeyCombination combination);
     void ungrab(HotkeyCombination combination);
 

@@ -11,8 +11,8 @@
 
 namespace keysong {
 
-/// Turns what Linux says of keys, buttons, wheels and fingers into raw events, keeping what a single
-/// report does not say: which modifiers are held, on which device, and how far a wheel has turned.
+/// Turns what Linux reports of keys, buttons, wheels and fingers into raw events, keeping what a single
+/// report does not contain: which modifiers are held, on which device, and how far a wheel has turned.
 ///
 /// One thread: the tap's. Everything from hardware and from software is kept apart, so that a modifier held
 /// by software never shows in a hardware event. Allocates only when a modifier is pressed or a device is new.
