@@ -50,6 +50,8 @@ TEST_F(AppModelSetsTest, TheSelectedSetIsLoadedAgainWhenItChanges) {
     tell({sets() / "alpha/a.wav"});
     const auto second = engine->set();
     EXPECT_NE(second, first);
+    tell({folder.path()}); // a folder above was moved here with all its sets
+    EXPECT_NE(engine->set(), second);
     writeSet(sets(), "alpha", "\"name\":\"Renamed\",\"gain\":3,");
     tell({sets() / "beta/x", sets() / "alpha"});
     EXPECT_EQ(engine->set()->manifest().gain, 3.0F);
@@ -83,12 +85,16 @@ TEST_F(AppModelSetsTest, ARemovedSelectionFallsBackAndAnEmptyLibraryWaits) {
 
 TEST_F(AppModelSetsTest, ReportsThatOvertakeEachOtherLoseNothing) {
     const auto before = engine->set();
-    writeSet(sets(), "new");
     watcher.changed({sets() / "alpha/a.wav"});
-    watcher.changed({sets() / "new"});
+    order.meanwhile = [this] {
+        writeSet(sets(), "new");
+        watcher.changed({sets() / "new"});
+        background.back()();
+        background.pop_back();
+    };
     settle();
     EXPECT_NE(engine->set(), before) << "the first report's change counts, though its list is stale";
-    EXPECT_EQ(listed().size(), 4U);
+    EXPECT_EQ(listed().size(), 4U) << "a list that was begun earlier and came later";
     EXPECT_EQ(listChanges, 1);
     watcher.changed({sets() / "alpha"});
     model.reset();

@@ -96,7 +96,15 @@ class FakeWindows final : public AppWindows {
 
 class ByteOrder final : public TextOrder {
   public:
-    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
+    /// Runs once, at the next comparison: after the sets have been looked for, before they are listed.
+    mutable std::function<void()> meanwhile;
+
+    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override {
+        if (const auto task = std::exchange(meanwhile, {})) {
+            task();
+        }
+        return a.compare(b);
+    }
 };
 
 /// A model on fakes, with preferences in a folder of its own. The test moves the time; background tasks wait

@@ -165,6 +165,31 @@ TEST(MixerHits, cutOffSoundsFadeUnderTheNewOne) {
     }
 }
 
+// There is room for 48 sounds that fade. Where more are cut off at nearly the same time, those that are
+// barely heard make room: the loud one fades to its end, whenever it came.
+TEST(MixerHits, makeRoomForTheirFadesWhereItIsHeardLeast) {
+    const SampleBuffer loud(std::vector<float>(4000, 0.5F));
+    const SampleBuffer silence(std::vector<float>(4000, 0.0F));
+    constexpr int strikes = 90;
+    for (const int loudEnds : {-1, 20, strikes - 1}) {
+        SCOPED_TRACE(loudEnds);
+        MixerHarness harness;
+        ASSERT_TRUE(harness.play(loud, 0));
+        ASSERT_TRUE(harness.play(loud, 1, 0, 1, 0.001F));
+        harness.renderPeriods(3);
+        const std::size_t before = harness.left.size();
+        for (int frame = 0; frame < strikes; ++frame) {
+            ASSERT_TRUE(harness.play(loud, 1, frame, 1, 0.001F));
+        }
+        ASSERT_TRUE(harness.play(silence, 0, loudEnds));
+        harness.renderPeriods(3);
+        EXPECT_LT(
+            greatestJump({harness.left.begin() + static_cast<std::ptrdiff_t>(before), harness.left.end()}),
+            0.5F * 0.7072F * 0.0165F + 0.001F)
+            << "it did not fade, it stopped";
+    }
+}
+
 // Whole bursts fall on one frame of one voice, periods are of any length, settings never rest.
 TEST(MixerHits, aStormEndsInSilenceWithNothingInFlight) {
     const SampleBuffer tone(sine(300, 30000, 48000, 0.1));

@@ -13,6 +13,7 @@ namespace {
 using test::LogCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 RawEvent keyDown(std::int64_t code, std::int64_t sourceState = hardwareSourceState) {
     RawEvent event;
@@ -82,7 +83,11 @@ TEST_F(EventTapTest, AFailedStartKeepsNothingAndALaterOneSucceeds) {
     source.refusesRunLoop = true;
     EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
     source.refusesRunLoop = false;
+    threads.refusing = true;
+    EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
+    threads.refusing = false;
     tap.start();
+    ASSERT_THAT(threads.labels(), SizeIs(1));
     source.deliver(keyDown(49));
     EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(49)));
 }
@@ -102,13 +107,14 @@ TEST_F(EventTapTest, ANoticeSwitchesTheTapOnAgain) {
 }
 
 TEST_F(EventTapTest, ThePollFindsATapThatWasSwitchedOffSilently) {
+    constexpr std::chrono::seconds promised{5};
     tap.start();
-    source.fireTimer(); // an enabled tap: no line
+    source.pass(promised); // an enabled tap: no line
     source.enabled = false;
-    source.fireTimer();
+    source.pass(promised);
     source.enabled = false;
     source.canEnable = false;
-    source.fireTimer();
+    source.pass(promised);
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("event tap was disabled (poll), re-enabled",
                             "event tap is disabled (poll) and re-enabling it failed"));

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <iterator>
@@ -46,14 +47,23 @@ class RenderCommandTest : public testing::Test {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    std::vector<std::int64_t> clicks() const {
+    std::vector<float> left() const {
         const auto reader = files.open(options.output);
         std::vector<float> frames(static_cast<std::size_t>(reader->lengthFrames()) * 2);
         frames.resize(reader->read(frames) * 2);
-        std::vector<std::int64_t> positions;
-        for (std::size_t i = 0; i < frames.size() / 2; ++i) {
-            if (std::abs(frames[2 * i]) > 0.1F) {
-                positions.push_back(static_cast<std::int64_t>(i));
+        std::vector<float> channel;
+        for (std::size_t i = 0; i < frames.size(); i += 2) {
+            channel.push_back(frames[i]);
+        }
+        return channel;
+    }
+
+    std::vector<std::size_t> clicks() const {
+        std::vector<std::size_t> positions;
+        const std::vector<float> frames = left();
+        for (std::size_t i = 0; i < frames.size(); ++i) {
+            if (std::abs(frames[i]) > 0.1F) {
+                positions.push_back(i);
             }
         }
         return positions;
@@ -77,17 +87,31 @@ TEST_F(RenderCommandTest, AHitStartsOnePeriodAfterItsEventOnItsSample) {
     EXPECT_THAT(clicks(), testing::ElementsAre(128, 256, 4928, 59'387));
 }
 
-TEST_F(RenderCommandTest, TheSameSeedGivesTheSameBytes) {
+TEST_F(RenderCommandTest, EveryOptionIsHeardAndTheSameOnesGiveTheSameBytes) {
     const std::string eventLog = "E: 0.010000 0001 001e 0001\nE: 0.020000 0001 0020 0001\n";
-    options.tone = -0.5F;
-    options.volume = 0.5F;
+    const RenderOptions plain = options;
     render(eventLog);
     const std::string first = bytes();
     render(eventLog);
     EXPECT_EQ(bytes(), first);
-    options.seed = 2;
-    render(eventLog);
-    EXPECT_NE(bytes(), first);
+    for (const auto change : std::initializer_list<void (*)(RenderOptions&)>{
+             [](RenderOptions& other) { other.seed = 2; },
+             [](RenderOptions& other) { other.tone = -0.5F; },
+             [](RenderOptions& other) { other.body = -0.5F; },
+             [](RenderOptions& other) { other.spatial = !other.spatial; },
+         }) {
+        options = plain;
+        change(options);
+        render(eventLog);
+        EXPECT_NE(bytes(), first);
+    }
+    options = plain;
+    const auto loudest = [&](float volume) {
+        options.volume = volume;
+        render(eventLog);
+        return std::ranges::max(left());
+    };
+    EXPECT_FLOAT_EQ(loudest(0.5F), 2 * loudest(0.25F));
 }
 
 TEST_F(RenderCommandTest, AnEventLogThatIsNoneLeavesNoFile) {

@@ -42,9 +42,13 @@ class FakeInputSource final : public InputSource {
         onServiceThread([this, event] { handler_(event); });
     }
 
-    /// Fires the tap's timer on the service thread.
-    void fireTimer() {
-        onServiceThread([this] { timer_(); });
+    /// Lets time pass: the tap's timer fires on the service thread if it is due by then.
+    void pass(std::chrono::nanoseconds time) {
+        untilTimer_ -= time;
+        if (timer_ && untilTimer_ <= std::chrono::nanoseconds(0)) {
+            untilTimer_ = timerInterval_;
+            onServiceThread([this] { timer_(); });
+        }
     }
 
   private:
@@ -52,10 +56,15 @@ class FakeInputSource final : public InputSource {
       public:
         explicit Loop(FakeInputSource& source) : source_(source) {}
 
-        bool addTimer(std::chrono::nanoseconds, std::chrono::nanoseconds,
+        bool addTimer(std::chrono::nanoseconds delay, std::chrono::nanoseconds interval,
                       std::function<void()> handler) override {
+            if (source_.refusesTimer) {
+                return false;
+            }
+            source_.untilTimer_ = delay;
+            source_.timerInterval_ = interval;
             source_.timer_ = std::move(handler);
-            return !source_.refusesTimer;
+            return true;
         }
         void run() override {
             std::unique_lock lock(source_.mutex_);
@@ -107,6 +116,8 @@ class FakeInputSource final : public InputSource {
 
     RawEventHandler handler_;
     std::function<void()> timer_;
+    std::chrono::nanoseconds untilTimer_{0};
+    std::chrono::nanoseconds timerInterval_{0};
     std::mutex mutex_;
     std::condition_variable changed_;
     std::queue<std::function<void()>> work_;

@@ -4,14 +4,21 @@
 #include "Shared/Mutex.h"
 
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace keysong::test {
 
-/// Ordinary threads; remembers the labels that were asked for.
+/// Ordinary threads; remembers the labels of those that were started.
 class PlainThreads final : public Threads {
   public:
+    /// As if the system had no room for another thread.
+    bool refusing = false;
+
     [[nodiscard]] std::thread start(ThreadAttributes attributes, std::function<void()> body) override {
+        if (refusing) {
+            throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+        }
         const MutexLock lock(mutex_);
         labels_.push_back(attributes.label);
         return std::thread(std::move(body));
