@@ -12,34 +12,37 @@ namespace keysong {
 
 /// A subscription to changes of the device list, for as long as it lives.
 ///
-/// The handler runs on the token's own queue, one call at a time; it must not assume any other thread. The
-/// token must not be destroyed by its own handler. Once the destructor has returned no call is under way and
-/// none will come.
+/// The handler runs on the token's own queue, one call at a time; it must not assume any other thread. A
+/// burst of changes of one property may be one call: at most one notice of a property waits at a time. Every
+/// change is followed by the beginning of a call. The token must not be destroyed by its own handler. Once
+/// the destructor has returned no call is under way and none will come.
 class ListenerToken {
   public:
     using ChangeHandler = AudioDevices::ChangeHandler;
 
     /// Listens to each property in turn; one that is refused is logged and left out. `devices` outlives
     /// the token. Not on the render or event-tap thread.
-    ListenerToken(AudioDevices& devices, Threads& threads, std::vector<DeviceListProperty> selectors,
-                  ChangeHandler onChange);
+    ListenerToken(AudioDevices& devices, Threads& threads, const std::vector<DeviceListProperty>& selectors,
+                  const ChangeHandler& onChange);
     /// With another queue than one of its own.
     ListenerToken(AudioDevices& devices, std::unique_ptr<TaskQueue> queue,
-                  std::vector<DeviceListProperty> selectors, ChangeHandler onChange);
+                  const std::vector<DeviceListProperty>& selectors, const ChangeHandler& onChange);
     /// Waits for a call under way.
     ~ListenerToken();
     ListenerToken(const ListenerToken&) = delete;
     ListenerToken& operator=(const ListenerToken&) = delete;
 
   private:
-    struct Gate;
+    class Notices;
+    struct Registration {
+        DeviceListProperty selector{};
+        std::shared_ptr<const ChangeHandler> block;
+        /// What the block holds: it may be called once more while it is being removed.
+        std::shared_ptr<Notices> notices;
+    };
 
     AudioDevices& devices_;
-    const std::vector<DeviceListProperty> selectors_;
-    /// What the registered block holds: it may be called once more while it is being removed.
-    const std::shared_ptr<Gate> gate_;
-    /// The one block registered for every selector.
-    const std::shared_ptr<const ChangeHandler> block_;
+    std::vector<Registration> registrations_;
     std::unique_ptr<TaskQueue> queue_;
 };
 
