@@ -138,6 +138,8 @@ void SoundEngine::setOutputDevice(const std::optional<std::string>& uid, bool re
             state_.selectedUid = uid;
         }
         if (!rebuild && outputRuns() && currentDeviceId() == target) {
+            // The system may have moved the output here by itself; from now on it belongs here.
+            output_.setDevice(*target);
             auto targetUid = uidOf(target);
             const MutexLock lock(mutex_);
             state_.activeUid.swap(targetUid);

@@ -144,8 +144,9 @@ class AudioOutput {
     /// device went. Any thread.
     [[nodiscard]] virtual bool isRunning() const noexcept = 0;
 
-    /// Points the (stopped) output at a device. Returns 0, or the status of a refusal; then the output
-    /// stays where it was.
+    /// Points the output at a device: a stopped one at any, a running one at the device that it is on
+    /// already, where the system may have moved it. Such a call does not interrupt the sound; it only keeps
+    /// the output from going back. Returns 0, or the status of a refusal; then the output stays where it was.
     virtual std::int32_t setDevice(AudioDeviceId device) = 0;
 
     /// The device that the output is on, none when unknown.

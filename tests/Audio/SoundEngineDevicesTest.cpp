@@ -64,7 +64,7 @@ TEST(EngineDevices, SwitchTable) {
         {.name = "without a default there is nothing to follow",
          .arrange = [](EngineDevicesTest& test) { test.output.devices().setDefault(0); },
          .error = "no audio output device is available"},
-        {.name = "the device in use is not restarted", .uid = "uid-a"},
+        {.name = "the device in use is kept, without a restart", .uid = "uid-a", .operations = {"device 1"}},
         {.name = "a rebuild restarts it",
          .uid = "uid-a",
          .rebuild = true,

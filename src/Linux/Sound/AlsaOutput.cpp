@@ -173,7 +173,7 @@ bool AlsaOutput::isRunning() const noexcept {
 }
 
 std::int32_t AlsaOutput::setDevice(AudioDeviceId device) {
-    if (isRunning()) {
+    if (isRunning() && currentDevice() != device) {
         return EBUSY;
     }
     const auto found = devices_.find(device);

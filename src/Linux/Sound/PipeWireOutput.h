@@ -38,7 +38,8 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     /// Preparing while there is no sink or no session manager.
     [[nodiscard]] Readiness readiness() const override;
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
-    /// Pins the stream to the device until the next call, the default device too.
+    /// Pins the stream to the device until the next call, the default device too. A running stream moves by
+    /// itself.
     std::int32_t setDevice(AudioDeviceId device) override;
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;

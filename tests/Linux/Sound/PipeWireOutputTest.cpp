@@ -86,11 +86,11 @@ TEST_F(PipeWireOutputTest, ListsSinksAndFollowsTheChosenOne) {
     EXPECT_EQ(output.devices().defaultOutputDevice(), devices[0].id);
     EXPECT_TRUE(output.devices().latencyFrames(devices[0].id));
     EXPECT_FALSE(output.devices().latencyFrames(devices[1].id)) << "nobody plays there";
-    EXPECT_EQ(heardOn("test.sink.a", engine), 3);
+    EXPECT_TRUE(isHeardOn("test.sink.a", engine));
 
     engine.setOutputDevice("test.sink.b", false);
     EXPECT_TRUE(eventually([&] { return output.currentDevice() == devices[1].id; }));
-    EXPECT_EQ(heardOn("test.sink.b", engine), 3);
+    EXPECT_TRUE(isHeardOn("test.sink.b", engine));
 }
 
 TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
