@@ -72,7 +72,7 @@ class AppModel final : public AppState {
     [[nodiscard]] bool systemGivesAccess() const override { return services_.input.hasAccess(); }
     [[nodiscard]] std::string hotkeyWay() const override { return std::string(services_.hotkeys.way()); }
     [[nodiscard]] std::optional<std::string> playingOn() const override {
-        return services_.engine.currentOutputDeviceUid();
+        return services_.engine.activeOutputDeviceUid();
     }
     void previewSet(const std::string& id) override { sets_.preview(id); }
     void resetStats() override;
@@ -84,7 +84,8 @@ class AppModel final : public AppState {
     /// Silences the engine while the sound is off or the program sleeps.
     void applyMute();
     void loadSelectedSet() { sets_.loadSelected(); }
-    /// Moves the engine to the chosen device. One that cannot be used is forgotten.
+    /// Asks the engine to play on the chosen device. Returns at once; one that cannot be used is forgotten
+    /// later.
     void applyOutputDevice();
     /// Looks again whether a muted application is in front.
     void reevaluateFrontmost();
@@ -100,7 +101,10 @@ class AppModel final : public AppState {
     void restore();
     /// Applies the restored settings whose turn it is.
     void apply(AtStart turn);
+    /// Asks the engine to start. Returns at once.
     void startEngine();
+    /// Tells a failure on the main thread.
+    [[nodiscard]] OutputReport onFailure(std::function<void(const std::string& failure)> tell);
     void makeTap();
     void startTap();
     void requireAccess();
@@ -111,8 +115,8 @@ class AppModel final : public AppState {
     void statsTick();
 
     void updateSleeping();
-    void listOutputDevices();
-    void outputDevicesChanged();
+    void listOutputDevices(const std::vector<AudioOutputDevice>& devices);
+    void outputDevicesChanged(const std::vector<AudioOutputDevice>& devices);
 
     AppServices services_;
     Lifetime lifetime_;

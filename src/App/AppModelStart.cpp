@@ -22,7 +22,6 @@ void AppModel::bootstrap() {
     apply(AtStart::afterEngine);
     applyMute();
     applyOutputDevice();
-    listOutputDevices();
     sets_.start();
     makeTap();
     store(live_.keysPressed, stats_->count(), &AppState::keysPressedChanged);

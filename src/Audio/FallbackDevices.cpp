@@ -33,7 +33,11 @@ const AudioDevices* FallbackDevices::ownerOf(AudioDeviceId device) const {
 
 std::vector<AudioDeviceId> FallbackDevices::deviceIds() const {
     const std::size_t rank = wantedRank_();
-    std::vector<AudioDeviceId> ids = devicesAt_(rank)->deviceIds();
+    const AudioDevices* const devices = devicesAt_(rank);
+    if (devices == nullptr) {
+        return {};
+    }
+    std::vector<AudioDeviceId> ids = devices->deviceIds();
     std::transform(ids.begin(), ids.end(), ids.begin(),
                    [&](AudioDeviceId own) { return numbered(rank, own); });
     std::erase(ids, AudioDeviceId{0});
@@ -67,7 +71,8 @@ std::optional<std::uint32_t> FallbackDevices::safetyOffsetFrames(AudioDeviceId d
 
 std::optional<AudioDeviceId> FallbackDevices::defaultOutputDevice() const {
     const std::size_t rank = wantedRank_();
-    const auto own = devicesAt_(rank)->defaultOutputDevice();
+    const AudioDevices* const devices = devicesAt_(rank);
+    const auto own = devices != nullptr ? devices->defaultOutputDevice() : std::nullopt;
     return own ? std::optional(numbered(rank, *own)) : std::nullopt;
 }
 

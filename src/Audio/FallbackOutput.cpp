@@ -8,36 +8,12 @@
 
 namespace keysong {
 
-struct FallbackOutput::Gate {
-    explicit Gate(FallbackOutput* target) : output(target) {}
+namespace {
 
-    /// Any thread, the back ends' locks held.
-    void changed(std::size_t rank) KEYSONG_EXCLUDES(mutex) {
-        const MutexLock lock(mutex);
-        if (output != nullptr) {
-            output->queue_->async([output = output, rank] { output->review(rank); });
-        }
-    }
-    void listChanged(std::size_t rank, DeviceListProperty property) KEYSONG_EXCLUDES(mutex);
-    void close() KEYSONG_EXCLUDES(mutex) {
-        const MutexLock lock(mutex);
-        output = nullptr;
-    }
+/// The rate, in Hz, that is named before there is a back end; every one has this rate so far.
+constexpr double usualRate = 48000;
 
-    Mutex mutex;
-    FallbackOutput* output KEYSONG_GUARDED_BY(mutex);
-};
-
-void FallbackOutput::Gate::listChanged(std::size_t rank, DeviceListProperty property) {
-    const MutexLock lock(mutex);
-    if (output != nullptr) {
-        output->queue_->async([output = output, rank, property] {
-            if (rank == output->wanted_) {
-                output->devices_.tell(property);
-            }
-        });
-    }
-}
+} // namespace
 
 std::vector<FallbackOutput::Factory> FallbackOutput::chosen(const std::vector<NamedOutput>& all,
                                                             const std::string& wish) {
@@ -56,26 +32,18 @@ std::vector<FallbackOutput::Factory> FallbackOutput::chosen(const std::vector<Na
 }
 
 FallbackOutput::FallbackOutput(std::vector<Factory> factories, std::unique_ptr<TaskQueue> queue)
-    : devices_([this] { return wanted_.load(); },
+    : factories_(std::move(factories)), backEnds_(factories_.size()),
+      devices_([this] { return wanted_.load(); },
                [this](std::size_t rank) -> const AudioDevices* {
-                   const MutexLock lock(mutex_);
-                   AudioOutput* output = rank < backEnds_.size() ? backEnds_[rank].output.get() : nullptr;
+                   AudioOutput* output = at(rank);
                    return output != nullptr ? &output->devices() : nullptr;
                }),
-      gate_(std::make_shared<Gate>(this)), queue_(std::move(queue)) {
-    const MutexLock lock(mutex_);
-    for (Factory& factory : factories) {
-        backEnds_.push_back({std::move(factory), nullptr, Readiness::absent});
-    }
-    // A server without a device is most likely about to find one.
-    wanted_ = firstAtLeast(Readiness::preparing);
-    active_ = wanted_.load();
-    log.notice("sound output %{public}s", backEnds_[wanted_].output->backendName());
-    waitForWanted();
+      queue_(std::move(queue)) {
+    queue_->async([this] { choose(); });
 }
 
 FallbackOutput::~FallbackOutput() {
-    gate_->close();
+    lifetime_.end();
     queue_.reset();
     const MutexLock lock(mutex_);
     for (const BackEnd& backEnd : backEnds_) {
@@ -85,45 +53,98 @@ FallbackOutput::~FallbackOutput() {
     }
 }
 
+void FallbackOutput::choose() {
+    if (wanted_ != nobody) {
+        return; // nobody waits for a lower back end that is being made
+    }
+    const MutexLock making(makeMutex_);
+    if (wanted_ != nobody) {
+        return;
+    }
+    // A server without a device is most likely about to find one.
+    const std::size_t rank = firstAtLeast(Readiness::preparing);
+    if (rank == nobody) {
+        return;
+    }
+    {
+        const MutexLock lock(mutex_);
+        active_ = rank;
+        wanted_ = rank;
+        waitForWanted();
+    }
+    log.notice("sound output %{public}s", at(rank)->backendName());
+    queue_->async([this, rank] {
+        for (std::size_t better = 0; better < rank; ++better) {
+            review(better); // it may have come while the others were made
+        }
+        devices_.tell(DeviceListProperty::defaultOutputDevice);
+        devices_.tell(DeviceListProperty::devices);
+    });
+}
+
 AudioOutput* FallbackOutput::made(std::size_t rank) {
-    BackEnd& backEnd = backEnds_[rank];
-    if (backEnd.output != nullptr || backEnd.factory == nullptr) {
-        return backEnd.output.get();
+    const Factory factory = std::exchange(factories_[rank], nullptr);
+    if (factory != nullptr) {
+        try {
+            takeIn(rank, factory());
+        } catch (const AudioOutputError& error) {
+            log.error("a sound output is not available: %{public}s", error.what());
+        }
     }
-    try {
-        backEnd.output = std::exchange(backEnd.factory, nullptr)();
-    } catch (const AudioOutputError& error) {
-        log.error("a sound output is not available: %{public}s", error.what());
-        return nullptr;
-    }
-    AudioOutput& output = *backEnd.output;
-    output.setRenderer(renderer_);
-    output.setConfigurationChangeHandler([gate = gate_, rank] { gate->changed(rank); });
+    return at(rank);
+}
+
+void FallbackOutput::takeIn(std::size_t rank, std::unique_ptr<AudioOutput> made) {
+    AudioOutput& output = *made;
+    output.setConfigurationChangeHandler(
+        lifetime_.guarded([this, rank] { queue_->async([this, rank] { review(rank); }); }));
     for (const auto property : {DeviceListProperty::defaultOutputDevice, DeviceListProperty::devices}) {
         // Held by the back end alone, for as long as it lives.
         static_cast<void>(output.devices().addListener(
             property, std::make_shared<const AudioDevices::ChangeHandler>(
-                          [gate = gate_, rank, property] { gate->listChanged(rank, property); })));
+                          lifetime_.guarded([this, rank, property] { listChanged(rank, property); }))));
     }
-    backEnd.readiness = output.readiness();
-    return &output;
+    const Readiness readiness = output.readiness();
+    const MutexLock lock(mutex_);
+    output.setRenderer(renderer_);
+    backEnds_[rank] = {std::move(made), readiness};
 }
 
 std::size_t FallbackOutput::firstAtLeast(Readiness wished) {
-    for (std::size_t rank = 0; rank + 1 < backEnds_.size(); ++rank) {
-        if (made(rank) != nullptr && backEnds_[rank].readiness >= wished) {
+    std::size_t last = nobody;
+    for (std::size_t rank = 0; rank < factories_.size(); ++rank) {
+        if (made(rank) == nullptr) {
+            continue;
+        }
+        last = rank;
+        const MutexLock lock(mutex_);
+        if (backEnds_[rank].readiness >= wished) {
             return rank;
         }
     }
-    if (made(backEnds_.size() - 1) == nullptr) {
-        throw AudioOutputError("there is no sound output");
-    }
-    return backEnds_.size() - 1;
+    return last;
 }
 
-AudioOutput& FallbackOutput::at(std::size_t rank) const {
+AudioOutput* FallbackOutput::at(std::size_t rank) const {
     const MutexLock lock(mutex_);
-    return *backEnds_[rank].output;
+    return rank < backEnds_.size() ? backEnds_[rank].output.get() : nullptr;
+}
+
+AudioOutput& FallbackOutput::activeOrFirst() {
+    choose();
+    AudioOutput* const output = active();
+    if (output == nullptr) {
+        throw AudioOutputError("there is no sound output");
+    }
+    return *output;
+}
+
+void FallbackOutput::listChanged(std::size_t rank, DeviceListProperty property) {
+    queue_->async([this, rank, property] {
+        if (rank == wanted_) {
+            devices_.tell(property);
+        }
+    });
 }
 
 void FallbackOutput::waitForWanted() {
@@ -138,13 +159,17 @@ void FallbackOutput::waitForWanted() {
 }
 
 void FallbackOutput::review(std::size_t rank) {
-    const Readiness now = at(rank).readiness();
+    const AudioOutput* const output = at(rank);
+    if (output == nullptr) {
+        return; // its readiness is asked when it is taken in
+    }
+    const Readiness now = output->readiness();
     bool better = false;
     {
         const MutexLock lock(mutex_);
         const Readiness before = std::exchange(backEnds_[rank].readiness, now);
         // One that was given up for lack of a device gets no second chance for its mere presence.
-        better = rank < wanted_ &&
+        better = wanted_ != nobody && rank < wanted_ &&
                  (now == Readiness::ready || (before == Readiness::absent && now == Readiness::preparing));
     }
     if (better) {
@@ -161,12 +186,15 @@ void FallbackOutput::review(std::size_t rank) {
 }
 
 void FallbackOutput::giveUp(std::uint64_t absence) {
-    std::size_t rank = 0;
     {
         const MutexLock lock(mutex_);
         if (absences_ != absence) {
             return;
         }
+    }
+    std::size_t rank = 0;
+    {
+        const MutexLock making(makeMutex_);
         rank = firstAtLeast(Readiness::ready);
     }
     moveTo(rank);
@@ -176,10 +204,9 @@ void FallbackOutput::moveTo(std::size_t rank) {
     if (rank == wanted_) {
         return;
     }
-    const char* name = at(rank).backendName();
     if (rank < wanted_) {
         const MutexLock control(controlMutex_);
-        active().stop();
+        active()->stop();
     }
     {
         const MutexLock lock(mutex_);
@@ -187,7 +214,7 @@ void FallbackOutput::moveTo(std::size_t rank) {
         absences_ += absences_ % 2; // the absence was another's
         waitForWanted();
     }
-    log.notice("sound output %{public}s", name);
+    log.notice("sound output %{public}s", at(rank)->backendName());
     devices_.tell(DeviceListProperty::defaultOutputDevice);
     devices_.tell(DeviceListProperty::devices);
     reportChange();
@@ -205,7 +232,8 @@ void FallbackOutput::reportChange() {
 }
 
 const char* FallbackOutput::backendName() const noexcept {
-    return active().backendName();
+    const AudioOutput* const output = active();
+    return output != nullptr ? output->backendName() : "none";
 }
 
 void FallbackOutput::setRenderer(AudioRenderer* renderer) {
@@ -221,42 +249,48 @@ void FallbackOutput::setRenderer(AudioRenderer* renderer) {
 
 std::int32_t FallbackOutput::requestBufferFrames(std::uint32_t frames) {
     const MutexLock control(controlMutex_);
-    return active().requestBufferFrames(frames);
+    return activeOrFirst().requestBufferFrames(frames);
 }
 
 std::optional<std::uint32_t> FallbackOutput::bufferFrames() const {
-    return active().bufferFrames();
+    const AudioOutput* const output = active();
+    return output != nullptr ? output->bufferFrames() : std::nullopt;
 }
 
 double FallbackOutput::sampleRate() const {
-    return active().sampleRate();
+    const AudioOutput* const output = active();
+    return output != nullptr ? output->sampleRate() : usualRate;
 }
 
 void FallbackOutput::start() {
     const MutexLock control(controlMutex_);
-    active().start();
+    activeOrFirst().start();
 }
 
 void FallbackOutput::stop() noexcept {
     const MutexLock control(controlMutex_);
-    active().stop();
+    if (AudioOutput* const output = active()) {
+        output->stop();
+    }
 }
 
 Readiness FallbackOutput::readiness() const {
-    return wanted().readiness();
+    const AudioOutput* const output = at(wanted_);
+    return output != nullptr ? output->readiness() : Readiness::absent;
 }
 
 bool FallbackOutput::isRunning() const noexcept {
-    return active().isRunning();
+    const AudioOutput* const output = active();
+    return output != nullptr && output->isRunning();
 }
 
 std::int32_t FallbackOutput::setDevice(AudioDeviceId device) {
     const MutexLock control(controlMutex_);
     const auto rank = FallbackDevices::rankOf(device);
-    if (rank != wanted_) {
+    if (!rank || rank != wanted_) {
         return ENODEV;
     }
-    const std::int32_t status = at(*rank).setDevice(FallbackDevices::ownNumber(device));
+    const std::int32_t status = at(*rank)->setDevice(FallbackDevices::ownNumber(device));
     if (status == 0) {
         active_ = *rank;
     }
@@ -265,7 +299,8 @@ std::int32_t FallbackOutput::setDevice(AudioDeviceId device) {
 
 std::optional<AudioDeviceId> FallbackOutput::currentDevice() const {
     const std::size_t rank = active_;
-    const auto own = at(rank).currentDevice();
+    const AudioOutput* const output = at(rank);
+    const auto own = output != nullptr ? output->currentDevice() : std::nullopt;
     return own ? std::optional(FallbackDevices::numbered(rank, *own)) : std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Audio/FallbackDevices.h"
 #include "Platform/AudioOutput.h"
+#include "Shared/Lifetime.h"
 #include "Shared/Mutex.h"
 #include "Shared/TaskQueue.h"
 
@@ -23,6 +24,10 @@ namespace keysong {
 /// that crashed is mostly back within a second; then a lower one stands in. Either way the change is
 /// reported like one inside a back end, and the caller's next look-up of devices leads to the new one.
 /// Lower back ends are made when they are needed first.
+///
+/// Making a back end may take as long as a sound server is given to answer. It begins on the queue as soon as
+/// this object is there; the first control operation waits for it. Until then there is no device, and nothing
+/// else waits.
 class FallbackOutput final : public AudioOutput {
   public:
     /// Makes a back end, stopped, never null. Throws `AudioOutputError` when it cannot be had in this
@@ -36,13 +41,14 @@ class FallbackOutput final : public AudioOutput {
     [[nodiscard]] static std::vector<Factory> chosen(const std::vector<NamedOutput>& all,
                                                      const std::string& wish);
 
-    /// At most 15 factories, the best first; the last must give a back end. `queue` is this output's alone:
-    /// the back ends' reports are looked into there. Logs the choice, here and on each change. Throws
-    /// `AudioOutputError` when no back end can be had.
+    /// At most 15 factories, the best first. `queue` is this output's alone: back ends are made and their
+    /// reports are looked into there. Returns at once. Logs the choice when it is made, and each change.
+    /// Where no back end can be had, control operations throw `AudioOutputError`.
     FallbackOutput(std::vector<Factory> factories, std::unique_ptr<TaskQueue> queue);
     /// The output is stopped.
     ~FallbackOutput() override;
 
+    /// "none" until a back end is chosen.
     [[nodiscard]] const char* backendName() const noexcept override;
     void setRenderer(AudioRenderer* renderer) override;
     std::int32_t requestBufferFrames(std::uint32_t frames) override;
@@ -60,24 +66,30 @@ class FallbackOutput final : public AudioOutput {
     [[nodiscard]] AudioDevices& devices() override;
 
   private:
-    /// What the back ends' handlers hold, which may be called a moment longer than this lives.
-    struct Gate;
+    /// The rank of no back end.
+    static constexpr std::size_t nobody = static_cast<std::size_t>(-1);
+
     struct BackEnd {
-        Factory factory;
         std::unique_ptr<AudioOutput> output;
         Readiness readiness = Readiness::absent;
     };
 
+    /// Chooses the first back end, unless that was done.
+    void choose() KEYSONG_EXCLUDES(makeMutex_, mutex_);
     /// The back end at a rank, made now if it was not; null when it cannot be had.
-    AudioOutput* made(std::size_t rank) KEYSONG_REQUIRES(mutex_);
-    /// The first rank that is at least so far; the last one if none is.
-    [[nodiscard]] std::size_t firstAtLeast(Readiness wished) KEYSONG_REQUIRES(mutex_);
-    /// A back end that was made.
-    [[nodiscard]] AudioOutput& at(std::size_t rank) const KEYSONG_EXCLUDES(mutex_);
-    /// The back end that plays or will.
-    [[nodiscard]] AudioOutput& active() const { return at(active_); }
-    /// The back end whose devices count.
-    [[nodiscard]] AudioOutput& wanted() const { return at(wanted_); }
+    AudioOutput* made(std::size_t rank) KEYSONG_REQUIRES(makeMutex_) KEYSONG_EXCLUDES(mutex_);
+    /// Gives a back end that was just made what belongs to it, and takes it in.
+    void takeIn(std::size_t rank, std::unique_ptr<AudioOutput> made) KEYSONG_EXCLUDES(mutex_);
+    /// The first rank that is at least so far; the last one that can be had if none is; or nobody.
+    [[nodiscard]] std::size_t firstAtLeast(Readiness wished) KEYSONG_REQUIRES(makeMutex_)
+        KEYSONG_EXCLUDES(mutex_);
+    /// A back end; null when it was not made.
+    [[nodiscard]] AudioOutput* at(std::size_t rank) const KEYSONG_EXCLUDES(mutex_);
+    /// The back end that plays or will; null before there is one.
+    [[nodiscard]] AudioOutput* active() const { return at(active_); }
+    /// The same, chosen now if need be. Throws `AudioOutputError` when there is none.
+    [[nodiscard]] AudioOutput& activeOrFirst() KEYSONG_REQUIRES(controlMutex_);
+    void listChanged(std::size_t rank, DeviceListProperty property);
     /// On the queue: something changed in the back end of this rank.
     void review(std::size_t rank) KEYSONG_EXCLUDES(mutex_);
     /// On the queue: lets a lower back end stand in, if the wanted one is still away since then.
@@ -87,23 +99,29 @@ class FallbackOutput final : public AudioOutput {
     void moveTo(std::size_t rank) KEYSONG_EXCLUDES(mutex_);
     void reportChange() KEYSONG_EXCLUDES(mutex_);
 
-    /// Held over control operations of the back ends. Taken before `mutex_`.
+    // The mutexes are taken in this order.
+    /// Held over control operations of the back ends.
     mutable Mutex controlMutex_;
+    /// Held while back ends are made, which takes long.
+    Mutex makeMutex_;
     mutable Mutex mutex_;
-    /// Never grows; an output that came stays.
+    /// Empty once its back end was made or could not be.
+    std::vector<Factory> factories_ KEYSONG_GUARDED_BY(makeMutex_);
+    /// As many as factories; an output that came stays.
     std::vector<BackEnd> backEnds_ KEYSONG_GUARDED_BY(mutex_);
     AudioRenderer* renderer_ KEYSONG_GUARDED_BY(mutex_) = nullptr;
     /// Counts the times that the wanted back end lost or found its device; odd while it has none.
     std::uint64_t absences_ KEYSONG_GUARDED_BY(mutex_) = 0;
     std::function<void()> configurationChanged_ KEYSONG_GUARDED_BY(mutex_);
-    /// Changed on the queue alone.
-    std::atomic<std::size_t> wanted_ = 0;
-    /// Changed under the control mutex alone.
-    std::atomic<std::size_t> active_ = 0;
+    /// Changed on the queue, and when the first back end is chosen.
+    std::atomic<std::size_t> wanted_ = nobody;
+    /// Changed under the control mutex, and when the first back end is chosen.
+    std::atomic<std::size_t> active_ = nobody;
 
     FallbackDevices devices_;
-    std::shared_ptr<Gate> gate_;
     std::unique_ptr<TaskQueue> queue_;
+    /// For the back ends' handlers, which may be called a moment longer than this lives.
+    Lifetime lifetime_;
 };
 
 } // namespace keysong

@@ -1,46 +1,26 @@
 #include "Audio/ListenerToken.h"
 
 #include "Shared/Log.h"
-#include "Shared/Mutex.h"
 #include "Shared/SerialQueue.h"
 
+#include <atomic>
 #include <utility>
 
 namespace keysong {
 
-/// The notices of one property, on their way from the devices' thread to the token's queue. At most one of
-/// them waits there: whoever looks after it looks at the newest state anyway.
-class ListenerToken::Notices : public std::enable_shared_from_this<Notices> {
-  public:
-    Notices(TaskQueue& queue, ChangeHandler onChange) : queue_(&queue), onChange_(std::move(onChange)) {}
+/// The news of one property. At most one notice of it waits in the queue: whoever looks after that one looks
+/// at the newest state anyway.
+struct ListenerToken::News {
+    explicit News(ChangeHandler handler) : onChange(std::move(handler)) {}
 
-    /// Any thread.
-    void add() KEYSONG_EXCLUDES(mutex_) {
-        const MutexLock lock(mutex_);
-        if (queue_ != nullptr && !std::exchange(waiting_, true)) {
-            queue_->async([notices = shared_from_this()] { notices->pass(); });
-        }
-    }
-    void close() KEYSONG_EXCLUDES(mutex_) {
-        const MutexLock lock(mutex_);
-        queue_ = nullptr;
+    void tell() {
+        // First: what comes from now on may not be seen by the handler and asks for another call.
+        waiting = false;
+        onChange();
     }
 
-  private:
-    /// On the queue.
-    void pass() KEYSONG_EXCLUDES(mutex_) {
-        {
-            // First: what comes from now on may not have been seen by the handler and asks for another call.
-            const MutexLock lock(mutex_);
-            waiting_ = false;
-        }
-        onChange_();
-    }
-
-    Mutex mutex_;
-    TaskQueue* queue_ KEYSONG_GUARDED_BY(mutex_);
-    bool waiting_ KEYSONG_GUARDED_BY(mutex_) = false;
-    const ChangeHandler onChange_;
+    const ChangeHandler onChange;
+    std::atomic<bool> waiting = false;
 };
 
 ListenerToken::ListenerToken(AudioDevices& devices, Threads& threads,
@@ -55,24 +35,34 @@ ListenerToken::ListenerToken(AudioDevices& devices, std::unique_ptr<TaskQueue> q
                              const std::vector<DeviceListProperty>& selectors, const ChangeHandler& onChange)
     : devices_(devices), queue_(std::move(queue)) {
     for (const DeviceListProperty selector : selectors) {
-        auto notices = std::make_shared<Notices>(*queue_, onChange);
-        auto block = std::make_shared<const ChangeHandler>([notices] { notices->add(); });
+        auto block = std::make_shared<const ChangeHandler>(
+            lifetime_.guarded([this, news = std::make_shared<News>(onChange)] { pass(news); }));
         const std::int32_t status = devices_.addListener(selector, block);
         if (status != 0) {
             log.error("device listener %{public}u failed: %{public}d", static_cast<std::uint32_t>(selector),
                       status);
             continue;
         }
-        registrations_.push_back({selector, std::move(block), std::move(notices)});
+        registrations_.push_back({selector, std::move(block)});
     }
 }
 
 ListenerToken::~ListenerToken() {
     for (const Registration& registration : registrations_) {
         devices_.removeListener(registration.selector, registration.block);
-        registration.notices->close();
     }
+    lifetime_.end();
     queue_.reset();
+}
+
+void ListenerToken::pass(const std::shared_ptr<News>& news) {
+    if (!news->waiting.exchange(true)) {
+        queue_->async([news] { news->tell(); });
+    }
+}
+
+void ListenerToken::look(const ChangeHandler& handler) {
+    queue_->async(handler);
 }
 
 } // namespace keysong

@@ -2,6 +2,7 @@
 
 #include "Platform/AudioOutput.h"
 #include "Platform/Threads.h"
+#include "Shared/Lifetime.h"
 #include "Shared/TaskQueue.h"
 
 #include <functional>
@@ -29,21 +30,25 @@ class ListenerToken {
                   const std::vector<DeviceListProperty>& selectors, const ChangeHandler& onChange);
     /// Waits for a call under way.
     ~ListenerToken();
+    /// Calls a handler once on the token's queue, for a first look at the devices. Returns at once.
+    void look(const ChangeHandler& handler);
     ListenerToken(const ListenerToken&) = delete;
     ListenerToken& operator=(const ListenerToken&) = delete;
 
   private:
-    class Notices;
+    struct News;
     struct Registration {
         DeviceListProperty selector{};
         std::shared_ptr<const ChangeHandler> block;
-        /// What the block holds: it may be called once more while it is being removed.
-        std::shared_ptr<Notices> notices;
     };
+
+    /// A thread of the devices.
+    void pass(const std::shared_ptr<News>& news);
 
     AudioDevices& devices_;
     std::vector<Registration> registrations_;
     std::unique_ptr<TaskQueue> queue_;
+    Lifetime lifetime_;
 };
 
 } // namespace keysong

@@ -43,25 +43,6 @@ void logPlay(const SoundEvent& event, const Hit& hit) {
 
 } // namespace
 
-/// What the output's callback holds. The callback may outlive its removal by a moment, the engine not.
-struct SoundEngine::ConfigurationListener {
-    explicit ConfigurationListener(SoundEngine* listening) : engine(listening) {}
-
-    void configurationChanged() KEYSONG_EXCLUDES(mutex) {
-        const MutexLock lock(mutex);
-        if (engine != nullptr) {
-            engine->recover();
-        }
-    }
-    void close() KEYSONG_EXCLUDES(mutex) {
-        const MutexLock lock(mutex);
-        engine = nullptr;
-    }
-
-    Mutex mutex;
-    SoundEngine* engine KEYSONG_GUARDED_BY(mutex);
-};
-
 SoundEngine::SoundEngine(AudioOutput& output, const Clock& clock, Threads& threads,
                          const RandomSource& random)
     : SoundEngine(output,
@@ -74,14 +55,13 @@ SoundEngine::SoundEngine(AudioOutput& output, const Clock& clock, Threads& threa
 
 SoundEngine::SoundEngine(AudioOutput& output, SoundEngineServices services, const RandomSource& random)
     : output_(output), clock_(services.clock), sleep_(std::move(services.sleep)), random_(random),
-      mixer_(VoiceLanes::pans()), listener_(std::make_shared<ConfigurationListener>(this)),
-      control_(std::move(services.control)) {
+      mixer_(VoiceLanes::pans()), control_(std::move(services.control)) {
     output_.setRenderer(&mixer_);
-    output_.setConfigurationChangeHandler([listener = listener_] { listener->configurationChanged(); });
+    output_.setConfigurationChangeHandler(lifetime_.guarded([this] { recover(); }));
 }
 
 SoundEngine::~SoundEngine() {
-    listener_->close();
+    lifetime_.end();
     control_.reset();
     output_.setConfigurationChangeHandler({});
     output_.stop();
@@ -155,11 +135,10 @@ void SoundEngine::releaseRetiredSets() {
 
 void SoundEngine::setVolume(float volume) {
     const float limited = volume > 0.0F ? std::min(volume, 1.0F) : 0.0F;
-    {
-        const MutexLock lock(mutex_);
-        state_.volume = limited;
-    }
-    control_->async([this, limited] { mixer_.setMasterVolume(limited); });
+    // The mixer under the lock too: of two threads, the one that is noted last is heard.
+    const MutexLock lock(mutex_);
+    state_.volume = limited;
+    mixer_.setMasterVolume(limited);
 }
 
 float SoundEngine::volume() const {
@@ -194,15 +173,12 @@ std::shared_ptr<const SoundSet> SoundEngine::set() const {
 
 void SoundEngine::setTone(float tone) {
     const float limited = ToneControl::clamped(tone);
-    {
-        const MutexLock lock(mutex_);
-        state_.tone = limited;
-    }
-    control_->async([this, gains = ToneControl::shelves(limited)] {
-        mixer_.setLowShelfGain(gains.low);
-        mixer_.setHighShelfGain(gains.high);
-        mixer_.setMakeupGain(gains.makeup);
-    });
+    const auto gains = ToneControl::shelves(limited);
+    const MutexLock lock(mutex_);
+    state_.tone = limited;
+    mixer_.setLowShelfGain(gains.low);
+    mixer_.setHighShelfGain(gains.high);
+    mixer_.setMakeupGain(gains.makeup);
 }
 
 float SoundEngine::tone() const {
@@ -223,10 +199,8 @@ float SoundEngine::body() const {
     return state_.body;
 }
 
-ShelfReading SoundEngine::shelfGainsForTest() {
-    ShelfReading reading;
-    control_->sync([&] { reading = {mixer_.lowShelfGain(), mixer_.highShelfGain(), false}; });
-    return reading;
+ShelfReading SoundEngine::shelfGainsForTest() const {
+    return {mixer_.lowShelfGain(), mixer_.highShelfGain(), false};
 }
 
 EngineState SoundEngine::snapshot() const {

@@ -2,15 +2,18 @@
 
 #include "Audio/EngineState.h"
 #include "Audio/Mixer.h"
+#include "Audio/OutputDecider.h"
 #include "Audio/RandomSource.h"
 #include "Audio/SoundSet.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/Clock.h"
 #include "Platform/Threads.h"
+#include "Shared/Lifetime.h"
 #include "Shared/Mutex.h"
 #include "Shared/SoundEvent.h"
 #include "Shared/TaskQueue.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -58,12 +61,20 @@ struct SoundEngineServices {
     std::function<void(std::chrono::nanoseconds)> sleep;
 };
 
+/// Told, on the control queue, what came of a request: nothing when it is done, otherwise the text of the
+/// failure.
+using OutputReport = std::function<void(const std::optional<std::string>& failure)>;
+
 /// Turns each event into one sample that starts playing at once.
 ///
 /// A fixed mixer of sixteen voices feeds one output. Any thread but the render thread may call any
-/// operation, `play` included. `start`, `setOutputDevice`, `currentOutputDeviceUid` and
-/// `shelfGainsForTest` wait for the control queue and must not be called from it. Once started the engine
-/// runs until it is destroyed, apart from the short stops of a device switch.
+/// operation, `play` included. Once started the engine runs until it is destroyed, apart from the short stops
+/// of a device switch.
+///
+/// Work on the output can take as long as a sound server takes to answer. It runs on the control queue.
+/// `requestStart` and `requestOutputDevice` return at once. `start`, `setOutputDevice` and
+/// `currentOutputDeviceUid` wait for the queue: they must not be called from it, nor from a thread that the
+/// user waits for.
 class SoundEngine {
   public:
     /// The layout into which every sound set is decoded, so that a hit needs no conversion.
@@ -83,6 +94,8 @@ class SoundEngine {
     /// Starts the output; does nothing when running. Throws `AudioOutputError`; the engine then stays
     /// silent and may be started again.
     void start();
+    /// As `start`, later: returns at once.
+    void requestStart(OutputReport done);
 
     /// Makes `set` the one that hits are taken from. Sounds of the old set play to their end; it is
     /// released after the last of them. Not on the event-tap thread.
@@ -92,7 +105,7 @@ class SoundEngine {
     /// control queue; holds a lock for a few fields. Real-time safe but for that lock.
     void play(const SoundEvent& event);
 
-    /// Master volume, limited to 0...1. Returns before it is applied.
+    /// Master volume, limited to 0...1. What sounds follows within 10 ms.
     void setVolume(float volume);
     [[nodiscard]] float volume() const;
     /// The four switches take effect with the next `play`; what sounds already is not cut.
@@ -103,21 +116,26 @@ class SoundEngine {
     /// The loaded set; null when none is.
     [[nodiscard]] std::shared_ptr<const SoundSet> set() const;
 
-    /// -1 (deep) to 1 (sharp), limited to that. Returns before it is applied.
+    /// -1 (deep) to 1 (sharp), limited to that. What sounds follows within 20 ms.
     void setTone(float tone);
     [[nodiscard]] float tone() const;
     /// -1 (low and slow) to 1 (high and fast), limited to that. Applies from the next hit on.
     void setBody(float body);
     [[nodiscard]] float body() const;
     /// The tone stage after every change made so far.
-    [[nodiscard]] ShelfReading shelfGainsForTest();
+    [[nodiscard]] ShelfReading shelfGainsForTest() const;
 
     /// Plays through the device with this UID, or without one through the system's default. `rebuild`
     /// restarts the output even if it is there already. Throws `SoundEngineError`, or `AudioOutputError`
     /// when the output starts neither with the tone stage nor without.
     void setOutputDevice(const std::optional<std::string>& uid, bool rebuild);
-    /// The UID of the device in use, none when unknown.
+    /// As `setOutputDevice` without a rebuild, later: returns at once. Of several requests only the newest is
+    /// carried out; the others are dropped without a report.
+    void requestOutputDevice(const std::optional<std::string>& uid, OutputReport done);
+    /// The UID of the device in use, asked of the output if need be; none when unknown.
     [[nodiscard]] std::optional<std::string> currentOutputDeviceUid();
+    /// The UID of the device that the output was last started on, none before that. Never waits.
+    [[nodiscard]] std::optional<std::string> activeOutputDeviceUid() const;
     /// Puts the output back where it belongs 0.3 s after the last of a burst of calls.
     void recover();
 
@@ -129,8 +147,19 @@ class SoundEngine {
 
   private:
     friend struct SoundEngineTestPeer;
-    struct ConfigurationListener;
+    /// Where the output should be, and how things stand.
+    struct Target {
+        std::optional<AudioDeviceId> device;
+        OutputSituation situation;
+    };
 
+    /// Runs the operation and tells what came of it. Control queue, as are the next three.
+    static void report(const OutputReport& done, const std::function<void()>& operation);
+    [[nodiscard]] Target look(OutputEvent event, const std::optional<std::string>& choice) const;
+    /// Looks, decides and acts. Throws `SoundEngineError` and `AudioOutputError`.
+    void settleOutput(OutputEvent event, const std::optional<std::string>& choice);
+    /// Lets the running output belong where it is.
+    void keepOn(AudioDeviceId target);
     /// Whether the output plays and hits reach it. Control queue.
     [[nodiscard]] bool outputRuns() const;
     /// Asks for the period length, logging a refusal. Control queue.
@@ -148,7 +177,6 @@ class SoundEngine {
     /// Throws the first failure, an `AudioOutputError`, when the output starts neither way.
     void startWithOrWithoutTone();
     void drainScheduling();
-    void performRecover();
 
     /// Releases the replaced sets that nothing sounds from any more; comes back on the control queue
     /// while one remains.
@@ -167,7 +195,11 @@ class SoundEngine {
     std::vector<std::shared_ptr<LoadedSet>> retired_ KEYSONG_GUARDED_BY(retiredMutex_);
     bool releasePending_ KEYSONG_GUARDED_BY(retiredMutex_) = false;
 
-    std::shared_ptr<ConfigurationListener> listener_;
+    /// Counts the user's wishes; only the newest is carried out.
+    std::atomic<std::uint64_t> wishes_ = 0;
+
+    /// For the output's callback, which may come a moment after it was taken back.
+    Lifetime lifetime_;
     /// Last, so that its tasks see a whole engine.
     std::unique_ptr<TaskQueue> control_;
 };

@@ -1,5 +1,5 @@
 // The part of the engine that starts the output and keeps it on the right device. All of it runs on the
-// control queue, but for the requests that put it there.
+// control queue, except for the requests that put it there. What to do is decided in `OutputDecider` alone.
 
 #include "Audio/OutputDevices.h"
 #include "Audio/SoundEngine.h"
@@ -36,14 +36,101 @@ SoundEngineError SoundEngineError::noOutputDevice() {
 }
 
 void SoundEngine::start() {
-    control_->sync([this] {
-        if (snapshot().running) {
-            return;
+    control_->sync([this] { settleOutput(OutputEvent::start, snapshot().selectedUid); });
+}
+
+void SoundEngine::requestStart(OutputReport done) {
+    control_->async([this, done = std::move(done)] {
+        report(done, [this] { settleOutput(OutputEvent::start, snapshot().selectedUid); });
+    });
+}
+
+void SoundEngine::setOutputDevice(const std::optional<std::string>& uid, bool rebuild) {
+    ++wishes_;
+    control_->sync([&] { settleOutput(rebuild ? OutputEvent::rebuild : OutputEvent::wish, uid); });
+}
+
+void SoundEngine::requestOutputDevice(const std::optional<std::string>& uid, OutputReport done) {
+    control_->async([this, uid, wish = ++wishes_, done = std::move(done)] {
+        if (wishes_ == wish) {
+            report(done, [&] { settleOutput(OutputEvent::wish, uid); });
         }
+    });
+}
+
+void SoundEngine::report(const OutputReport& done, const std::function<void()>& operation) {
+    std::optional<std::string> failure;
+    try {
+        operation();
+    } catch (const std::runtime_error& error) {
+        failure = error.what();
+    }
+    done(failure);
+}
+
+SoundEngine::Target SoundEngine::look(OutputEvent event, const std::optional<std::string>& choice) const {
+    const AudioDevices& devices = output_.devices();
+    const auto chosen = choice ? OutputDevices::deviceIdForUid(devices, *choice) : std::nullopt;
+    const auto standard = OutputDevices::defaultDeviceId(devices);
+    Target target;
+    target.device = chosen ? chosen : standard;
+    target.situation.hasDefault = standard.has_value();
+    if (choice) {
+        target.situation.choice = chosen ? OutputChoice::present : OutputChoice::absent;
+    }
+    if (outputRuns()) {
+        // After a change of the system the engine's own note counts: the user may have moved the sound
+        // with the system's mixer since, and it stays there.
+        const bool there = event == OutputEvent::change ? uidOf(target.device) == snapshot().activeUid
+                                                        : currentDeviceId() == target.device;
+        target.situation.place = there ? OutputPlace::onTarget : OutputPlace::elsewhere;
+    }
+    return target;
+}
+
+void SoundEngine::settleOutput(OutputEvent event, const std::optional<std::string>& choice) {
+    const Target target = look(event, choice);
+    const OutputAction action = OutputDecider::decide(event, target.situation);
+    if (action == OutputAction::refuseDevice) {
+        throw SoundEngineError::deviceUnavailable(*choice);
+    }
+    if (action == OutputAction::refuseNothingThere) {
+        throw SoundEngineError::noOutputDevice();
+    }
+    {
+        const MutexLock lock(mutex_);
+        state_.selectedUid = choice;
+    }
+    switch (action) {
+    case OutputAction::startHere:
         applyBufferFrameSize();
         startOutput();
         finishStart(currentDeviceId());
-    });
+        break;
+    case OutputAction::keep:
+        keepOn(*target.device);
+        break;
+    case OutputAction::standIn:
+        log.notice("selected output device is gone, falling back to the system default");
+        retarget(*target.device);
+        break;
+    case OutputAction::move:
+        retarget(*target.device);
+        break;
+    case OutputAction::wait:
+        log.error("configuration change: no output device available");
+        break;
+    default:
+        break;
+    }
+}
+
+void SoundEngine::keepOn(AudioDeviceId target) {
+    // The system may have moved the output here by itself; from now on it belongs here.
+    output_.setDevice(target);
+    auto uid = uidOf(target);
+    const MutexLock lock(mutex_);
+    state_.activeUid.swap(uid);
 }
 
 void SoundEngine::startOutput() {
@@ -117,36 +204,17 @@ std::optional<std::string> SoundEngine::uidOf(std::optional<AudioDeviceId> devic
     return device ? output_.devices().uid(*device) : std::nullopt;
 }
 
+std::optional<std::string> SoundEngine::activeOutputDeviceUid() const {
+    const MutexLock lock(mutex_);
+    return state_.activeUid;
+}
+
 std::optional<std::string> SoundEngine::currentOutputDeviceUid() {
-    std::optional<std::string> uid = snapshot().activeUid;
+    std::optional<std::string> uid = activeOutputDeviceUid();
     if (!uid) {
         control_->sync([&] { uid = uidOf(currentDeviceId()); });
     }
     return uid;
-}
-
-void SoundEngine::setOutputDevice(const std::optional<std::string>& uid, bool rebuild) {
-    control_->sync([&] {
-        const AudioDevices& devices = output_.devices();
-        const auto target =
-            uid ? OutputDevices::deviceIdForUid(devices, *uid) : OutputDevices::defaultDeviceId(devices);
-        if (!target) {
-            throw uid ? SoundEngineError::deviceUnavailable(*uid) : SoundEngineError::noOutputDevice();
-        }
-        {
-            const MutexLock lock(mutex_);
-            state_.selectedUid = uid;
-        }
-        if (!rebuild && outputRuns() && currentDeviceId() == target) {
-            // The system may have moved the output here by itself; from now on it belongs here.
-            output_.setDevice(*target);
-            auto targetUid = uidOf(target);
-            const MutexLock lock(mutex_);
-            state_.activeUid.swap(targetUid);
-            return;
-        }
-        retarget(*target);
-    });
 }
 
 void SoundEngine::retarget(AudioDeviceId target) {
@@ -204,33 +272,15 @@ void SoundEngine::recover() {
         generation = ++state_.recoverGeneration;
     }
     control_->asyncAfter(recoverDelay, [this, generation] {
-        if (snapshot().recoverGeneration == generation) {
-            performRecover();
+        if (snapshot().recoverGeneration != generation) {
+            return;
+        }
+        try {
+            settleOutput(OutputEvent::change, snapshot().selectedUid);
+        } catch (const std::runtime_error& error) {
+            log.error("recover failed: %{public}s", error.what());
         }
     });
-}
-
-void SoundEngine::performRecover() {
-    const EngineState state = snapshot();
-    const AudioDevices& devices = output_.devices();
-    const auto selected =
-        state.selectedUid ? OutputDevices::deviceIdForUid(devices, *state.selectedUid) : std::nullopt;
-    const auto target = selected ? selected : OutputDevices::defaultDeviceId(devices);
-    if (!target) {
-        log.error("configuration change: no output device available");
-        return;
-    }
-    if (outputRuns() && uidOf(target) == state.activeUid) {
-        return;
-    }
-    if (state.selectedUid && !selected) {
-        log.notice("selected output device is gone, falling back to the system default");
-    }
-    try {
-        retarget(*target);
-    } catch (const std::runtime_error& error) {
-        log.error("recover failed: %{public}s", error.what());
-    }
 }
 
 } // namespace keysong

@@ -24,7 +24,7 @@ struct Machine {
 
     /// The best sound output of this machine, the built-in virtual one when there is no other.
     /// `KEYSONG_OUTPUT` ("pipewire", "alsa" or "virtual") leaves only one; another value is logged and leaves
-    /// all. Throws `AudioOutputError` when there is none at all.
+    /// all. Returns at once: which one it is shows when it starts, and none at all fails there.
     [[nodiscard]] std::unique_ptr<AudioOutput> makeOutput();
 };
 

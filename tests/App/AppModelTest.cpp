@@ -1,5 +1,8 @@
 #include "App/ModelFixture.h"
 #include "Input/EventTap.h"
+#include "fakes/GatedOutput.h"
+
+#include "Linux/System/MonotonicClock.h"
 
 namespace keysong::test {
 namespace {
@@ -22,6 +25,7 @@ TEST_F(AppModelTest, AFreshStartHasTheDefaultsAndStoresOnlyTheChosenSet) {
     EXPECT_FALSE(model->scrollSounds());
     EXPECT_THAT(model->mutedApps(), ElementsAre("us.zoom.xos", "com.microsoft.teams2", "com.apple.FaceTime"));
     EXPECT_TRUE(model->hasAccess());
+    settle();
     EXPECT_EQ(model->outputDevices().size(), 2U);
     EXPECT_EQ(windows.onboarding, 0);
     EXPECT_EQ(preferences->string("setID"), "alpha");
@@ -166,30 +170,90 @@ TEST_F(AppModelTest, AMissingSetIsReplacedByTheFirstAndNoSetIsSaidOnce) {
 
 TEST_F(AppModelTest, AnUnpluggedChoiceIsClearedAndNotTakenUpAgain) {
     model->bootstrap();
+    settle();
     model->setOutputDeviceUid("uid-b");
-    EXPECT_EQ(engine->snapshot().activeUid, "uid-b");
-    const auto changes = [&] {
-        // The token's queue is a thread of its own.
-        for (int i = 0; i < 200 && mainQueue.empty(); ++i) {
-            std::this_thread::sleep_for(milliseconds(5));
-        }
-        std::this_thread::sleep_for(milliseconds(20));
-        mainQueue.advance({});
-    };
+    settle();
+    EXPECT_EQ(model->playingOn(), "uid-b");
     const auto unplugged = output.unplug(2);
-    changes();
+    settle();
     EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
     EXPECT_FALSE(preferences->contains("outputUID"));
     EXPECT_EQ(model->outputDevices().size(), 1U);
     output.plug(*unplugged);
-    changes();
-    EXPECT_EQ(engine->snapshot().activeUid, "uid-a");
+    settle();
+    control->advance(milliseconds(300));
+    EXPECT_EQ(model->playingOn(), "uid-a");
     // A choice that cannot be had is cleared as well.
     model->setOutputDeviceUid("gone");
+    settle();
     EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("output device unavailable, using the system default: "
                             "output device gone is not attached"));
+}
+
+TEST_F(AppModelTest, ALateRefusalDoesNotClearANewerChoice) {
+    model->bootstrap();
+    settle();
+    model->setOutputDeviceUid("gone");
+    control->advance({}); // the refusal is on its way
+    model->setOutputDeviceUid("uid-b");
+    settle();
+    EXPECT_EQ(model->outputDeviceUid(), "uid-b");
+    EXPECT_EQ(model->playingOn(), "uid-b");
+    static_cast<void>(LogCapture::shared().takeErrors());
+}
+
+/// A model whose sound server stops answering when the gate is closed. The engine has its own thread.
+class StoppedServerTest : public ModelFixture {
+  public:
+    StoppedServerTest() {
+        model.reset();
+        engine = std::make_unique<SoundEngine>(gated, machineClock, threads, RandomSource(1));
+        usedDevices = &gated.devices();
+        makeModel();
+    }
+    ~StoppedServerTest() override {
+        gate.open();
+        model.reset();
+        engine.reset();
+    }
+
+    MonotonicClock machineClock;
+    Gate gate;
+    GatedOutput gated{output, gate};
+};
+
+TEST_F(StoppedServerTest, NothingOnTheMainThreadWaitsForIt) {
+    gate.close();
+    model->bootstrap();
+    EXPECT_TRUE(eventually([this] { return gate.isBlocking(); }));
+    model->setOutputDeviceUid("uid-b");
+    model->setOutputDeviceUid(std::nullopt);
+    model->setOutputDeviceUid("uid-b");
+    model->setVolume(0.25F);
+    model->setTone(-1);
+    EXPECT_EQ(model->playingOn(), std::nullopt);
+    EXPECT_TRUE(model->outputDevices().empty());
+    output.reportChange();
+    output.devices().plug({3, "uid-c", "Speakers C"});
+    mainQueue.advance(seconds(2));
+    EXPECT_FALSE(gate.wasForced()) << "the main thread waited until the gate gave in";
+
+    gate.open();
+    EXPECT_TRUE(eventually([this] {
+        mainQueue.advance({});
+        return model->playingOn() == "uid-b" && model->outputDevices().size() == 3;
+    }));
+    EXPECT_EQ(engine->volume(), 0.25F);
+    // Once more, with a server that stops while everything plays.
+    gate.close();
+    model->setOutputDeviceUid("uid-a");
+    EXPECT_TRUE(eventually([this] { return gate.isBlocking(); }));
+    EXPECT_EQ(model->playingOn(), "uid-b");
+    output.devices().unplug(3);
+    mainQueue.advance(seconds(2));
+    EXPECT_FALSE(gate.wasForced());
 }
 
 TEST_F(AppModelTest, OnlyTheLastPreviewIsPlayed) {

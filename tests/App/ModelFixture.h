@@ -8,6 +8,7 @@
 #include "fakes/FakePlaces.h"
 #include "fakes/ManualClock.h"
 #include "fakes/ManualQueue.h"
+#include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PlainThreads.h"
 #include "support/TestSets.h"
@@ -128,23 +129,32 @@ class ModelFixture : public testing::Test {
 
     /// A model as at a launch, with the preferences as they are.
     void makeModel() {
-        model = std::make_unique<AppModel>(AppServices{
-            *engine, output.devices(), input, threads, places, order, files, *preferences, migration,
-            loginItem, *usedHotkeys, frontmost, microphone, watcher, windows, mainQueue,
-            [this](std::function<void()> task) { background.push_back(std::move(task)); },
-            [this](const RawEvent&) { ++rawEvents; }});
+        model = std::make_unique<AppModel>(
+            AppServices{*engine, *usedDevices, input, threads, places, order, files, *preferences, migration,
+                        loginItem, *usedHotkeys, frontmost, microphone, watcher, windows, mainQueue,
+                        [this](std::function<void()> task) { background.push_back(std::move(task)); },
+                        [this](const RawEvent&) { ++rawEvents; }});
     }
 
-    /// Runs everything that is due, background tasks included.
+    /// Runs everything that is due, background tasks and the engine's work on the output included, until the
+    /// running model has the list of devices, which is read on a thread of its own.
     void settle() {
+        EXPECT_TRUE(eventually([this] {
+            runDue();
+            return model == nullptr || model->outputDevices() == OutputDevices::all(output.devices());
+        }));
+    }
+
+    void runDue() {
         do {
             while (!background.empty()) {
                 const auto task = std::move(background.front());
                 background.pop_front();
                 task();
             }
+            control->advance({});
             mainQueue.advance({});
-        } while (!background.empty());
+        } while (!background.empty() || control->isDue() || mainQueue.isDue());
     }
 
     [[nodiscard]] std::string loadedSet() const {
@@ -159,6 +169,8 @@ class ModelFixture : public testing::Test {
     std::optional<Preferences> preferences;
     PreferenceMigration migration{domains};
     FakeAudioOutput output;
+    /// What the next model lists devices from.
+    AudioDevices* usedDevices = &output.devices();
     ManualClock clock;
     ManualQueue* control = nullptr;
     PlainThreads threads;

@@ -67,6 +67,7 @@ TEST_F(RemoteControlTest, EverySettingIsStoredUnderItsKeyAndAnnounced) {
         preferences->flush();
         EXPECT_EQ(domains.read(PreferenceMigration::currentDomain)[row.key], row.stored) << row.key;
     }
+    control->advance({});
     const EngineState state = engine->snapshot();
     EXPECT_TRUE(state.muted);
     EXPECT_EQ(state.volume, 0.25F);

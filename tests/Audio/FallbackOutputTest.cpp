@@ -1,7 +1,11 @@
 #include "Audio/FallbackOutput.h"
 
 #include "Audio/OutputDevices.h"
+#include "Shared/SerialQueue.h"
+#include "fakes/GatedOutput.h"
 #include "support/EngineFixture.h"
+#include "support/Eventually.h"
+#include "support/PlainThreads.h"
 
 namespace keysong::test {
 namespace {
@@ -31,6 +35,8 @@ class FallbackOutputTest : public testing::Test {
         auto ownQueue = std::make_unique<ManualQueue>();
         queue = ownQueue.get();
         output = std::make_unique<FallbackOutput>(std::move(factories), std::move(ownQueue));
+        EXPECT_EQ(backEnds, std::vector<FakeAudioOutput*>(readiness.size())) << "the constructor waits";
+        queue->advance({});
         auto ownControl = std::make_unique<ManualQueue>();
         control = ownControl.get();
         engine = std::make_unique<SoundEngine>(
@@ -173,14 +179,50 @@ TEST_F(FallbackOutputTest, ListenersFollowTheBackEndInUse) {
     EXPECT_EQ(lists, 2);
 }
 
+TEST_F(FallbackOutputTest, OnlyAControlOperationWaitsForABackEndThatIsBeingMade) {
+    Gate gate;
+    gate.close();
+    FakeAudioOutput* made = nullptr;
+    PlainThreads threads;
+    FallbackOutput slow({[&] {
+                            gate.pass();
+                            auto backEnd = std::make_unique<FakeAudioOutput>();
+                            made = backEnd.get();
+                            return backEnd;
+                        }},
+                        std::make_unique<SerialQueue>(threads, ThreadAttributes{"test.output", "output"}));
+    SoundEngine player(slow, clock, threads, RandomSource(1));
+    std::atomic<int> lists = 0;
+    const auto handler = std::make_shared<const AudioDevices::ChangeHandler>([&] { ++lists; });
+    EXPECT_EQ(slow.devices().addListener(DeviceListProperty::devices, handler), 0);
+    std::atomic<bool> started = false;
+    player.requestStart([&](const auto& failure) { started = !failure; });
+    EXPECT_STREQ(slow.backendName(), "none");
+    EXPECT_TRUE(OutputDevices::all(slow.devices()).empty());
+    EXPECT_EQ(slow.readiness(), absent);
+    EXPECT_FALSE(slow.isRunning());
+    EXPECT_FALSE(started);
+    EXPECT_FALSE(gate.wasForced());
+    gate.open();
+    EXPECT_TRUE(eventually([&] { return started && lists == 1; }));
+    EXPECT_EQ(player.activeOutputDeviceUid(), "uid-a");
+    EXPECT_EQ(made->renderer(), &SoundEngineTestPeer::mixer(player))
+        << "it came after the renderer was named";
+    slow.devices().removeListener(DeviceListProperty::devices, handler);
+}
+
 TEST(FallbackOutput, PassesOverWhatCannotBeHadAndSaysSoWhenNothingCan) {
     const FallbackOutput::Factory none = []() -> std::unique_ptr<AudioOutput> {
         throw AudioOutputError("no client library");
     };
-    const FallbackOutput output({none, [] { return std::make_unique<FakeAudioOutput>(); }},
-                                std::make_unique<ManualQueue>());
+    FallbackOutput output({none, [] { return std::make_unique<FakeAudioOutput>(); }},
+                          std::make_unique<ManualQueue>());
+    output.start();
     EXPECT_STREQ(output.backendName(), "fake");
-    EXPECT_THROW(FallbackOutput({none}, std::make_unique<ManualQueue>()), AudioOutputError);
+    FallbackOutput nothing({none}, std::make_unique<ManualQueue>());
+    EXPECT_THROW(nothing.start(), AudioOutputError);
+    EXPECT_TRUE(OutputDevices::all(nothing.devices()).empty());
+    EXPECT_FALSE(nothing.isRunning());
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 testing::Each("a sound output is not available: no client library"));
 }

@@ -128,6 +128,28 @@ TEST(EngineDevices, SwitchTable) {
     }
 }
 
+TEST_F(EngineDevicesTest, OfSeveralRequestsTheNewestIsCarriedOutAndReported) {
+    std::vector<std::string> reports;
+    const auto report = [&](const std::string& name) {
+        return [&reports, name](const auto& failure) { reports.push_back(name + failure.value_or("")); };
+    };
+    engine->requestOutputDevice("uid-b", report("first"));
+    engine->requestOutputDevice("gone", report("second"));
+    engine->requestOutputDevice("uid-b", report("third"));
+    EXPECT_THAT(output.operations, ElementsAre()) << "done on the caller's thread";
+    queue->advance({});
+    EXPECT_THAT(reports, ElementsAre("third"));
+    EXPECT_THAT(output.operations, ElementsAre("stop", "device 2", "start"));
+    engine->requestOutputDevice("gone", report(""));
+    queue->advance({});
+    EXPECT_EQ(reports.back(), "output device gone is not attached");
+    output.die();
+    output.failures.starts = {"E1"};
+    engine->requestStart(report("start "));
+    queue->advance({});
+    EXPECT_EQ(reports.back(), "start E1");
+}
+
 TEST_F(EngineDevicesTest, TheNextSwitchPutsTheToneStageBack) {
     output.failures.starts = {"E1"};
     switchTo("uid-b");

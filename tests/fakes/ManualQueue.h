@@ -40,6 +40,12 @@ class ManualQueue : public TaskQueue {
         now_ = end;
     }
 
+    /// Whether a task waits whose time has come.
+    [[nodiscard]] bool isDue() const {
+        const std::lock_guard lock(mutex_);
+        return !tasks_.empty() && tasks_.begin()->first <= now_;
+    }
+
     [[nodiscard]] bool empty() const {
         const std::lock_guard lock(mutex_);
         return tasks_.empty();

@@ -102,6 +102,18 @@ void ChildProcess::kill() {
     }
 }
 
+void ChildProcess::pause() const {
+    if (process_ > 0) {
+        ::kill(process_, SIGSTOP);
+    }
+}
+
+void ChildProcess::resume() const {
+    if (process_ > 0) {
+        ::kill(process_, SIGCONT);
+    }
+}
+
 void ChildProcess::interrupt() {
     if (process_ > 0) {
         ::kill(process_, SIGINT);

@@ -39,6 +39,9 @@ class ChildProcess {
     void kill();
     /// Interrupts it as a person would, and waits for its end.
     void interrupt();
+    /// Stops the program until `resume`: it holds what it has and answers nobody.
+    void pause() const;
+    void resume() const;
     /// Waits for its end and returns its wait status: 0 for a good end.
     int wait();
 

@@ -19,6 +19,9 @@ class PrivatePipeWire {
     bool start();
     /// Kills both at once.
     void kill();
+    /// Lets the server stand still: it still accepts connections and never answers. Until `resume`.
+    void pause() const { server_.pause(); }
+    void resume() const { server_.resume(); }
 
     /// Adds a sink with this node name, which is then listed last.
     static bool plug(const std::string& sink);

@@ -1,4 +1,5 @@
 #include "Audio/FallbackOutput.h"
+#include "Audio/OutputDevices.h"
 #include "Shared/SerialQueue.h"
 #include "fakes/ManualQueue.h"
 #include "support/PipeWireFixture.h"
@@ -24,6 +25,11 @@ class PipeWireRecoveryTest : public PipeWireFixture {
         std::vector<NamedOutput> all = audioOutputFactories(threads, clock);
         all.push_back({"virtual", [this] { return std::make_unique<VirtualOutput>(threads, clock); }});
         return all;
+    }
+    std::unique_ptr<AudioOutput> makeOutput() {
+        return std::make_unique<FallbackOutput>(
+            FallbackOutput::chosen(allOutputs(), ""),
+            std::make_unique<SerialQueue>(threads, ThreadAttributes{"com.orlen.keysong.output", "output"}));
     }
 };
 
@@ -152,16 +158,29 @@ TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
 
 TEST_F(PipeWireRecoveryTest, AServerThatComesLateIsMovedUpTo) {
     server.kill();
-    FallbackOutput output(
-        FallbackOutput::chosen(allOutputs(), ""),
-        std::make_unique<SerialQueue>(threads, ThreadAttributes{"com.orlen.keysong.output", "output"}));
-    EXPECT_STREQ(output.backendName(), "virtual");
-    SoundEngine engine(output, clock, threads, RandomSource(1));
+    const auto output = makeOutput();
+    SoundEngine engine(*output, clock, threads, RandomSource(1));
     engine.load(clickSet());
     engine.start();
+    EXPECT_STREQ(output->backendName(), "virtual");
     ASSERT_TRUE(server.start());
     EXPECT_TRUE(eventually([&] { return engine.snapshot().activeUid == "test.sink.a"; }));
-    EXPECT_STREQ(output.backendName(), "pipewire");
+    EXPECT_STREQ(output->backendName(), "pipewire");
+    EXPECT_TRUE(isHeardOn("test.sink.a", engine));
+    static_cast<void>(LogCapture::shared().takeErrors());
+}
+
+TEST_F(PipeWireRecoveryTest, AServerThatAcceptsAndDoesNotAnswerIsGoneWithoutAndMovedUpToOnceItDoes) {
+    server.pause();
+    const auto output = makeOutput();
+    SoundEngine engine(*output, clock, threads, RandomSource(1));
+    engine.load(clickSet());
+    engine.start();
+    EXPECT_STREQ(output->backendName(), "virtual");
+    EXPECT_TRUE(engine.snapshot().running);
+    server.resume();
+    EXPECT_TRUE(eventually([&] { return engine.snapshot().activeUid == "test.sink.a"; }));
+    EXPECT_STREQ(output->backendName(), "pipewire");
     EXPECT_TRUE(isHeardOn("test.sink.a", engine));
     static_cast<void>(LogCapture::shared().takeErrors());
 }

@@ -78,7 +78,7 @@ class MenuContentTest : public test::ModelFixture {
                 const auto& known = model->outputDevices();
                 return known.size() == devices.size() && known.back().uid == devices.back().uid;
             },
-            [this] { settle(); }));
+            [this] { runDue(); }));
     }
 };
 
@@ -134,6 +134,7 @@ TEST_F(MenuContentTest, MarksFollowTheModelAndNotTheClicks) {
     EXPECT_THAT(std::vector(items.begin() + 3, items.begin() + 6),
                 ElementsAre("( ) alpha", "( ) beta", "(x) gamma"));
     choose("Output", "Speakers B");
+    settle();
     plug({{1, "uid-a", "Speakers A"}});
     EXPECT_THAT(seen(submenu("Output")), ElementsAre("(x) System default", "( ) Speakers A"));
 }
