@@ -14,6 +14,7 @@
 
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Log/LogSinks.h"
+#include "Linux/System/Heap.h"
 #include "Linux/System/Utf8Characters.h"
 #include "Program/Application.h"
 
@@ -55,6 +56,7 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
     if (commandLine.mode == Mode::version) {
         return print("keysong " KEYSONG_VERSION "\n");
     }
+    keepHeapSmall();
     Machine machine;
     const auto sink = makeLogSink(machine.places);
     Logger::setSink(sink.get());
