@@ -23,7 +23,7 @@ class FallbackDevices final : public AudioDevices {
 
     /// The number of a back end's own device; 0 for one that does not fit. Ranks up to 14. Pure.
     [[nodiscard]] static AudioDeviceId numbered(std::size_t rank, AudioDeviceId own) noexcept;
-    /// The back end that a number names; none for a number of nobody's. Pure.
+    /// The back end that a number names; none for a number that names no back end. Pure.
     [[nodiscard]] static std::optional<std::size_t> rankOf(AudioDeviceId device) noexcept;
     /// The back end's own number. Pure.
     [[nodiscard]] static AudioDeviceId ownNumber(AudioDeviceId device) noexcept;

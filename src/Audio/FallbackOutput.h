@@ -19,10 +19,10 @@ namespace keysong {
 
 /// The best of several back ends: the first whose sound system is there.
 ///
-/// One that comes later takes over from a lower one, which is stopped at once: it may hold the very card
-/// that the newcomer wants to open. One that goes, or never gets a device, is waited for, since a server
-/// that crashed is mostly back within a second; then a lower one stands in. Either way the change is
-/// reported like one inside a back end, and the caller's next look-up of devices leads to the new one.
+/// One that comes later replaces a lower one, which is stopped at once: it may hold the card that the new one
+/// wants to open. One that goes, or never gets a device, is waited for, since a server that crashed is mostly
+/// back within a second; then a lower one replaces it. Either way the change is reported like a change inside
+/// a back end, and the caller's next look-up of devices leads to the new one.
 /// Lower back ends are made when they are needed first.
 ///
 /// Making a back end may take as long as a sound server is given to answer. It begins on the queue as soon as

@@ -46,8 +46,8 @@ class SincInterpolator {
     [[nodiscard]] const Phase* filter(std::uint64_t step) const noexcept;
 
     /// Writes `count` frames to `out`, read at `position`, `position + step` and so on, and moves
-    /// `position` behind the last. `filter` is the one for `step`. The caller sees to it that all frames
-    /// around these positions may be read.
+    /// `position` behind the last. `filter` is the one for `step`. The caller
+    /// guarantees that all frames around these positions may be read.
     void read(const float* source, const Phase* filter, std::uint64_t& position, std::uint64_t step,
               float* out, std::size_t count) const noexcept;
 

@@ -101,8 +101,8 @@ class SoundEngine {
     /// released after the last of them. Not on the event-tap thread.
     void load(std::shared_ptr<const SoundSet> set);
 
-    /// Plays the event if it should sound. Never fails, allocates (but in verbose mode) or waits for the
-    /// control queue; holds a lock for a few fields. Real-time safe but for that lock.
+    /// Plays the event if it should sound. Never fails and never waits for the control queue. Allocates
+    /// only in verbose mode. Holds a lock for a few fields. Real-time safe except for that lock.
     void play(const SoundEvent& event);
 
     /// Master volume, limited to 0...1. What sounds follows within 10 ms.

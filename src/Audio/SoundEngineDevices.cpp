@@ -134,7 +134,8 @@ void SoundEngine::keepOn(AudioDeviceId target) {
 }
 
 void SoundEngine::startOutput() {
-    // A back end may have come to life by itself since the last stop; the mixer is prepared at rest.
+    // A back end may have started by itself since the last stop. The mixer is prepared only while nothing
+    // plays.
     output_.stop();
     mixer_.prepare(output_.sampleRate());
     output_.start();

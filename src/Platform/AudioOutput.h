@@ -48,7 +48,7 @@ enum class DeviceListProperty : std::uint32_t {
     devices = 0x64657623,
 };
 
-/// The machine's sound devices, asked afresh on every call: nothing is cached by the caller's leave.
+/// The machine's sound devices, asked afresh on every call: callers must not cache answers.
 ///
 /// Any thread but the render thread. Every failure reads as absence.
 class AudioDevices {
@@ -140,7 +140,7 @@ class AudioOutput {
     /// the render thread.
     [[nodiscard]] virtual Readiness readiness() const = 0;
 
-    /// Whether the back end really runs, by its own account: false again once the server died or the
+    /// Whether the back end really runs, as the back end knows: false again once the server died or the
     /// device went. Any thread.
     [[nodiscard]] virtual bool isRunning() const noexcept = 0;
 

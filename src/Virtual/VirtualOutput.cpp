@@ -103,7 +103,7 @@ void VirtualOutput::start() {
     if (running_) {
         return;
     }
-    stop(); // a halted thread may still be on its way out
+    stop(); // a halted thread may not have ended yet
     failStartAsTold();
     stopping_ = false;
     try {

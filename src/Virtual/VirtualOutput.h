@@ -102,7 +102,7 @@ class VirtualOutput final : public BuiltInOutput {
 };
 
 /// An output that the caller steps by hand, with the clock that goes with it: for tests and for rendering
-/// without real time. One thread at a time but for `now`.
+/// without real time. One thread at a time, except for `now`.
 class SteppedOutput final : public BuiltInOutput, public Clock {
   public:
     void start() override;

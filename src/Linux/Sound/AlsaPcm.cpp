@@ -112,8 +112,8 @@ void AlsaPcm::setSoftware() {
 }
 
 int AlsaPcm::setFill(std::uint32_t frames) noexcept {
-    // A sound server goes on by this threshold too after it ran dry: more than is ever written would leave it
-    // waiting for good.
+    // A sound server goes on by this threshold too after it ran dry: with more than is ever written it
+    // would wait for ever.
     int result = snd_pcm_sw_params_set_start_threshold(pcm_.get(), software_.get(), frames);
     if (result >= 0) {
         result = snd_pcm_sw_params_set_avail_min(pcm_.get(), software_.get(),

@@ -253,7 +253,7 @@ bool PipeWireSession::waitUntilReady(std::chrono::milliseconds limit) {
 }
 
 void PipeWireSession::changed(Change change) {
-    if (ready_) { // before that it is all one piece of news
+    if (ready_) { // before that, `connected` will tell of everything
         onChange_(change);
     }
 }
