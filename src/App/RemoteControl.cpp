@@ -1,6 +1,7 @@
 #include "App/RemoteControl.h"
 
 #include "App/AskerData.h"
+#include "App/BusObject.h"
 #include "App/RemoteTypes.h"
 #include "App/SettingTable.h"
 #include "Shared/Log.h"

@@ -23,20 +23,4 @@ void registerRemoteTypes() {
     qDBusRegisterMetaType<RemoteChoices>();
 }
 
-QStringList completeTypes(const char* signature) {
-    QStringList types;
-    QString type;
-    int depth = 0;
-    for (const char* at = signature; *at != '\0'; ++at) {
-        type += QLatin1Char(*at);
-        depth += *at == '(' || *at == '{' ? 1 : 0;
-        depth -= *at == ')' || *at == '}' ? 1 : 0;
-        if (depth == 0 && *at != 'a') {
-            types << type;
-            type.clear();
-        }
-    }
-    return types;
-}
-
 } // namespace keysong

@@ -23,9 +23,6 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, RemoteChoice& cho
 /// Makes the types above known to the bus library. Any thread, any number of times.
 void registerRemoteTypes();
 
-/// A D-Bus signature cut into its complete types. Pure.
-[[nodiscard]] QStringList completeTypes(const char* signature);
-
 } // namespace keysong
 
 Q_DECLARE_METATYPE(keysong::RemoteChoice)
