@@ -4,6 +4,7 @@
 #include "App/GlobalHotkeys.h"
 #include "App/MainThreadQueue.h"
 #include "App/NoWindows.h"
+#include "App/Panel/PanelItem.h"
 #include "App/RemoteControl.h"
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
@@ -92,7 +93,7 @@ QApplication* onDisplay(QCoreApplication& application) {
     return isSeen ? windowed : nullptr;
 }
 
-int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& termination,
+int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const TerminationSignals& termination,
              MainThreadQueue& mainQueue, BackgroundTasks& background, DesktopSession* desktop) {
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
@@ -118,8 +119,9 @@ int runModel(Machine& machine, RemoteControl& remote, const TerminationSignals& 
         remote.beginEnding();
         QCoreApplication::quit();
     };
+    const PanelItem panel(bus, model, windows, quit);
     if (desktop != nullptr) {
-        desktop->attach(model, applications, machine, mainQueue, quit);
+        desktop->attach(model, panel, applications, machine, mainQueue, quit);
     }
     remote.attach(model, windows, quit, [&termination] { return termination.areRequested(); });
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
@@ -167,7 +169,7 @@ int runApplication(Machine& machine, char* programPath) {
     if (QApplication* const display = onDisplay(*application)) {
         desktop.emplace(*display);
     }
-    return runModel(machine, remote, termination, mainQueue, background, desktop ? &*desktop : nullptr);
+    return runModel(machine, bus, remote, termination, mainQueue, background, desktop ? &*desktop : nullptr);
 }
 
 } // namespace keysong

@@ -1,13 +1,13 @@
 #include "fakes/FakePanel.h"
 
-#include "support/WidgetProgram.h"
+#include "support/PumpUntil.h"
 
-#include <QDBusArgument>
-#include <QDBusMessage>
+#include <QDBusError>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <algorithm>
+#include <utility>
 
 namespace keysong::test {
 
@@ -29,24 +29,12 @@ std::string describe(const QVariantMap& properties) {
         text = toggle.toStdString() + ":" + std::to_string(properties.value("toggle-state").toInt()) + " " +
                text;
     }
-    return properties.value("enabled", true).toBool() ? text : "disabled " + text;
-}
-
-FakePanel::MenuItem readItem(const QDBusArgument& argument) {
-    FakePanel::MenuItem item;
-    QVariantMap properties;
-    QVariantList children;
-    argument.beginStructure();
-    argument >> item.id >> properties >> children;
-    argument.endStructure();
-    item.text = describe(properties);
-    for (const QVariant& child : children) {
-        const auto inner = child.value<QDBusArgument>();
-        if (properties.value("visible", true).toBool()) {
-            item.items.push_back(readItem(inner));
+    if (const auto shortcut = properties.value("shortcut"); shortcut.isValid()) {
+        for (const QStringList& keys : qdbus_cast<QList<QStringList>>(shortcut)) {
+            text += "  " + keys.join('+').toStdString();
         }
     }
-    return item;
+    return properties.value("enabled", true).toBool() ? text : "disabled " + text;
 }
 
 const FakePanel::MenuItem* find(const FakePanel::MenuItem& in, const std::string& text) {
@@ -81,6 +69,11 @@ void FakeWatcher::setHasHost(bool hasHost) {
 }
 
 void FakeWatcher::RegisterStatusNotifierItem(const QString& service) {
+    if (refuses) {
+        ++timesRefused;
+        sendErrorReply(QDBusError::AccessDenied, "not now");
+        return;
+    }
     {
         const std::lock_guard lock(mutex_);
         items_.append(service);
@@ -94,6 +87,11 @@ FakePanel::FakePanel(bool hasHost)
     watcher_.moveToThread(&thread_);
     thread_.start();
     bus_.registerService(watcherService);
+    // From whichever item it comes.
+    bus_.connect({}, "/StatusNotifierItem", itemInterface, "NewIcon", this, SLOT(iconChanged()));
+    bus_.connect({}, "/MenuBar", menuInterface, "LayoutUpdated", this, SLOT(layoutChanged(uint, int)));
+    bus_.connect({}, "/MenuBar", menuInterface, "ItemsPropertiesUpdated", this,
+                 SLOT(propertiesChanged(QDBusMessage)));
 }
 
 FakePanel::~FakePanel() {
@@ -104,35 +102,42 @@ FakePanel::~FakePanel() {
     thread_.wait();
 }
 
-QVariantList FakePanel::ask(const QString& path, const QString& interface, const QString& method,
-                            const QVariantList& arguments) const {
+QDBusMessage FakePanel::call(const QString& path, const QString& interface, const QString& method,
+                             const QVariantList& arguments) const {
     const QStringList all = items();
     if (all.isEmpty()) {
-        return {};
+        return QDBusMessage::createError(QDBusError::ServiceUnknown, "no item registered");
     }
-    auto call = QDBusMessage::createMethodCall(all.last(), path, interface, method);
-    call.setArguments(arguments);
-    const QDBusPendingCallWatcher answer(bus_.asyncCall(call));
-    if (!pumpUntil([&] { return answer.isFinished(); }) || answer.isError()) {
-        return {};
+    auto message = QDBusMessage::createMethodCall(all.last(), path, interface, method);
+    message.setArguments(arguments);
+    const QDBusPendingCallWatcher answer(bus_.asyncCall(message));
+    if (!pumpUntil([&] { return answer.isFinished(); })) {
+        return QDBusMessage::createError(QDBusError::NoReply, "no answer");
     }
-    return answer.reply().arguments();
+    return answer.reply();
 }
 
-QVariantList FakePanel::askMenu(const QString& method, const QVariantList& arguments) const {
-    return ask(itemProperty("Menu").value<QDBusObjectPath>().path(), "com.canonical.dbusmenu", method,
-               arguments);
+QDBusMessage FakePanel::callItem(const QString& interface, const QString& method,
+                                 const QVariantList& arguments) const {
+    return call("/StatusNotifierItem", interface, method, arguments);
+}
+
+QDBusMessage FakePanel::callMenu(const QString& method, const QVariantList& arguments) const {
+    return call(itemProperty("Menu").value<QDBusObjectPath>().path(), menuInterface, method, arguments);
 }
 
 QVariant FakePanel::itemProperty(const QString& name) const {
-    const auto values =
-        ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get", {QString(itemInterface), name});
-    return values.value(0).value<QDBusVariant>().variant();
+    const auto answer = callItem("org.freedesktop.DBus.Properties", "Get", {QString(itemInterface), name});
+    return answer.arguments().value(0).value<QDBusVariant>().variant();
 }
 
 int FakePanel::greatestAlpha() const {
     int greatest = -1;
-    const auto pictures = itemProperty("IconPixmap").value<QDBusArgument>();
+    const QVariant value = itemProperty("IconPixmap");
+    if (!value.isValid()) {
+        return greatest;
+    }
+    const auto pictures = value.value<QDBusArgument>();
     pictures.beginArray();
     while (!pictures.atEnd()) {
         int width = 0;
@@ -149,9 +154,74 @@ int FakePanel::greatestAlpha() const {
     return greatest;
 }
 
+int FakePanel::read(Nodes& nodes, const QDBusArgument& layout) {
+    int id = 0;
+    Node node;
+    QVariantList children;
+    layout.beginStructure();
+    layout >> id >> node.properties >> children;
+    layout.endStructure();
+    for (const QVariant& child : children) {
+        node.children.push_back(read(nodes, child.value<QDBusArgument>()));
+    }
+    nodes[id] = node;
+    return id;
+}
+
+void FakePanel::read(Nodes& nodes, int parent) const {
+    const auto answer = callMenu("GetLayout", {parent, -1, QStringList()}).arguments();
+    if (answer.size() == 2) {
+        read(nodes, answer[1].value<QDBusArgument>());
+    }
+}
+
+FakePanel::MenuItem FakePanel::seen(const Nodes& nodes, int id) {
+    const auto found = nodes.find(id);
+    if (found == nodes.end()) {
+        return {};
+    }
+    const auto& [properties, children] = found->second;
+    MenuItem item{id, describe(properties), {}};
+    for (const int child : children) {
+        item.items.push_back(seen(nodes, child));
+    }
+    return item;
+}
+
 FakePanel::MenuItem FakePanel::menu() const {
-    const QVariant layout = askMenu("GetLayout", {0, -1, QStringList()}).value(1);
-    return layout.isValid() ? readItem(layout.value<QDBusArgument>()) : MenuItem();
+    Nodes nodes;
+    read(nodes, 0);
+    return seen(nodes, 0);
+}
+
+FakePanel::MenuItem FakePanel::followedMenu() {
+    if (!std::exchange(follows_, true)) {
+        outdated_ = {0};
+    }
+    for (const int parent : std::exchange(outdated_, {})) {
+        read(followed_, parent);
+    }
+    return seen(followed_, 0);
+}
+
+void FakePanel::layoutChanged(uint, int parent) {
+    ++newLayouts;
+    outdated_.push_back(parent);
+}
+
+void FakePanel::propertiesChanged(const QDBusMessage& message) {
+    ++newProperties;
+    const auto items = message.arguments().value(0).value<QDBusArgument>();
+    items.beginArray();
+    while (!items.atEnd()) {
+        int id = 0;
+        QVariantMap properties;
+        items.beginStructure();
+        items >> id >> properties;
+        items.endStructure();
+        followed_[id].properties.insert(properties);
+    }
+    items.endArray();
 }
 
 bool FakePanel::click(const std::string& text) const {
@@ -160,8 +230,8 @@ bool FakePanel::click(const std::string& text) const {
     if (item == nullptr) {
         return false;
     }
-    (void)askMenu("Event", {item->id, QString("clicked"), QVariant::fromValue(QDBusVariant(0)), 0U});
-    return true;
+    return callMenu("Event", {item->id, QString("clicked"), QVariant::fromValue(QDBusVariant(0)), 0U})
+               .type() == QDBusMessage::ReplyMessage;
 }
 
 } // namespace keysong::test

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusContext>
+#include <QDBusMessage>
 #include <QObject>
 #include <QStringList>
 #include <QThread>
 #include <QVariant>
 #include <atomic>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -37,6 +40,8 @@ class FakeWatcher final : public QObject, protected QDBusContext {
 
     /// How often it told whether there is a host.
     mutable std::atomic<int> timesAsked = 0;
+    std::atomic<bool> refuses = false;
+    std::atomic<int> timesRefused = 0;
 
   public slots:
     void RegisterStatusNotifierItem(const QString& service);
@@ -54,7 +59,9 @@ class FakeWatcher final : public QObject, protected QDBusContext {
 
 /// A panel on the session bus that shows status notifier items. Questions to the item serve the application's
 /// events while they wait. Main thread.
-class FakePanel {
+class FakePanel final : public QObject {
+    Q_OBJECT
+
   public:
     struct MenuItem {
         int id = 0;
@@ -66,15 +73,16 @@ class FakePanel {
     /// Takes the watcher's name, with or without a host that shows what is registered.
     explicit FakePanel(bool hasHost = true);
     /// Leaves the bus, as a crash would.
-    ~FakePanel();
-    FakePanel(const FakePanel&) = delete;
-    FakePanel& operator=(const FakePanel&) = delete;
+    ~FakePanel() override;
 
     void setHasHost(bool hasHost) { watcher_.setHasHost(hasHost); }
+    /// Whether items that want to register get an error.
+    void setRefuses(bool refuses) { watcher_.refuses = refuses; }
     /// The services of the items that registered so far.
     [[nodiscard]] QStringList items() const { return watcher_.items(); }
 
     [[nodiscard]] int timesAskedForHost() const { return watcher_.timesAsked; }
+    [[nodiscard]] int timesRefused() const { return watcher_.timesRefused; }
 
     /// A property of the newest item; invalid where it has none.
     [[nodiscard]] QVariant itemProperty(const QString& name) const;
@@ -82,22 +90,51 @@ class FakePanel {
     [[nodiscard]] int greatestAlpha() const;
     /// The item's menu as it is now.
     [[nodiscard]] MenuItem menu() const;
+    /// The menu as a panel knows it that read it once, and then only what it was told of.
+    [[nodiscard]] MenuItem followedMenu();
     /// As a click on an item of the menu, found by its text. False where there is none.
     [[nodiscard]] bool click(const std::string& text) const;
-    /// As a click on the symbol.
-    void activate() const { (void)ask("/StatusNotifierItem", itemInterface, "Activate", {0, 0}); }
+
+    /// Calls the item, and gives its answer, which may be an error.
+    [[nodiscard]] QDBusMessage callItem(const QString& interface, const QString& method,
+                                        const QVariantList& arguments) const;
+    /// The same with the item's menu.
+    [[nodiscard]] QDBusMessage callMenu(const QString& method, const QVariantList& arguments) const;
+
+    static constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
+    static constexpr const char* menuInterface = "com.canonical.dbusmenu";
+
+    /// How often the item said so.
+    int newIcons = 0;
+    int newLayouts = 0;
+    int newProperties = 0;
+
+  private slots:
+    void iconChanged() { ++newIcons; }
+    void layoutChanged(uint revision, int parent);
+    void propertiesChanged(const QDBusMessage& message);
 
   private:
-    static constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
+    struct Node {
+        QVariantMap properties;
+        std::vector<int> children;
+    };
+    using Nodes = std::map<int, Node>;
 
-    /// The arguments of the item's answer; none for an error.
-    [[nodiscard]] QVariantList ask(const QString& path, const QString& interface, const QString& method,
-                                   const QVariantList& arguments) const;
-    [[nodiscard]] QVariantList askMenu(const QString& method, const QVariantList& arguments) const;
+    [[nodiscard]] QDBusMessage call(const QString& path, const QString& interface, const QString& method,
+                                    const QVariantList& arguments) const;
+    /// Reads what an item holds.
+    void read(Nodes& nodes, int parent) const;
+    static int read(Nodes& nodes, const QDBusArgument& layout);
+    [[nodiscard]] static MenuItem seen(const Nodes& nodes, int id);
 
     QDBusConnection bus_;
     QThread thread_;
     FakeWatcher watcher_;
+    bool follows_ = false;
+    Nodes followed_;
+    /// Whose items are to be read again.
+    std::vector<int> outdated_;
 };
 
 } // namespace keysong::test

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "support/Eventually.h"
+#include "support/PumpUntil.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 
 namespace keysong::test {
@@ -34,16 +33,5 @@ class WidgetProgram : public testing::Environment {
     char* words_[2] = {name_, nullptr};
     std::optional<QApplication> application_;
 };
-
-/// Serves the application's events, and `besides`, until the condition holds; false when that takes too long.
-[[nodiscard]] inline bool pumpUntil(
-    const std::function<bool()>& condition, const std::function<void()>& besides = [] {}) {
-    return condition() || eventually([&] {
-               QApplication::processEvents();
-               QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-               besides();
-               return condition();
-           });
-}
 
 } // namespace keysong::test

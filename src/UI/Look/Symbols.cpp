@@ -100,7 +100,7 @@ void paintEdgedSymbol(QPainter& painter, Symbol symbol, const QRectF& rect, doub
     QPainter whole(&image);
     whole.setRenderHint(QPainter::Antialiasing);
     whole.translate(-bounds.topLeft());
-    const QColor dark(28, 28, 30);
+    const QColor dark(symbolEdge);
     for (const QPolygonF& part : placed.path.toSubpathPolygons()) {
         // Filled, so that what lies within a frame is dark all over.
         QPainterPath solid;
@@ -109,7 +109,7 @@ void paintEdgedSymbol(QPainter& painter, Symbol symbol, const QRectF& rect, doub
     }
     whole.strokePath(placed.path, QPen(dark, 2 * std::max(1.0, placed.square.width() / 20), Qt::SolidLine,
                                        Qt::RoundCap, Qt::RoundJoin));
-    whole.fillPath(placed.path, QColor(250, 250, 250));
+    whole.fillPath(placed.path, QColor(symbolFill));
     whole.setCompositionMode(QPainter::CompositionMode_DestinationIn);
     whole.fillRect(bounds, QColor::fromRgbF(0, 0, 0, static_cast<float>(opacity)));
     whole.end();

@@ -33,6 +33,10 @@ enum class Symbol : std::uint8_t {
 /// own coordinates; the square is moved and shrunk by less than a pixel to lie on the pixels of the device.
 void paintSymbol(QPainter& painter, Symbol symbol, const QRectF& rect, const QColor& color);
 
+/// The colours of a symbol with an edge.
+inline constexpr QRgb symbolFill = 0xfffafafa;
+inline constexpr QRgb symbolEdge = 0xff1c1c1e;
+
 /// As `paintSymbol`, in a light colour with a dark edge around every line, so that it can be seen on a ground
 /// whose colour is not known. `opacity`, 0 to 1, is that of the whole.
 void paintEdgedSymbol(QPainter& painter, Symbol symbol, const QRectF& rect, double opacity);

@@ -1,88 +1,100 @@
 #include "UI/Panel/MenuContent.h"
 
-#include "App/GlobalHotkeys.h"
 #include "UI/Look/FixedDigits.h"
 
-#include <QFontMetrics>
 #include <QKeyEvent>
 #include <QKeySequence>
-#include <QLocale>
+#include <algorithm>
 #include <utility>
 
 namespace keysong {
 
-MenuContent::MenuContent(AppState& model, MenuDrawer drawer, std::function<void()> quit)
-    : model_(model), drawer_(drawer) {
-    enabled_ = addAction("Enabled");
-    enabled_->setCheckable(true);
-    enabled_->setShortcut(keysOf(toggleHotkey));
-    connect(enabled_, &QAction::triggered, &model_, &AppState::setEnabled);
-    addSeparator();
-    soundHeading_ = addAction("Sound");
-    soundHeading_->setEnabled(false);
-    volumeMenu_ = addMenu("Volume");
-    outputMenu_ = addMenu("Output");
-    addSeparator();
-    total_ = addAction(QString());
-    total_->setEnabled(false);
-    total_->setFont(withFixedDigits(font()));
-    addSeparator();
-    settings_ = addAction("Settings…");
-    settings_->setShortcut(keysOf(settingsHotkey));
-    connect(settings_, &QAction::triggered, &model_, &AppState::showSettings);
-    connect(addAction("Quit Keysong"), &QAction::triggered, this, std::move(quit));
+namespace {
 
-    sets_.emplace(*this, volumeMenu_->menuAction(),
-                  [this](const std::string& id) { model_.setSelectedSetId(id); });
-    volumes_.emplace(*volumeMenu_, nullptr, [this](float volume) { model_.setVolume(volume); });
-    volumes_->setChoices({{"25%", 0.25F}, {"50%", 0.5F}, {"75%", 0.75F}, {"100%", 1.0F}});
-    outputs_.emplace(*outputMenu_, nullptr,
-                     [this](const std::optional<std::string>& uid) { model_.setOutputDeviceUid(uid); });
-    for (QMenu* const menu : {static_cast<QMenu*>(this), volumeMenu_, outputMenu_}) {
-        menu->installEventFilter(this);
-    }
-    follow();
+using Kind = PanelMenuItem::Kind;
+
+} // namespace
+
+MenuContent::MenuContent(PanelMenu& shown, std::function<bool()> shortcutsReachUs)
+    : shown_(shown), shortcutsReachUs_(std::move(shortcutsReachUs)) {
+    installEventFilter(this);
+    showChildren(PanelMenu::root);
+    connect(&shown_, &PanelMenu::childrenChanged, this, &MenuContent::showChildren);
+    connect(&shown_, &PanelMenu::itemsChanged, this, [this](const QList<int>& ids) {
+        for (const int id : ids) {
+            showItem(id);
+        }
+    });
 }
 
 MenuContent::~MenuContent() = default;
 
-void MenuContent::follow() {
-    const auto keep = [this](void (AppState::*changed)(), const std::function<void()>& show) {
-        connect(&model_, changed, this, show);
-        show();
-    };
-    keep(&AppState::isEnabledChanged, [this] { enabled_->setChecked(model_.isEnabled()); });
-    keep(&AppState::availableSetsChanged, [this] { showSets(); });
-    keep(&AppState::selectedSetIdChanged, [this] { sets_->mark(model_.selectedSetId()); });
-    keep(&AppState::volumeChanged, [this] { volumes_->mark(model_.volume()); });
-    keep(&AppState::outputDeviceListChanged, [this] { showDevices(); });
-    keep(&AppState::outputDeviceUidChanged, [this] { outputs_->mark(model_.outputDeviceUid()); });
-    keep(&AppState::keysPressedChanged, [this] { total_->setText(keyCount(model_.keysPressed())); });
+QMenu* MenuContent::menuOf(int id) {
+    return id == PanelMenu::root ? this : actions_.at(id)->menu();
 }
 
-void MenuContent::showSets() {
-    std::vector<ChoiceItems<std::string>::Choice> choices;
-    for (const SoundSetInfo& set : model_.availableSets()) {
-        choices.push_back({menuLabel(QString::fromStdString(set.name), drawer_, fontMetrics()), set.id});
+QAction* MenuContent::makeAction(int id) {
+    const PanelMenuItem& item = shown_.items().at(id);
+    if (item.kind == Kind::submenu) {
+        auto* const menu = new QMenu(this);
+        menu->installEventFilter(this);
+        actions_[id] = menu->menuAction();
+        showChildren(id);
+    } else {
+        actions_[id] = new QAction(this);
+        actions_[id]->setSeparator(item.kind == Kind::separator);
+        actions_[id]->setCheckable(item.kind == Kind::checkMark || item.kind == Kind::choice);
+        if (item.shortcut) {
+            actions_[id]->setShortcut(*item.shortcut);
+        }
+        connect(actions_[id], &QAction::triggered, &shown_, [this, id] { shown_.choose(id); });
     }
-    soundHeading_->setVisible(!choices.empty());
-    sets_->setChoices(choices);
+    showItem(id);
+    return actions_[id];
 }
 
-void MenuContent::showDevices() {
-    std::vector<ChoiceItems<std::optional<std::string>>::Choice> choices = {{"System default", {}}};
-    for (const AudioOutputDevice& device : model_.outputDevices()) {
-        choices.push_back(
-            {menuLabel(QString::fromStdString(device.name), drawer_, fontMetrics()), device.uid});
+void MenuContent::showItem(int id) {
+    const PanelMenuItem& item = shown_.items().at(id);
+    QAction& action = *actions_.at(id);
+    action.setText(QString(item.label).replace('&', "&&"));
+    action.setEnabled(item.isEnabled);
+    action.setChecked(item.isMarked);
+    if (item.hasFixedDigits) {
+        action.setFont(withFixedDigits(font()));
     }
-    outputs_->setChoices(choices);
 }
 
-QString MenuContent::keyCount(std::int64_t keysPressed) {
-    if (keysPressed == 1) {
-        return "1 key";
+void MenuContent::showChildren(int parent) {
+    removeGone();
+    QMenu& menu = *menuOf(parent);
+    const auto& children = shown_.items().at(parent).children;
+    // What stands in its place already is left alone, with the submenu that it may have open.
+    QAction* next = nullptr;
+    for (auto id = children.rbegin(); id != children.rend(); ++id) {
+        const auto known = actions_.find(*id);
+        QAction* const action = known != actions_.end() ? known->second : makeAction(*id);
+        const auto places = menu.actions();
+        const qsizetype place = places.indexOf(action);
+        if (place < 0 || places.value(place + 1) != next) {
+            menu.insertAction(next, action);
+        }
+        next = action;
     }
-    return QLocale().toString(static_cast<qlonglong>(keysPressed)) + " keys";
+}
+
+void MenuContent::removeGone() {
+    std::erase_if(actions_, [this](const auto& entry) {
+        const auto& [id, action] = entry;
+        if (shown_.items().contains(id)) {
+            return false;
+        }
+        for (QObject* const menu : action->associatedObjects()) {
+            static_cast<QMenu*>(menu)->removeAction(action);
+        }
+        // Not at once: it may be the very item whose choice led here.
+        action->deleteLater();
+        return true;
+    });
 }
 
 bool MenuContent::eventFilter(QObject* watched, QEvent* event) {
@@ -109,7 +121,7 @@ bool MenuContent::handleKey(const QKeyEvent& event) {
     QAction* const item = itemFor(event);
     // An open menu has the keyboard to itself, and neither a grab nor the desktop gets to see the press. The
     // input devices do: what listens there has acted already.
-    if (item != nullptr && !event.isAutoRepeat() && model_.hotkeyWay() != "input") {
+    if (item != nullptr && !event.isAutoRepeat() && shortcutsReachUs_()) {
         // It counts when the key comes up. Closing the menu while it is down would give the keyboard back
         // to the hotkey, which would count the repeats of the same press.
         held_ = item;
@@ -120,17 +132,18 @@ bool MenuContent::handleKey(const QKeyEvent& event) {
 
 QAction* MenuContent::itemFor(const QKeyEvent& press) const {
     const QKeySequence pressed(press.keyCombination());
-    for (QAction* const item : {enabled_, settings_}) {
-        if (item->shortcut() == pressed) {
-            return item;
-        }
-    }
-    return nullptr;
+    const auto found = std::find_if(actions_.begin(), actions_.end(), [&pressed](const auto& entry) {
+        return entry.second->shortcut() == pressed;
+    });
+    return found == actions_.end() ? nullptr : found->second;
 }
 
 void MenuContent::closeAll() {
-    volumeMenu_->close();
-    outputMenu_->close();
+    for (const auto& [id, action] : actions_) {
+        if (action->menu() != nullptr) {
+            action->menu()->close();
+        }
+    }
     close();
 }
 

@@ -1,11 +1,15 @@
 #include "UI/Look/Symbols.h"
 
+#include "App/Panel/PanelPictures.h"
+#include "UI/Panel/PanelSymbols.h"
+
 #include <gtest/gtest.h>
 
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <QPalette>
+#include <QtEndian>
 #include <algorithm>
 #include <set>
 
@@ -83,6 +87,30 @@ TEST(Symbols, APanelIconFadesAsOne) {
         for (const QSize& size : panelIcon(symbol, 1).availableSizes()) {
             EXPECT_EQ(greatestAlpha(panelIcon(symbol, 1).pixmap(size).toImage()), 255);
             EXPECT_EQ(greatestAlpha(panelIcon(symbol, 0.4).pixmap(size).toImage()), 102);
+        }
+    }
+}
+
+TEST(Symbols, APanelOnTheBusGetsTheSamePicture) {
+    const auto onGround = [](QRgb color, int ground) {
+        return (qGreen(color) * qAlpha(color) + ground * (255 - qAlpha(color))) / 255;
+    };
+    for (const PanelSymbol symbol : panelSymbols) {
+        for (const int side : panelPictureSides) {
+            const QByteArray sent = panelPicture({symbol, true}, side);
+            ASSERT_EQ(sent.size(), side * side * 4);
+            const QImage drawn = panelIcon(drawingOf(symbol), faintOpacity)
+                                     .pixmap(side)
+                                     .toImage()
+                                     .convertToFormat(QImage::Format_ARGB32);
+            for (int i = 0; i < side * side; ++i) {
+                const QRgb pixel = qFromBigEndian<QRgb>(sent.constData() + qsizetype{4} * i);
+                for (const int ground : {0, 255}) {
+                    // As near as four bits come.
+                    ASSERT_NEAR(onGround(pixel, ground), onGround(drawn.pixel(i % side, i / side), ground), 8)
+                        << side << ", pixel " << i;
+                }
+            }
         }
     }
 }

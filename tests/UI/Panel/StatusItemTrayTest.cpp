@@ -1,4 +1,6 @@
 #include "App/ModelFixture.h"
+#include "App/Panel/PanelChoice.h"
+#include "App/Panel/PanelItem.h"
 #include "UI/Panel/StatusItem.h"
 #include "fakes/FakeTray.h"
 #include "fakes/PumpedQueue.h"
@@ -33,12 +35,17 @@ class StatusItemTrayTest : public test::ModelFixture {
     test::PumpedQueue hotkeyQueue;
     std::unique_ptr<X11Hotkeys> grabs;
     std::optional<FakeTray> tray;
-    std::unique_ptr<StatusItem> item;
+    test::ManualQueue searches;
+    SessionBus bus{{[](auto) { return false; }, [](const auto& task) { task(); }, searches}};
+    std::optional<PanelItem> panel;
+    std::optional<StatusItem> item;
+    std::optional<PanelChoice> choice;
     XTestClient hands{program->display()};
     int toggles = 0;
 
     ~StatusItemTrayTest() override {
-        item.reset();
+        choice.reset();
+        panel.reset();
         model.reset(); // before the hotkeys that it registered
     }
 
@@ -50,7 +57,14 @@ class StatusItemTrayTest : public test::ModelFixture {
         model->bootstrap();
         settle();
         QObject::connect(model.get(), &AppState::isEnabledChanged, [this] { ++toggles; });
-        item = std::make_unique<StatusItem>(*model, makeX11TraySelection(), [] {});
+        panel.emplace(bus, *model, windows, [] {});
+        const auto serve = [this](bool begin) {
+            item.reset();
+            if (begin) {
+                item.emplace(*model, PanelMenu::Actions{[this] { model->showSettings(); }, [] {}});
+            }
+        };
+        choice.emplace(*panel, makeX11TraySelection(), serve, PanelChoice::Patience{{}, {}});
     }
     [[nodiscard]] bool soon(const std::function<bool()>& condition) {
         return test::pumpUntil(condition, [this] {
@@ -61,7 +75,7 @@ class StatusItemTrayTest : public test::ModelFixture {
         });
     }
     void expectEmbedded() {
-        ASSERT_TRUE(soon([this] { return item->hasHost() && tray->embedded > 0; }));
+        ASSERT_TRUE(soon([this] { return choice->isShown() && tray->embedded > 0; }));
     }
     void click(int button) {
         tray->pointAtSymbol();
@@ -96,13 +110,13 @@ class StatusItemTrayTest : public test::ModelFixture {
 TEST_F(StatusItemTrayTest, AppearsInAPanelThatStartsLaterAndInTheNextOne) {
     launch();
     QApplication::processEvents();
-    EXPECT_FALSE(item->hasHost());
+    EXPECT_FALSE(choice->isShown());
     for (int start = 0; start < 3; ++start) {
         tray.emplace(program->display());
         expectEmbedded();
         EXPECT_EQ(tray->embedded, 1);
         tray.reset();
-        ASSERT_TRUE(soon([this] { return !item->hasHost(); }));
+        ASSERT_TRUE(soon([this] { return !choice->isShown(); }));
     }
 }
 

@@ -1,0 +1,39 @@
+#include "App/Panel/PanelItem.h"
+
+#include "Shared/Log.h"
+
+#include <QDBusConnection>
+#include <QDBusError>
+#include <utility>
+
+namespace keysong {
+
+PanelItem::PanelItem(SessionBus& bus, AppState& state, AppWindows& windows, std::function<void()> quit)
+    : windows_(windows), bus_(bus), menu_(state, {[this] { showSettings(); }, std::move(quit)}),
+      menuOnBus_(bus_, menu_), notifier_(bus_, state, [this] { showSettings(); }), hosts_(bus_) {
+    connect(&hosts_, &StatusNotifierHosts::changed, this, [this] {
+        log.info("status item: %{public}s", hasHost() ? "in a panel" : "no panel shows it");
+        emit hasHostChanged();
+    });
+    connect(&bus_, &SessionBus::opened, this, &PanelItem::enterBus);
+    if (bus_.isOpen()) {
+        enterBus();
+    }
+}
+
+void PanelItem::enterBus() {
+    if (menuOnBus_.publish() && notifier_.publish()) {
+        hosts_.start();
+    } else {
+        log.error("the status item is not on the bus: %s",
+                  bus_.connection().lastError().message().toStdString());
+    }
+}
+
+PanelItem::~PanelItem() = default;
+
+void PanelItem::showSettings() {
+    windows_.showSettings(notifier_.takeAsker());
+}
+
+} // namespace keysong
