@@ -143,6 +143,10 @@ void RemoteState::resetStats() {
     call("ResetStatistics", {});
 }
 
+void RemoteState::quit() {
+    call("Quit", {});
+}
+
 void RemoteState::call(const char* method, const QVariantList& arguments) {
     ask(message(RemoteControl::controlInterface, method, arguments), longPatience,
         [method](const QDBusMessage& answer) {

@@ -35,6 +35,8 @@ class RemoteState final : public AppState {
     [[nodiscard]] std::optional<std::string> playingOn() const override { return playingOn_; }
     void previewSet(const std::string& id) override;
     void resetStats() override;
+    /// Ends the program.
+    void quit();
     void showSettings() override { emit settingsWanted(); }
     void showOnboarding() override { emit onboardingWanted(); }
 

@@ -32,6 +32,8 @@ void ResidentLink::serve() {
         emit notUnderstood();
     } else if (const auto* keys = std::get_if<KeysHeld>(&*message)) {
         keys_.setDown(keys->down);
+    } else if (const auto* panel = std::get_if<PanelState>(&*message)) {
+        emit panelChanged(*panel);
     } else {
         emit asked(std::get<ShowWindow>(*message));
     }

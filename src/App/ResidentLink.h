@@ -10,6 +10,7 @@
 
 namespace keysong {
 
+struct PanelState;
 struct ShowWindow;
 enum class WindowKind : std::uint8_t;
 
@@ -28,6 +29,7 @@ class ResidentLink final : public QObject {
 
   signals:
     void asked(const ShowWindow& request);
+    void panelChanged(const PanelState& panel);
     /// The other program ended, or says that this one shall.
     void closed();
     /// The other program is of another version.

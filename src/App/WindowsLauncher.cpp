@@ -35,8 +35,9 @@ std::string nameOf(const WindowsLauncher::Display& display) {
 } // namespace
 
 WindowsLauncher::WindowsLauncher(WindowsProgram& program, KeyMonitor& monitor, TaskQueue& mainQueue,
-                                 Display ownDisplay)
-    : program_(program), mainQueue_(mainQueue), lastDisplay_(std::move(ownDisplay)),
+                                 Display ownDisplay, std::function<bool()> hasBus)
+    : program_(program), mainQueue_(mainQueue), hasBus_(std::move(hasBus)),
+      ownDisplay_(std::move(ownDisplay)), lastDisplay_(ownDisplay_),
       liveKeys_(monitor, mainQueue, [this](const KeyBitmap& down) {
           return process_ != nullptr && process_->send(encoded(KeysHeld{down}));
       }) {
@@ -45,9 +46,7 @@ WindowsLauncher::WindowsLauncher(WindowsProgram& program, KeyMonitor& monitor, T
 WindowsLauncher::~WindowsLauncher() = default;
 
 std::string WindowsLauncher::show(WindowKind window, const Asker& asker) {
-    if (namesDisplay(asker.display)) {
-        lastDisplay_ = asker.display;
-    }
+    wantedDisplay_ = namesDisplay(asker.display) ? asker.display : lastDisplay_;
     if (const std::string why = obstacle(); !why.empty()) {
         if (window == WindowKind::onboarding) {
             log.notice("not allowed to read the keyboards: add the user to the group \"input\"");
@@ -57,9 +56,9 @@ std::string WindowsLauncher::show(WindowKind window, const Asker& asker) {
     }
     requests_[window] = asker;
     if (process_ == nullptr) {
-        return start();
+        return start(wantedDisplay_);
     }
-    if (!isClosing_ && isSameDisplay(display_, lastDisplay_)) {
+    if (!isClosing_ && isSameDisplay(display_, wantedDisplay_)) {
         send({window, asker});
     } else {
         close(); // its end starts the next one
@@ -68,19 +67,20 @@ std::string WindowsLauncher::show(WindowKind window, const Asker& asker) {
 }
 
 std::string WindowsLauncher::obstacle() const {
-    if (!obstacle_.empty() || namesDisplay(lastDisplay_)) {
-        return obstacle_;
+    if (!hasBus_()) {
+        return "there is no session bus, by which windows speak to Keysong";
     }
-    return "there is no display; ask from a desktop, or use keysongctl";
+    return namesDisplay(wantedDisplay_) ? "" : "there is no display; ask from a desktop, or use keysongctl";
 }
 
-std::string WindowsLauncher::start() {
+std::string WindowsLauncher::start(const Display& display) {
     hasShown_ = false;
     isClosing_ = false;
     isEnding_ = false;
-    display_ = lastDisplay_;
+    display_ = display;
     try {
-        process_ = program_.start(environmentFor(display_, requests_.begin()->second));
+        const auto asker = requests_.empty() ? Asker() : requests_.begin()->second;
+        process_ = program_.start(environmentFor(display_, asker));
     } catch (const WindowsProgramError& error) {
         requests_.clear();
         log.error("the windows cannot be shown: %{public}s; install Keysong again, or use keysongctl",
@@ -90,10 +90,27 @@ std::string WindowsLauncher::start() {
     processLife_.emplace();
     notifier_ = std::make_unique<QSocketNotifier>(process_->descriptor(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { serve(); });
+    setPanel(panel_);
     for (const auto& request : requests_) {
         send(request);
     }
     return {};
+}
+
+void WindowsLauncher::setPanel(const PanelState& panel) {
+    panel_ = panel;
+    if (process_ != nullptr) {
+        const bool isHere = isSameDisplay(display_, ownDisplay_);
+        process_->send(encoded(PanelState{panel.isShown, panel.serveTray && isHere}));
+    } else {
+        startTray();
+    }
+}
+
+void WindowsLauncher::startTray() {
+    if (panel_.serveTray && hasBus_()) {
+        start(ownDisplay_);
+    }
 }
 
 void WindowsLauncher::send(const Requests::value_type& request) {
@@ -122,6 +139,7 @@ void WindowsLauncher::received(const MessageChannel::Message& bytes) {
     }
     if (const auto* shown = std::get_if<WindowShown>(&*message)) {
         hasShown_ = true;
+        lastDisplay_ = display_; // one that cannot be opened is not asked for again
         requests_.erase(shown->window);
     } else if (const auto* watch = std::get_if<WatchKeys>(&*message)) {
         liveKeys_.setWatching(watch->isWatching);
@@ -151,9 +169,12 @@ void WindowsLauncher::ended(const WindowsProcess::End& end) {
     process_.reset();
     // Asked for while the program was about to end. One that never showed anything would fail again.
     if (!requests_.empty() && (hasShown_ || isClosing_)) {
-        start();
-    } else {
-        requests_.clear();
+        start(wantedDisplay_);
+        return;
+    }
+    requests_.clear();
+    if (end.signal == 0 && end.status == 0) {
+        startTray(); // it was elsewhere
     }
 }
 

@@ -6,6 +6,7 @@
 #include "Platform/WindowsProgram.h"
 
 #include <QSocketNotifier>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,14 +28,16 @@ class WindowsLauncher final : public AppWindows {
     /// How long a program may take to end after it was told to.
     static constexpr std::chrono::seconds patience{3};
 
-    /// `ownDisplay` is the one that this process was started on. All that is referred to outlives this
-    /// object.
-    WindowsLauncher(WindowsProgram& program, KeyMonitor& monitor, TaskQueue& mainQueue, Display ownDisplay);
-
-    /// Nothing can be shown from now on, for this reason, in words for a person.
-    void setObstacle(std::string reason) { obstacle_ = std::move(reason); }
+    /// `ownDisplay` is the one that this process was started on; `hasBus` tells whether there is a session
+    /// bus, by which windows speak to this process. All that is referred to outlives this object.
+    WindowsLauncher(WindowsProgram& program, KeyMonitor& monitor, TaskQueue& mainQueue, Display ownDisplay,
+                    std::function<bool()> hasBus);
     /// The program that runs ends soon.
     ~WindowsLauncher() override;
+
+    /// Tells where the program's symbol is. Serving the tray of an X panel takes a windows' program on this
+    /// process's own display as long as it lasts.
+    void setPanel(const PanelState& panel);
 
     std::string showSettings(const Asker& asker) override { return show(WindowKind::settings, asker); }
     std::string showOnboarding(const Asker& asker) override { return show(WindowKind::onboarding, asker); }
@@ -46,8 +49,9 @@ class WindowsLauncher final : public AppWindows {
     std::string show(WindowKind window, const Asker& asker);
     /// Why nothing can be shown; empty where it can.
     [[nodiscard]] std::string obstacle() const;
-    /// Starts a program that shows what is asked for. Returns why that cannot be.
-    std::string start();
+    /// Starts a program there that shows what is asked for. Returns why that cannot be.
+    std::string start(const Display& display);
+    void startTray();
     void send(const Requests::value_type& request);
     void serve();
     void received(const MessageChannel::Message& bytes);
@@ -60,10 +64,13 @@ class WindowsLauncher final : public AppWindows {
 
     WindowsProgram& program_;
     TaskQueue& mainQueue_;
-    /// Empty where there is none.
-    std::string obstacle_;
-    /// The display that was asked from last.
+    const std::function<bool()> hasBus_;
+    const Display ownDisplay_;
+    /// Where a window was shown last.
     Display lastDisplay_;
+    /// Where what is asked for shall show.
+    Display wantedDisplay_;
+    PanelState panel_{.isShown = true, .serveTray = false};
     Requests requests_;
     std::unique_ptr<WindowsProcess> process_;
     /// Where the process shows its windows.

@@ -11,7 +11,7 @@ using Bytes = std::vector<std::byte>;
 using View = std::span<const std::byte>;
 
 constexpr std::byte version{1};
-enum class Form : std::uint8_t { showWindow = 1, keysHeld, windowShown, watchKeys };
+enum class Form : std::uint8_t { showWindow = 1, keysHeld, windowShown, watchKeys, panelState };
 /// The version and the form.
 constexpr std::size_t headSize = 2;
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
@@ -35,6 +35,11 @@ struct Encoder {
         }
         return bytes;
     }
+    Bytes operator()(const PanelState& message) const {
+        Bytes bytes = head(Form::panelState, message.isShown ? 1 : 0);
+        bytes.push_back(std::byte(message.serveTray ? 1 : 0));
+        return bytes;
+    }
     Bytes operator()(const WindowShown& message) const {
         return head(Form::windowShown, static_cast<std::uint8_t>(message.window));
     }
@@ -53,6 +58,10 @@ std::optional<View> bodyOf(View bytes, Form form, std::size_t least, std::size_t
         return std::nullopt;
     }
     return bytes.subspan(headSize);
+}
+
+std::optional<bool> flagOf(std::byte value) {
+    return value <= std::byte(1) ? std::optional(value == std::byte(1)) : std::nullopt;
 }
 
 std::optional<WindowKind> windowOf(std::byte value) {
@@ -90,6 +99,13 @@ std::optional<MessageToWindows> decodedToWindows(std::span<const std::byte> byte
         }
         return keys;
     }
+    if (const auto body = bodyOf(bytes, Form::panelState, 2, 2)) {
+        const auto isShown = flagOf(body->front());
+        const auto serveTray = flagOf(body->back());
+        if (isShown && serveTray) {
+            return PanelState{*isShown, *serveTray};
+        }
+    }
     return std::nullopt;
 }
 
@@ -100,8 +116,8 @@ std::optional<MessageFromWindows> decodedFromWindows(std::span<const std::byte> 
         }
     }
     if (const auto body = bodyOf(bytes, Form::watchKeys, 1, 1)) {
-        if (body->front() <= std::byte(1)) {
-            return WatchKeys{body->front() == std::byte(1)};
+        if (const auto isWatching = flagOf(body->front())) {
+            return WatchKeys{*isWatching};
         }
     }
     return std::nullopt;

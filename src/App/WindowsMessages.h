@@ -35,6 +35,16 @@ struct KeysHeld {
     friend bool operator==(const KeysHeld&, const KeysHeld&) = default;
 };
 
+/// To the windows: where the program's symbol is.
+struct PanelState {
+    /// Whether some panel shows it.
+    bool isShown = false;
+    /// Whether the windows' program shall put it into the tray of an X panel.
+    bool serveTray = false;
+
+    friend bool operator==(const PanelState&, const PanelState&) = default;
+};
+
 /// From the windows: what `ShowWindow` asked for was done.
 struct WindowShown {
     WindowKind window = WindowKind::settings;
@@ -49,7 +59,7 @@ struct WatchKeys {
     friend bool operator==(const WatchKeys&, const WatchKeys&) = default;
 };
 
-using MessageToWindows = std::variant<ShowWindow, KeysHeld>;
+using MessageToWindows = std::variant<ShowWindow, KeysHeld, PanelState>;
 using MessageFromWindows = std::variant<WindowShown, WatchKeys>;
 
 /// A token that is too long is left out.

@@ -32,7 +32,7 @@ class WindowsLauncherTest : public testing::Test {
     }
     WindowsLauncher& launcher(const Display& own = first) {
         if (!launcher_) {
-            launcher_.emplace(program, monitor, queue, own);
+            launcher_.emplace(program, monitor, queue, own, [this] { return hasBus; });
         }
         return *launcher_;
     }
@@ -60,6 +60,7 @@ class WindowsLauncherTest : public testing::Test {
 
     FakeWindowsProgram program;
     KeyMonitor monitor;
+    bool hasBus = true;
     ManualQueue queue;
 
   private:
@@ -70,7 +71,7 @@ TEST_F(WindowsLauncherTest, StartsOneProgramAndTellsItOfFurtherRequests) {
     launcher().showOnboarding({});
     EXPECT_EQ(launcher().showSettings({.display = {}, .activationToken = "go", .startupId = "x"}), "");
     EXPECT_EQ(program.children.size(), 1U);
-    EXPECT_THAT(told(), ElementsAre("onboarding", "settings go"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "onboarding", "settings go"));
     EXPECT_EQ(program.child().environment["DISPLAY"], ":1");
     EXPECT_EQ(program.child().environment["XAUTHORITY"], "/run/key");
     EXPECT_EQ(program.child().environment.at("WAYLAND_DISPLAY"), "") << "none from elsewhere";
@@ -78,7 +79,7 @@ TEST_F(WindowsLauncherTest, StartsOneProgramAndTellsItOfFurtherRequests) {
     say(WindowShown{WindowKind::onboarding});
     finish({0, 0});
     EXPECT_EQ(program.children.size(), 2U) << "the settings were not shown any more";
-    EXPECT_THAT(told(), ElementsAre("settings go"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "settings go"));
     EXPECT_EQ(program.child().environment["XDG_ACTIVATION_TOKEN"], "go");
     EXPECT_EQ(program.child().environment["DESKTOP_STARTUP_ID"], "x");
     say(WindowShown{WindowKind::settings});
@@ -98,7 +99,7 @@ TEST_F(WindowsLauncherTest, MovesToTheDisplayThatAsksAndStaysThereForThoseThatDo
     ASSERT_EQ(program.children.size(), 2U);
     EXPECT_EQ(program.child().environment["WAYLAND_DISPLAY"], "wayland-0");
     EXPECT_EQ(program.child().environment["XAUTHORITY"], "");
-    EXPECT_THAT(told(), ElementsAre("settings go"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "settings go"));
     open();
     EXPECT_EQ(program.children.size(), 2U);
 
@@ -122,20 +123,23 @@ TEST_F(WindowsLauncherTest, AFaultIsLoggedAndOnlyTheNextRequestStartsAgain) {
     EXPECT_EQ(program.children.size(), 2U);
     EXPECT_THAT(notices(), ElementsAre(HasSubstr("on display :1 ended with status 1")));
 
+    launcher().showSettings({.display = second, .activationToken = "", .startupId = ""});
+    finish({1, 0}); // a display that cannot be opened
     open();
+    EXPECT_EQ(program.child().environment["DISPLAY"], ":1");
     program.child().sayBytes({std::byte(7)});
     serve();
     EXPECT_TRUE(program.child().isClosed);
     EXPECT_THAT(errors(), ElementsAre(HasSubstr("another version")));
     finish({0, 0});
-    EXPECT_EQ(program.children.size(), 3U);
+    EXPECT_EQ(program.children.size(), 4U);
 
     program.refusal = "keysong-settings: No such file or directory";
     EXPECT_THAT(launcher().showSettings({}), HasSubstr("No such file"));
     EXPECT_THAT(errors(), ElementsAre(HasSubstr("install Keysong again")));
     program.refusal.clear();
     open();
-    EXPECT_EQ(program.children.size(), 4U);
+    EXPECT_EQ(program.children.size(), 5U);
 }
 
 TEST_F(WindowsLauncherTest, WithoutADisplayItSaysSoUntilSomebodyAsksFromOne) {
@@ -145,8 +149,8 @@ TEST_F(WindowsLauncherTest, WithoutADisplayItSaysSoUntilSomebodyAsksFromOne) {
     EXPECT_THAT(notices(), testing::Contains(HasSubstr("add the user to the group")));
     open({.display = second, .activationToken = "", .startupId = ""});
     EXPECT_EQ(program.children.size(), 1U);
-    launcher().setObstacle("there is no session bus");
-    EXPECT_EQ(launcher().showSettings({}), "there is no session bus");
+    hasBus = false;
+    EXPECT_THAT(launcher().showSettings({}), HasSubstr("no session bus"));
 }
 
 TEST_F(WindowsLauncherTest, TellsOfHeldKeysOnlyWhileTheyAreWatched) {
@@ -188,6 +192,30 @@ TEST_F(WindowsLauncherTest, TellsOfHeldKeysOnlyWhileTheyAreWatched) {
     EXPECT_EQ(monitor.snapshot().down, KeyBitmap{}) << "the program's end ends the watching";
     queue.advance(seconds(4));
     EXPECT_TRUE(queue.empty());
+}
+
+TEST_F(WindowsLauncherTest, ServesTheTrayOfItsOwnDisplayAlone) {
+    launcher().setPanel({.isShown = false, .serveTray = false});
+    EXPECT_THAT(program.children, IsEmpty());
+    launcher().setPanel({.isShown = true, .serveTray = true});
+    ASSERT_EQ(program.children.size(), 1U);
+    EXPECT_THAT(told(), ElementsAre("panel shown tray"));
+    launcher().setPanel({.isShown = false, .serveTray = false});
+    EXPECT_THAT(told(), ElementsAre("panel not shown"));
+    launcher().setPanel({.isShown = true, .serveTray = true});
+
+    launcher().showSettings({.display = second, .activationToken = "", .startupId = ""});
+    finish({0, 0});
+    ASSERT_EQ(program.children.size(), 2U);
+    EXPECT_THAT(told(), ElementsAre("panel shown", "settings"));
+    say(WindowShown{WindowKind::settings});
+    finish({0, 0}); // back to the tray
+    ASSERT_EQ(program.children.size(), 3U);
+    EXPECT_EQ(program.child().environment["DISPLAY"], ":1");
+    EXPECT_THAT(told(), ElementsAre("panel shown tray"));
+    finish({0, 11});
+    EXPECT_EQ(program.children.size(), 3U) << "one that fails is not started again and again";
+    EXPECT_EQ(errors().size(), 1U);
 }
 
 TEST(AskerData, PassesTheDisplayAndTheLeaveOnAndNothingElse) {

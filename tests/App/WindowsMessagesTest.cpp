@@ -24,7 +24,7 @@ TEST(WindowsMessages, ComeBackAsTheyWereAndOnlyWhole) {
     for (const MessageToWindows& message : std::initializer_list<MessageToWindows>{
              ShowWindow{WindowKind::settings, ""}, ShowWindow{WindowKind::onboarding, "a token"},
              ShowWindow{WindowKind::settings, std::string(ShowWindow::longestToken, 'x')},
-             KeysHeld{{1, 0, 0xFEDCBA9876543210, std::uint64_t(1) << 63}}}) {
+             PanelState{true, false}, KeysHeld{{1, 0, 0xFEDCBA9876543210, std::uint64_t(1) << 63}}}) {
         EXPECT_EQ(decodedToWindows(encoded(message)), message);
         eachCutOrLonger(encoded(message), [&](const Bytes& bytes) {
             const auto decoded = decodedToWindows(bytes);

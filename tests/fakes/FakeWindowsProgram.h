@@ -85,6 +85,10 @@ class FakeWindowsProgram final : public WindowsProgram {
             if (const auto* keys = std::get_if<KeysHeld>(&message)) {
                 return "keys " + std::to_string(keys->down[0]);
             }
+            if (const auto* panel = std::get_if<PanelState>(&message)) {
+                return std::string("panel ") + (panel->isShown ? "shown" : "not shown") +
+                       (panel->serveTray ? " tray" : "");
+            }
             const auto& show = std::get<ShowWindow>(message);
             return (show.window == WindowKind::settings ? "settings" : "onboarding") +
                    (show.activationToken.empty() ? std::string() : " " + show.activationToken);
