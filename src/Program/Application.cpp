@@ -1,26 +1,29 @@
 #include "Program/Application.h"
 
 #include "App/AppModel.h"
+#include "App/AskerData.h"
 #include "App/GlobalHotkeys.h"
 #include "App/MainThreadQueue.h"
-#include "App/NoWindows.h"
+#include "App/Panel/PanelChoice.h"
 #include "App/Panel/PanelItem.h"
 #include "App/RemoteControl.h"
+#include "App/WindowsLauncher.h"
+#include "App/WindowsMessages.h"
 #include "Shared/BackgroundTasks.h"
 #include "Shared/Log.h"
 #include "Shared/SerialQueue.h"
-#include "UI/Look/ProgramIcon.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QSocketNotifier>
 #include <csignal>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <system_error>
 
 #include "Linux/Desktop/AutostartItem.h"
 #include "Linux/Desktop/DesktopFiles.h"
+#include "Linux/Desktop/LinuxWindowsProgram.h"
+#include "Linux/Desktop/X11TraySelection.h"
 #include "Linux/Files/LinuxFolderWatcher.h"
 #include "Linux/Frontmost/LinuxFrontmost.h"
 #include "Linux/Hotkeys/LinuxHotkeys.h"
@@ -28,9 +31,7 @@
 #include "Linux/Sound/PipeWireMicrophone.h"
 #include "Linux/System/SessionBusProbe.h"
 #include "Linux/System/TerminationSignals.h"
-#include "Program/DesktopSession.h"
 #include "Program/FirstInstance.h"
-#include "Program/LastFlush.h"
 
 namespace keysong {
 
@@ -57,49 +58,20 @@ void runBeside(BackgroundTasks& background, const std::function<void()>& task) {
     }
 }
 
-bool isSet(const char* variable) {
-    return !qEnvironmentVariableIsEmpty(variable);
-}
-
-/// An application with windows where there is a display, without them where there is none.
-std::unique_ptr<QCoreApplication> makeApplication(int& count, char** words) {
-    constexpr const char* platform = "QT_QPA_PLATFORM";
-    const bool isChosen = isSet(platform);
-    if (!isChosen && !isSet("WAYLAND_DISPLAY") && !isSet("DISPLAY")) {
-        return std::make_unique<QCoreApplication>(count, words);
-    }
-    if (!isChosen) {
-        // The last takes what a dead display would end with an abort.
-        qputenv(platform, isSet("WAYLAND_DISPLAY") ? "wayland;xcb;offscreen" : "xcb;offscreen");
-    }
-    auto application = std::make_unique<QApplication>(count, words);
-    if (!isChosen) {
-        qunsetenv(platform); // not for the programs that this one starts
-    }
-    QGuiApplication::setDesktopFileName(RemoteControl::serviceName);
-    // Panels show it as the title of the status item.
-    QCoreApplication::setApplicationName("Keysong");
-    QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setWindowIcon(programIcon());
-    return application;
-}
-
-/// The application as one with windows that somebody can see; null where it is none.
-QApplication* onDisplay(QCoreApplication& application) {
-    auto* const windowed = qobject_cast<QApplication*>(&application);
-    const bool isSeen =
-        windowed != nullptr &&
-        (QGuiApplication::platformName() != QLatin1String("offscreen") || isSet("QT_QPA_PLATFORM"));
-    return isSeen ? windowed : nullptr;
+/// Whether this process was started on an X server that is no part of a Wayland session.
+bool isOnX11(const Places& places) {
+    return places.environment("WAYLAND_DISPLAY").value_or("").empty() &&
+           !places.environment("DISPLAY").value_or("").empty();
 }
 
 int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const TerminationSignals& termination,
-             MainThreadQueue& mainQueue, BackgroundTasks& background, DesktopSession* desktop) {
+             MainThreadQueue& mainQueue, BackgroundTasks& background) {
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
     const auto input = makeInputSource(machine.places);
-    NoWindows noWindows;
-    AppWindows& windows = desktop != nullptr ? desktop->windows() : noWindows;
+    LinuxWindowsProgram windowsProgram(LinuxWindowsProgram::find("keysong-settings", KEYSONG_PROGRAM_FOLDER));
+    WindowsLauncher windows(windowsProgram, KeyMonitor::shared(), mainQueue, askerOfEnvironment().display,
+                            [&bus] { return bus.isOpen(); });
     SerialQueue writer(machine.threads, {"com.orlen.keysong.preferences", "preferences"});
     const PreferenceDomains domains(machine.places.userConfig(), machine.durableFiles);
     Preferences preferences(domains, PreferenceMigration::currentDomain, &writer);
@@ -120,19 +92,26 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
         QCoreApplication::quit();
     };
     const PanelItem panel(bus, model, windows, quit);
-    if (desktop != nullptr) {
-        desktop->attach(model, panel, applications, machine, mainQueue, quit);
-    }
+    PanelState panelState{.isShown = true, .serveTray = false};
+    const PanelChoice panelChoice(
+        panel, isOnX11(machine.places) ? makeX11TraySelection() : nullptr,
+        [&](bool serve) {
+            panelState.serveTray = serve;
+            windows.setPanel(panelState);
+        },
+        PanelChoice::Patience());
+    const auto tellPanel = [&] {
+        panelState.isShown = panelChoice.isShown();
+        windows.setPanel(panelState);
+    };
+    QObject::connect(&panelChoice, &PanelChoice::isShownChanged, tellPanel);
+    tellPanel();
     remote.attach(model, windows, quit, [&termination] { return termination.areRequested(); });
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
-    const LastFlush lastFlush([&model] { model.prepareToTerminate(); });
     model.bootstrap();
     QCoreApplication::exec();
     model.prepareToTerminate();
-    if (desktop != nullptr) {
-        desktop->detach();
-    }
     return 0;
 }
 
@@ -144,7 +123,7 @@ int runApplication(Machine& machine, char* programPath) {
     std::signal(SIGPIPE, SIG_IGN);
     int count = 1;
     char* words[] = {programPath, nullptr};
-    const auto application = makeApplication(count, words);
+    const QCoreApplication application(count, words);
     MainThreadQueue mainQueue;
     BackgroundTasks background(machine.threads, {"com.orlen.keysong.load", "load"});
     SettingsLock lock(PreferenceDomains(machine.places.userConfig(), machine.durableFiles)
@@ -165,11 +144,7 @@ int runApplication(Machine& machine, char* programPath) {
         instance.reportHung();
         return 1;
     }
-    std::optional<DesktopSession> desktop;
-    if (QApplication* const display = onDisplay(*application)) {
-        desktop.emplace(*display);
-    }
-    return runModel(machine, bus, remote, termination, mainQueue, background, desktop ? &*desktop : nullptr);
+    return runModel(machine, bus, remote, termination, mainQueue, background);
 }
 
 } // namespace keysong

@@ -1,27 +1,31 @@
 #include "UI/DesktopWindows.h"
 
+#include "App/WindowsMessages.h"
+
 namespace keysong {
 
-void DesktopWindows::attach(const UiServices& services, KeyboardAccess& access, TaskQueue& mainQueue) {
-    settings_ = std::make_unique<SettingsWindow>(services);
-    onboarding_ = std::make_unique<OnboardingWindow>(services.model, access, mainQueue);
+DesktopWindows::DesktopWindows(const UiServices& services, KeyboardAccess& access, TaskQueue& mainQueue)
+    : settings_(services), onboarding_(services.model, access, mainQueue) {
+    // Later: a window that is shown anew may be closed for a moment.
+    connect(&settings_, &SettingsWindow::closed, this, &DesktopWindows::look, Qt::QueuedConnection);
+    connect(&onboarding_, &OnboardingWindow::closed, this, &DesktopWindows::look, Qt::QueuedConnection);
 }
 
-void DesktopWindows::detach() {
-    onboarding_.reset();
-    settings_.reset();
+void DesktopWindows::show(WindowKind window, const std::string& activationToken) {
+    if (!activationToken.empty()) { // where the toolkit looks for it
+        qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(activationToken));
+    }
+    window == WindowKind::settings ? settings_.show() : onboarding_.show();
 }
 
-std::string DesktopWindows::showSettings(const Asker& asker) {
-    qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(asker.activationToken));
-    settings_->show();
-    return {};
+bool DesktopWindows::isOpen() const {
+    return settings_.isShown() || onboarding_.isShown() || onboarding_.isAsking();
 }
 
-std::string DesktopWindows::showOnboarding(const Asker& asker) {
-    qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(asker.activationToken));
-    onboarding_->show();
-    return {};
+void DesktopWindows::look() {
+    if (!isOpen()) {
+        emit closed();
+    }
 }
 
 } // namespace keysong

@@ -1,33 +1,41 @@
 #pragma once
 
-#include "App/AppWindows.h"
 #include "UI/Onboarding/OnboardingWindow.h"
 #include "UI/Settings/SettingsWindow.h"
 
-#include <memory>
+#include <QObject>
+#include <cstdint>
+#include <string>
 
 namespace keysong {
 
+enum class WindowKind : std::uint8_t;
+
 /// The windows on a desktop, each made when it is needed first. Main thread.
-class DesktopWindows final : public AppWindows {
+class DesktopWindows final : public QObject {
+    Q_OBJECT
+
   public:
-    DesktopWindows() = default;
+    /// What the arguments refer to outlives the windows. `mainQueue` runs its tasks on the main thread.
+    DesktopWindows(const UiServices& services, KeyboardAccess& access, TaskQueue& mainQueue);
 
-    /// Call it before anything is shown; what the arguments refer to outlives the windows. `mainQueue` runs
-    /// its tasks on the main thread.
-    void attach(const UiServices& services, KeyboardAccess& access, TaskQueue& mainQueue);
-    /// Takes the windows down, while what they show is still there.
-    void detach();
+    /// Shows a window in front of all others. The token is the desktop's leave to take the focus; it may be
+    /// empty.
+    void show(WindowKind window, const std::string& activationToken);
+    /// Whether some panel shows the program's icon; until somebody says so, one does.
+    void setHasTray(bool hasTray) { onboarding_.setHasTray(hasTray); }
+    /// Whether any window shows, or the machine asks for a password because of one.
+    [[nodiscard]] bool isOpen() const;
 
-    /// Whether some panel shows the program's icon; until somebody says so, one does. After `attach`.
-    void setHasTray(bool hasTray) { onboarding_->setHasTray(hasTray); }
-
-    std::string showSettings(const Asker& asker) override;
-    std::string showOnboarding(const Asker& asker) override;
+  signals:
+    /// `isOpen` is no longer true.
+    void closed();
 
   private:
-    std::unique_ptr<SettingsWindow> settings_;
-    std::unique_ptr<OnboardingWindow> onboarding_;
+    void look();
+
+    SettingsWindow settings_;
+    OnboardingWindow onboarding_;
 };
 
 } // namespace keysong

@@ -26,6 +26,11 @@ class DesktopFixture : public ProgramFixture {
     /// Starts the program and shows its settings.
     void openSettings();
 
+    /// Closes them with the keyboard, and waits until their program has ended.
+    void closeSettings();
+    /// The process that shows the program's windows; 0 for none.
+    [[nodiscard]] pid_t windowsProgram() const;
+
     /// A control that shows, in any window of the program. See `AccessibleClient::find`.
     [[nodiscard]] Node find(const char* role, const char* name, const char* description = "") const {
         return eyes->find(eyes->desktop(), role, name, description);
@@ -44,6 +49,8 @@ class DesktopFixture : public ProgramFixture {
     [[nodiscard]] static std::string focusedWindow(const PrivateSway& sway);
 
     ChildProcess manager;
+    /// Part of the errors that the log may hold.
+    std::string expectedError;
     ChildProcess program;
     /// Where the credits lie, which the desktop is asked to open; the file "opened" tells that it was.
     std::filesystem::path credits;

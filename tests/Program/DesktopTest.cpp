@@ -4,6 +4,7 @@
 #include <linux/input-event-codes.h>
 
 #include <algorithm>
+#include <csignal>
 #include <utility>
 
 #include "Program/DesktopFixture.h"
@@ -229,24 +230,125 @@ TEST_F(DesktopFixture, AKeyLightsItsCapWhileItIsHeldAndTypesOnce) {
     }
 }
 
-TEST_F(DesktopFixture, ThereIsOneSettingsWindowAndClosingHidesIt) {
+TEST_F(DesktopFixture, ThereIsOneSettingsWindowAndItsProgramEndsWithIt) {
     openSettings();
     const Node window = find("frame", "Keysong Settings");
-    eyes->setValue(formScrollBar(), 200);
+    const pid_t first = windowsProgram();
+    EXPECT_NE(first, 0);
     EXPECT_EQ(control({"settings"}), "");
-    const auto isOpen = [&] { return find("frame", "Keysong Settings") == window; };
-    EXPECT_TRUE(eventually(isOpen));
-    hands->key(keyboard, KEY_LEFTCTRL, true);
-    hands->tap(keyboard, KEY_W);
-    hands->key(keyboard, KEY_LEFTCTRL, false);
-    ASSERT_TRUE(eventually([&] { return !find("frame", "Keysong Settings"); }));
+    EXPECT_TRUE(eventually([&] { return find("frame", "Keysong Settings") == window; }));
+    EXPECT_EQ(windowsProgram(), first);
+    closeSettings();
     EXPECT_NE(control({"status"}), "") << "the program goes on";
 
     EXPECT_EQ(ChildProcess::run({executable}, loggingTo("second")), 0);
-    EXPECT_TRUE(eventually(isOpen)) << "the same window";
-    EXPECT_EQ(eyes->value(formScrollBar()), 200) << "as it was left";
+    EXPECT_TRUE(eventually([&] { return bool(find("frame", "Keysong Settings")); }));
+    closeSettings();
+    EXPECT_EQ(ChildProcess::run({KEYSONG_SETTINGS}, loggingTo("second")), 0) << textOf("second");
+    EXPECT_TRUE(eventually([&] { return bool(find("frame", "Keysong Settings")); }));
+    closeSettings();
+    for (const int key : {KEY_LEFTCTRL, KEY_LEFTALT, KEY_C}) {
+        hands->key(keyboard, key, true);
+    }
+    for (const int key : {KEY_C, KEY_LEFTALT, KEY_LEFTCTRL}) {
+        hands->key(keyboard, key, false);
+    }
+    EXPECT_TRUE(eventually([&] { return bool(find("frame", "Keysong Settings")); })) << "by its hotkey";
     EXPECT_EQ(control({"quit"}), "");
     EXPECT_EQ(program.wait(), 0);
+    EXPECT_TRUE(eventually([&] { return !find("frame", "Keysong Settings"); }));
+}
+
+TEST_F(DesktopFixture, TheWindowsMayCrashAndLeaveNothingBehind) {
+    openSettings();
+    expectedError = "ended by signal 9";
+    EXPECT_EQ(kill(windowsProgram(), SIGKILL), 0);
+    EXPECT_TRUE(eventually([&] { return windowsProgram() == 0; }));
+    EXPECT_TRUE(eventually([&] { return textOf("log").find(expectedError) != std::string::npos; }));
+    hands->tap(keyboard, KEY_A);
+    EXPECT_TRUE(eventually([&] { return textOf("log").find("play keyDown(0)") != std::string::npos; }));
+    const auto descriptors = [&] {
+        const std::filesystem::directory_iterator all("/proc/" + std::to_string(program.id()) + "/fd");
+        return std::distance(begin(all), end(all));
+    };
+    std::ifstream file("/proc/" + std::to_string(program.id()) + "/maps");
+    const std::string libraries{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(libraries, HasSubstr("libQt6Core"));
+    EXPECT_THAT(libraries, testing::Not(HasSubstr("libQt6Gui"))) << "it needs no toolkit for windows";
+    std::ptrdiff_t before = 0;
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(control({"settings"}), "");
+        ASSERT_TRUE(eventually([&] { return bool(find("frame", "Keysong Settings")); })) << round;
+        closeSettings();
+        before = round == 0 ? descriptors() : before;
+    }
+    EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << before << " " << descriptors();
+}
+
+TEST_F(DesktopFixture, TheDisplayMayEndAndTheSoundGoesOn) {
+    openSettings();
+    expectedError = "event tap";
+    server.kill();
+    EXPECT_TRUE(eventually([&] { return windowsProgram() == 0; }));
+    EXPECT_EQ(control({"preview", "holy-panda"}), "");
+    EXPECT_TRUE(eventually([&] { return textOf("log").find("play keyDown(36)") != std::string::npos; }))
+        << textOf("log");
+    ASSERT_TRUE(server.start());
+    EXPECT_EQ(control({"settings"}), "");
+    EXPECT_TRUE(eventually([&] { return bool(find("frame", "Keysong Settings")); })) << textOf("log");
+    hands.emplace(server.display());
+    EXPECT_TRUE(eventually([&] {
+        hands->tap(hands->deviceNamed("Xvfb keyboard"), KEY_A);
+        return control({"stats"}) != "0\n";
+    })) << "it hears the new display";
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0) << textOf("log");
+}
+
+TEST_F(DesktopFixture, WindowsShowWhereTheyAreAskedForAlsoAfterAStartOnAConsole) {
+    PrivateXServer other("800x700x24");
+    ASSERT_TRUE(other.start());
+    const auto ask = [&](const std::string& display) {
+        auto there = loggingTo("asked");
+        there.environment["DISPLAY"] = display;
+        return ChildProcess::run({KEYSONG_CONTROL, "settings"}, there);
+    };
+    const auto showsOn = [&](const std::string& display) {
+        return eventually([&] {
+            std::ifstream file("/proc/" + std::to_string(windowsProgram()) + "/environ");
+            const std::string variables{std::istreambuf_iterator<char>(file), {}};
+            return variables.find(std::string("\0DISPLAY=", 9) + display + '\0') != std::string::npos &&
+                   bool(find("frame", "Keysong Settings"));
+        });
+    };
+    setting.environment["DISPLAY"] = "";
+    program.start({executable}, loggingTo("log"));
+    ASSERT_TRUE(eventually([&] { return !control({"status"}).empty(); }));
+    EXPECT_NE(ask(""), 0);
+    EXPECT_THAT(textOf("asked"), HasSubstr("there is no display"));
+    EXPECT_EQ(ask(server.display()), 0);
+    EXPECT_TRUE(showsOn(server.display())) << textOf("log");
+    const auto screen = [&](const PrivateXServer& on) {
+        return XTestClient(on.display()).picture(0, 0, 800, 700);
+    };
+    const auto empty = screen(other);
+    EXPECT_EQ(ask(other.display()), 0);
+    EXPECT_TRUE(showsOn(other.display())) << textOf("log");
+    EXPECT_TRUE(eventually([&] { return screen(other) != empty; }));
+    EXPECT_EQ(ask(""), 0) << "where it was last";
+    EXPECT_TRUE(showsOn(other.display()));
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0) << textOf("log");
+}
+
+TEST_F(DesktopFixture, WithoutAccessAWindowAsksForItAndClosesWhenItHasCome) {
+    hands->addMonitor("XWAYLAND0"); // a display that stands for another one hears too little
+    program.start({executable}, loggingTo("log"));
+    ASSERT_TRUE(eventually([&] { return bool(find("dialog", "Keysong")); })) << textOf("log");
+    EXPECT_TRUE(find("label", "Waiting…"));
+    hands->removeMonitor("XWAYLAND0");
+    EXPECT_TRUE(eventually([&] { return windowsProgram() == 0; }));
+    EXPECT_TRUE(control({"status"}).starts_with("sound    on\n"));
 }
 
 /// The same windows under a Wayland compositor, where nobody may hear the keyboards.

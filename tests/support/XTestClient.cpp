@@ -141,6 +141,11 @@ void XTestClient::addMonitor(std::string_view name) const {
     sync();
 }
 
+void XTestClient::removeMonitor(std::string_view name) const {
+    xcb_randr_delete_monitor(client_, root_, atom(name));
+    sync();
+}
+
 void XTestClient::grabKeyboard() const {
     const XcbRef<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
         client_,

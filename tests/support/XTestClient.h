@@ -46,6 +46,7 @@ class XTestClient {
     void addMaster(std::string_view name) const;
 
     void addMonitor(std::string_view name) const;
+    void removeMonitor(std::string_view name) const;
 
     /// Takes the keyboard for this client alone, and receives its keys from then on.
     void grabKeyboard() const;

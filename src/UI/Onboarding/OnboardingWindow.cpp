@@ -72,6 +72,7 @@ void OnboardingWindow::close() {
     window_->hide();
     view_ = nullptr;
     window_.release()->deleteLater(); // it may be the one that calls
+    emit closed();
 }
 
 void OnboardingWindow::setHasTray(bool hasTray) {
@@ -90,6 +91,8 @@ void OnboardingWindow::grant() {
         if (self->view_ != nullptr) {
             self->view_->setAsking(false);
             self->view_->showResult(result);
+        } else {
+            emit self->closed();
         }
     }) || isAsking_;
     view_->setAsking(isAsking_);

@@ -37,6 +37,12 @@ class OnboardingWindow final : public QObject {
     void setHasTray(bool hasTray);
 
     [[nodiscard]] bool isShown() const noexcept { return window_ != nullptr; }
+    /// Whether the machine asks for a password, which outlives the window.
+    [[nodiscard]] bool isAsking() const noexcept { return isAsking_; }
+
+  signals:
+    /// The window was closed, or a question that outlived it was answered.
+    void closed();
 
   private:
     void makeWindow();

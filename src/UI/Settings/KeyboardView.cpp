@@ -1,13 +1,9 @@
 #include "UI/Settings/KeyboardView.h"
 
-#include "App/KeyMonitor.h"
+#include "App/HeldKeys.h"
 
-#include <QGuiApplication>
 #include <QPaintEvent>
 #include <QPainter>
-#include <QScreen>
-#include <QTimerEvent>
-#include <QWindow>
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -21,10 +17,6 @@ constexpr double capHeight = 0.86;
 constexpr double smallestCap = 8;
 constexpr double aspectRatio = 3;
 constexpr qreal cornerRadius = 3;
-/// Milliseconds between two looks while nobody types: less than a key stays down, so that the first one that
-/// is typed elsewhere lights, too.
-constexpr int calmInterval = 50;
-constexpr int looksUntilCalm = 120;
 
 double rowUnits(const std::vector<KeyboardView::Key>& row) {
     double units = 0;
@@ -49,13 +41,15 @@ QSizeF capSize(const KeyboardView::Key& key, double unit) {
 
 } // namespace
 
-KeyboardView::KeyboardView(const KeyMonitor& monitor, QWidget* parent) : QWidget(parent), monitor_(monitor) {
+KeyboardView::KeyboardView(const HeldKeys& keys, QWidget* parent)
+    : QWidget(parent), keys_(keys), down_(keys.down()) {
     QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
     // A keyboard has its left on the left, whatever the direction of the writing.
     setLayoutDirection(Qt::LeftToRight);
     setAccessibleName(tr("Keyboard"));
+    connect(&keys_, &HeldKeys::downChanged, this, &KeyboardView::follow);
 }
 
 const std::vector<std::vector<KeyboardView::Key>>& KeyboardView::rows() {
@@ -93,19 +87,8 @@ bool KeyboardView::isHeld(std::uint16_t code) const {
 }
 
 void KeyboardView::follow() {
-    const QWindow* const window = this->window()->windowHandle();
-    if (window == nullptr || !window->isExposed()) {
-        return;
-    }
-    const auto now = monitor_.snapshot().down;
-    if (now == down_) {
-        if (now == decltype(now){} && ++looksWithoutChange_ > looksUntilCalm) {
-            lookEvery(std::max(calmInterval, frameInterval()));
-        }
-        return;
-    }
-    lookEveryFrame();
-    const auto before = std::exchange(down_, now);
+    const KeyBitmap now = keys_.down();
+    const KeyBitmap before = std::exchange(down_, now);
     for (const Cap& cap : caps_) {
         const std::size_t word = cap.key->code / 64U;
         if (((before[word] ^ now[word]) >> (cap.key->code % 64U) & 1U) != 0) {
@@ -170,45 +153,6 @@ void KeyboardView::paintEvent(QPaintEvent* event) {
 
 void KeyboardView::resizeEvent(QResizeEvent*) {
     layOut();
-}
-
-void KeyboardView::showEvent(QShowEvent*) {
-    down_ = monitor_.snapshot().down;
-    lookEveryFrame();
-    qApp->installEventFilter(this);
-}
-
-void KeyboardView::hideEvent(QHideEvent*) {
-    frame_.stop();
-    interval_ = 0;
-    qApp->removeEventFilter(this);
-}
-
-void KeyboardView::timerEvent(QTimerEvent* event) {
-    event->timerId() == frame_.timerId() ? follow() : QWidget::timerEvent(event);
-}
-
-bool KeyboardView::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::KeyPress) {
-        lookEveryFrame();
-    }
-    return QWidget::eventFilter(watched, event);
-}
-
-void KeyboardView::lookEveryFrame() {
-    looksWithoutChange_ = 0;
-    lookEvery(frameInterval());
-}
-
-int KeyboardView::frameInterval() const {
-    return static_cast<int>(1000 / std::clamp(screen()->refreshRate(), 24.0, 240.0));
-}
-
-void KeyboardView::lookEvery(int milliseconds) {
-    if (milliseconds != interval_) {
-        interval_ = milliseconds;
-        frame_.start(milliseconds, Qt::PreciseTimer, this);
-    }
 }
 
 } // namespace keysong

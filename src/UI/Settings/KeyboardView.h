@@ -1,20 +1,18 @@
 #pragma once
 
-#include <QBasicTimer>
+#include "App/KeyBitmap.h"
+
 #include <QWidget>
-#include <array>
 #include <cstdint>
 #include <vector>
 
 namespace keysong {
 
-class KeyMonitor;
+class HeldKeys;
 
 /// A small picture of a keyboard that lights every key held right now, anywhere on the machine.
 ///
-/// While it can be seen it looks at the key monitor once per frame of its display, less often while nobody
-/// types, and draws only the caps that changed; nothing lights unless somebody switched the monitor's
-/// watching on. Main thread.
+/// It draws only the caps that changed. Nothing lights unless somebody switched the watching on. Main thread.
 class KeyboardView final : public QWidget {
     Q_OBJECT
 
@@ -27,7 +25,7 @@ class KeyboardView final : public QWidget {
         double width = 1;
     };
 
-    explicit KeyboardView(const KeyMonitor& monitor, QWidget* parent = nullptr);
+    explicit KeyboardView(const HeldKeys& keys, QWidget* parent = nullptr);
 
     /// The rows from top to bottom, each from left to right.
     [[nodiscard]] static const std::vector<std::vector<Key>>& rows();
@@ -43,11 +41,6 @@ class KeyboardView final : public QWidget {
   protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
-    void showEvent(QShowEvent* event) override;
-    void hideEvent(QHideEvent* event) override;
-    void timerEvent(QTimerEvent* event) override;
-    /// Sees that somebody types into this program.
-    [[nodiscard]] bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     struct Cap {
@@ -57,19 +50,12 @@ class KeyboardView final : public QWidget {
 
     [[nodiscard]] bool isHeld(std::uint16_t code) const;
     void follow();
-    void lookEvery(int milliseconds);
-    void lookEveryFrame();
-    [[nodiscard]] int frameInterval() const;
     void layOut();
     void drawCap(QPainter& painter, const Cap& cap) const;
 
-    const KeyMonitor& monitor_;
-    /// As in the monitor's state, when it was last looked at.
-    std::array<std::uint64_t, 4> down_{};
-    QBasicTimer frame_;
-    /// The time between two looks, now; 0 while it cannot be seen.
-    int interval_ = 0;
-    int looksWithoutChange_ = 0;
+    const HeldKeys& keys_;
+    /// What is drawn as held.
+    KeyBitmap down_{};
     double unit_ = 0;
     std::vector<Cap> caps_;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "App/AppState.h"
-#include "App/KeyMonitor.h"
+#include "App/HeldKeys.h"
 #include "Platform/InstalledApplications.h"
 #include "Platform/Places.h"
 #include "Platform/TextOrder.h"
@@ -15,18 +15,19 @@ class ScratchField;
 /// What the windows work with beside the model. Everything referred to outlives them.
 struct UiServices {
     AppState& model;
-    KeyMonitor& keyMonitor;
+    HeldKeys& heldKeys;
     InstalledApplications& applications;
     const Places& places;
     const TextOrder& textOrder;
 };
 
-/// A place to type and the keyboard that shows it. While it can be seen the key monitor watches. Main thread.
+/// A place to type and the keyboard that shows it. While it can be seen the held keys are watched. Main
+/// thread.
 class TryItSection final : public SettingsSection {
     Q_OBJECT
 
   public:
-    TryItSection(KeyMonitor& monitor, QWidget* parent);
+    TryItSection(HeldKeys& keys, QWidget* parent);
 
     /// Takes what is typed while no other text field has the focus.
     [[nodiscard]] QWidget& scratch() const noexcept;
@@ -36,7 +37,7 @@ class TryItSection final : public SettingsSection {
     void hideEvent(QHideEvent* event) override;
 
   private:
-    KeyMonitor& monitor_;
+    HeldKeys& keys_;
     ScratchField* scratch_;
 };
 

@@ -23,7 +23,7 @@ SettingsView::SettingsView(const UiServices& services, QWidget* parent)
     auto* const sections = new QVBoxLayout(content);
     sections->setContentsMargins(margin, margin - 4, margin, margin);
     sections->setSpacing(sectionSpacing);
-    tryIt_ = new TryItSection(services.keyMonitor, content);
+    tryIt_ = new TryItSection(services.heldKeys, content);
     // Made in the order in which they are read, which is also the order of the Tab key.
     sections->addWidget(tryIt_);
     sections->addWidget(makeSoundSection(services.model, content));

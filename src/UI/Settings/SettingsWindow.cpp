@@ -4,6 +4,7 @@
 #include "UI/WindowActivation.h"
 
 #include <QApplication>
+#include <QCloseEvent>
 #include <QKeyEvent>
 #include <QScreen>
 #include <QShortcut>
@@ -49,9 +50,17 @@ void SettingsPanel::keyPressEvent(QKeyEvent* event) {
     QApplication::sendEvent(&scratch, event);
 }
 
+void SettingsPanel::closeEvent(QCloseEvent* event) {
+    QMainWindow::closeEvent(event);
+    if (event->isAccepted()) {
+        emit closed();
+    }
+}
+
 void SettingsWindow::show() {
     if (window_ == nullptr) {
         window_ = std::make_unique<SettingsPanel>(services_);
+        connect(window_.get(), &SettingsPanel::closed, this, &SettingsWindow::closed);
     }
     bringToFront(*window_);
 }

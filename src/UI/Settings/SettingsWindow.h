@@ -15,8 +15,12 @@ class SettingsPanel final : public QMainWindow {
   public:
     explicit SettingsPanel(const UiServices& services);
 
+  signals:
+    void closed();
+
   protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
   private:
     void fitScreen();
@@ -25,13 +29,20 @@ class SettingsPanel final : public QMainWindow {
 };
 
 /// Shows the one settings window; it is made when it is needed first and kept. Main thread.
-class SettingsWindow final {
+class SettingsWindow final : public QObject {
+    Q_OBJECT
+
   public:
     /// What `services` refers to outlives it.
     explicit SettingsWindow(const UiServices& services) : services_(services) {}
 
     /// Shows the window in front of all others, with the keyboard's focus where the desktop allows it.
     void show();
+    [[nodiscard]] bool isShown() const { return window_ != nullptr && window_->isVisible(); }
+
+  signals:
+    /// The user closed the window.
+    void closed();
 
   private:
     const UiServices services_;

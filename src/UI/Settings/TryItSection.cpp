@@ -49,15 +49,15 @@ class ScratchField final : public QPlainTextEdit {
     }
 };
 
-TryItSection::TryItSection(KeyMonitor& monitor, QWidget* parent)
-    : SettingsSection(tr("Try it"), parent), monitor_(monitor), scratch_(nullptr) {
+TryItSection::TryItSection(HeldKeys& keys, QWidget* parent)
+    : SettingsSection(tr("Try it"), parent), keys_(keys), scratch_(nullptr) {
     auto* const content = new QWidget(&card());
     auto* const lines = new QVBoxLayout(content);
     lines->setContentsMargins(0, 8, 0, 8);
     lines->setSpacing(8);
     scratch_ = new ScratchField(content);
     lines->addWidget(scratch_);
-    lines->addWidget(new KeyboardView(monitor, content));
+    lines->addWidget(new KeyboardView(keys, content));
     card().addContent(content);
     setFooter(tr("Keys light up as you hold them. The sound follows every key on the whole machine, not "
                  "only this box."));
@@ -69,13 +69,13 @@ QWidget& TryItSection::scratch() const noexcept {
 
 void TryItSection::showEvent(QShowEvent* event) {
     SettingsSection::showEvent(event);
-    monitor_.setWatching(true);
+    keys_.setWatching(true);
     scratch_->setFocus(Qt::OtherFocusReason);
 }
 
 void TryItSection::hideEvent(QHideEvent* event) {
     SettingsSection::hideEvent(event);
-    monitor_.setWatching(false);
+    keys_.setWatching(false);
 }
 
 } // namespace keysong

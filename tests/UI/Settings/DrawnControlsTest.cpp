@@ -1,4 +1,3 @@
-#include "App/KeyMonitor.h"
 #include "UI/Settings/KeyboardView.h"
 #include "UI/Settings/TonePad.h"
 
@@ -99,7 +98,7 @@ TEST_F(DrawnControls, AScreenReaderFindsASliderForEachAxis) {
 }
 
 TEST_F(DrawnControls, TheKeyboardShowsEveryKeyWholeAndLightsTheHeldOnes) {
-    KeyboardView view(monitor);
+    KeyboardView view(heldKeys);
     view.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
     for (const int width : {240, 392, 777}) {
@@ -117,19 +116,19 @@ TEST_F(DrawnControls, TheKeyboardShowsEveryKeyWholeAndLightsTheHeldOnes) {
         }
     }
     view.resize(392, view.heightForWidth(392));
-    monitor.setWatching(true);
+    heldKeys.setWatching(true);
     const auto darkness = [&](std::uint16_t code) {
         const QPoint place = view.capOf(code).topLeft().toPoint() + QPoint(3, 3);
         return 255 - qGray(view.grab().toImage().pixel(place));
     };
     const int off = darkness(56);
-    monitor.record(SoundEvent::keyDown(56)); // the left Shift, not the right one
-    monitor.record(SoundEvent::keyDown(111));
-    monitor.record(SoundEvent::keyDown(200)); // not on the picture
+    // The left Shift, not the right one, and a key that is not on the picture.
+    heldKeys.setDown(
+        {std::uint64_t(1) << 56, std::uint64_t(1) << (111 - 64), 0, std::uint64_t(1) << (200 - 192)});
     ASSERT_TRUE(pumpUntil([&] { return darkness(56) > off + 100; }));
     EXPECT_GT(darkness(111), off + 100);
     EXPECT_LT(std::abs(darkness(60) - off), 5);
-    monitor.setWatching(false);
+    heldKeys.setWatching(false);
     EXPECT_TRUE(pumpUntil([&] { return darkness(56) < off + 20; }));
 }
 

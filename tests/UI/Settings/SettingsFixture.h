@@ -22,7 +22,8 @@ class SettingsFixture : public ModelFixture {
     /// The window, shown and with the focus.
     SettingsPanel& open() {
         if (!panel) {
-            panel = std::make_unique<SettingsPanel>(UiServices{*model, monitor, applications, places, order});
+            panel =
+                std::make_unique<SettingsPanel>(UiServices{*model, heldKeys, applications, places, order});
         }
         panel->show();
         EXPECT_TRUE(QTest::qWaitForWindowActive(panel.get()));
@@ -47,7 +48,7 @@ class SettingsFixture : public ModelFixture {
     FakeApplications applications{{{"org.mozilla.firefox", "Firefox", "firefox", "firefox", "", true},
                                    {"Zoom", "Zoom Workplace", "/nowhere.png", "zoom", "", true},
                                    {"hidden.helper", "Helper", "", "helper", "", false}}};
-    KeyMonitor monitor;
+    HeldKeys heldKeys;
     std::unique_ptr<SettingsPanel> panel;
 };
 
