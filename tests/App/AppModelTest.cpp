@@ -1,3 +1,4 @@
+#include "App/KeyMonitor.h"
 #include "App/ModelFixture.h"
 #include "Input/EventTap.h"
 #include "fakes/GatedOutput.h"
@@ -44,6 +45,8 @@ TEST_F(AppModelTest, RestoresWhatIsStoredAndTakesWrongTypesForMissing) {
     preferences->setFloat("body", 0.25F);
     preferences->setBool("mouse", false);
     preferences->setBool("scroll", true);
+    preferences->setBool("spatial", false);
+    preferences->setBool("muteWhileRecording", true);
     preferences->setStringArray("mutedApps", {"a", "b", "a", "c", "b"});
     model->bootstrap();
     settle();
@@ -59,7 +62,9 @@ TEST_F(AppModelTest, RestoresWhatIsStoredAndTakesWrongTypesForMissing) {
     EXPECT_EQ(state.body, 0.25F);
     EXPECT_FALSE(state.mouseEnabled);
     EXPECT_TRUE(state.scrollEnabled);
+    EXPECT_FALSE(state.spatial);
     EXPECT_EQ(state.volume, 0.6F);
+    EXPECT_TRUE(microphone.watching);
 }
 
 TEST_F(AppModelTest, AnEmptyListOfMutedApplicationsStaysEmpty) {
@@ -259,23 +264,21 @@ TEST_F(StoppedServerTest, NothingOnTheMainThreadWaitsForIt) {
 TEST_F(AppModelTest, OnlyTheLastPreviewIsPlayed) {
     model->bootstrap();
     settle();
-    const auto scheduled = [&] {
-        // Each hit takes a turn in its lane.
-        const auto turns = engine->snapshot().nextInLane;
-        return std::count(turns.begin(), turns.end(), 1);
-    };
+    // Nobody renders: every hit stays in flight.
+    const auto played = [&] { return engine->snapshot().set->inFlight.load(); };
     model->previewSet("beta");
     model->previewSet("gamma");
-    mainQueue.advance(milliseconds(100));
-    EXPECT_EQ(scheduled(), 0) << "played before its set was loaded";
+    mainQueue.advance(milliseconds(1900));
+    EXPECT_EQ(played(), 0U) << "played before its set was loaded";
     settle();
     mainQueue.advance(milliseconds(20));
     EXPECT_EQ(loadedSet(), "gamma");
-    EXPECT_EQ(scheduled(), 1);
+    EXPECT_EQ(played(), 1U);
     mainQueue.advance(milliseconds(45));
-    EXPECT_EQ(scheduled(), 0) << "the key comes up again";
+    EXPECT_EQ(played(), 2U) << "the key comes up again";
     model->previewSet("gamma");
     mainQueue.advance(seconds(1));
+    EXPECT_EQ(played(), 2U + 10U) << "five keys, and the first preview is over";
     EXPECT_EQ(model->keysPressed(), 0);
 }
 
@@ -339,8 +342,14 @@ TEST_F(AppModelTest, KeyPressesAreCountedShownAndStored) {
     EXPECT_EQ(model->keysPressed(), 41);
     RawEvent press;
     press.type = RawEventType::keyDown;
+    KeyMonitor::shared().setWatching(true);
     input.deliver(press);
-    EXPECT_EQ(rawEvents, 1);
+    EXPECT_EQ(KeyMonitor::shared().snapshot().down[0], 1U);
+    RawEvent release = press;
+    release.type = RawEventType::keyUp;
+    input.deliver(release);
+    KeyMonitor::shared().setWatching(false);
+    EXPECT_EQ(rawEvents, 2);
     EXPECT_EQ(model->keysPressed(), 41);
     mainQueue.advance(seconds(1));
     EXPECT_EQ(model->keysPressed(), 42);

@@ -1,5 +1,7 @@
 #include "App/KeyMonitor.h"
 
+#include "App/HeldKeys.h"
+
 #include <gtest/gtest.h>
 
 namespace keysong {
@@ -32,6 +34,21 @@ TEST(KeyMonitor, RecordsKeysOnlyWhileWatched) {
     EXPECT_EQ(monitor.snapshot().generation, 5U);
     monitor.record(SoundEvent::keyDown(1));
     EXPECT_EQ(monitor.snapshot().generation, 5U);
+}
+
+TEST(HeldKeys, AreFollowedAndLetGoWithTheWatch) {
+    HeldKeys keys;
+    int changes = 0;
+    QObject::connect(&keys, &HeldKeys::downChanged, [&changes] { ++changes; });
+    keys.setDown({1});
+    EXPECT_EQ(keys.down(), KeyBitmap{}) << "nobody watches";
+    keys.setWatching(true);
+    keys.setDown({1});
+    keys.setDown({1});
+    EXPECT_EQ(keys.down(), KeyBitmap{1});
+    keys.setWatching(false);
+    EXPECT_EQ(keys.down(), KeyBitmap{});
+    EXPECT_EQ(changes, 2);
 }
 
 } // namespace

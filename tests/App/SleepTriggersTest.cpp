@@ -97,7 +97,8 @@ TEST_F(SleepTriggersTest, TheDefaultListMeansTheApplicationsOfThisSystemToo) {
                 ElementsAre("us.zoom.xos", "com.microsoft.teams2", "com.apple.FaceTime"));
     follow(SleepTriggers::defaultMutedApps());
     for (const char* app : {"us.zoom.xos", "Zoom", "us.zoom.Zoom", "teams", "teams-for-linux",
-                            "com.github.IsmaelMartinez.teams_for_linux", "com.microsoft.Teams"}) {
+                            "com.github.IsmaelMartinez.teams_for_linux", "com.microsoft.Teams",
+                            "zoom-client_zoom-client", "teams-for-linux_teams-for-linux"}) {
         frontmost.activate("org.example.Editor");
         frontmost.activate(app);
         EXPECT_TRUE(model.sleeping) << app;
