@@ -154,7 +154,7 @@ void measureStart(World& world, int rounds) {
     std::vector<double> engine;
     std::vector<double> sound;
     for (int round = 0; round < rounds; ++round) {
-        listener.take();
+        static_cast<void>(listener.take());
         const nanoseconds start = world.launch();
         std::optional<nanoseconds> engineTime;
         std::vector<nanoseconds> heard;
@@ -185,7 +185,7 @@ void measurePress(World& world, int presses) {
     int silent = 0;
     std::mt19937 random(1); // NOLINT(cert-msc51-cpp): the same run every time
     for (int i = 0; i < presses; ++i) {
-        listener.take();
+        static_cast<void>(listener.take());
         const nanoseconds pressed = now();
         world.press();
         std::this_thread::sleep_for(40ms + std::chrono::microseconds(random() % 5000));
