@@ -29,8 +29,8 @@ TEST_F(DesktopFixture, AnAssistiveProgramWorksEverySwitch) {
         const bool before = status(property);
         for (const bool wanted : {!before, before}) {
             EXPECT_TRUE(eyes->act(box, "Toggle")) << name;
-            EXPECT_TRUE(eventually([&, property = property] {
-                return status(property) == wanted && eyes->is(box, State::checked) == wanted;
+            EXPECT_TRUE(eventually([&, key = property] {
+                return status(key) == wanted && eyes->is(box, State::checked) == wanted;
             })) << name;
         }
     }
@@ -63,9 +63,9 @@ TEST_F(DesktopFixture, AnAssistiveProgramTurnsEverySliderAndPicker) {
         EXPECT_EQ(eyes->lowest(slider), -1);
         EXPECT_EQ(eyes->highest(slider), 1);
         eyes->setValue(slider, -0.5);
-        EXPECT_TRUE(eventually([&, property = property] { return status(property) == -0.5; })) << name;
+        EXPECT_TRUE(eventually([&, key = property] { return status(key) == -0.5; })) << name;
         EXPECT_TRUE(eyes->act(slider, "Increase"));
-        EXPECT_TRUE(eventually([&, property = property] { return status(property) == -0.45; }))
+        EXPECT_TRUE(eventually([&, key = property] { return status(key) == -0.45; }))
             << name << status(property);
         EXPECT_NEAR(eyes->value(slider), -0.45, 1e-6);
     }

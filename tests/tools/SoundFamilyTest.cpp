@@ -200,8 +200,8 @@ TEST_F(SoundFamilyTest, EveryFileStartsAtOnceDoesNotClipAndEndsInSilence) {
 TEST_F(SoundFamilyTest, KeysAreAboutLevelAndTheBigOnesALittleLouder) {
     for (const auto& [id, set] : sets_) {
         SCOPED_TRACE(id);
-        const auto level = [&set = set](const std::string& group, const char* direction) {
-            return mean(set.group(group, direction),
+        const auto level = [&sounds = set](const std::string& group, const char* direction) {
+            return mean(sounds.group(group, direction),
                         [](const Signal& signal) { return levelOf(signal, 0, 2400); });
         };
         const double main = level("main", "down");

@@ -165,14 +165,14 @@ std::string receivedByJournal(Write write) {
 
 TEST(LogSinks, AJournalGetsEveryField) {
     for (const auto& [privacy, showsPrivate] : {std::pair{"", false}, {"1", true}}) {
-        test::inPrivateTmpfs("/run", "", [privacy = privacy, showsPrivate = showsPrivate] {
-            const std::string datagram = receivedByJournal([privacy] {
+        test::inPrivateTmpfs("/run", "", [setting = privacy, shown = showsPrivate] {
+            const std::string datagram = receivedByJournal([setting] {
                 test::FakePlaces places;
                 places.homeFolder = "/run";
-                places.variables["KEYSONG_LOG_PRIVATE"] = privacy;
+                places.variables["KEYSONG_LOG_PRIVATE"] = setting;
                 makeLogSink(places)->write(record(LogLevel::error, "no <private>", "no secret"));
             });
-            EXPECT_EQ(datagram.find("\nMESSAGE_PRIVATE=no secret\n") != std::string::npos, showsPrivate);
+            EXPECT_EQ(datagram.find("\nMESSAGE_PRIVATE=no secret\n") != std::string::npos, shown);
             for (const char* const field :
                  {"MESSAGE=no <private>\n", "PRIORITY=3\n", "SYSLOG_IDENTIFIER=keysong\n",
                   "SUBSYSTEM=com.orlen.keysong\n", "CATEGORY=app\n", "LEVEL=error\n"}) {
