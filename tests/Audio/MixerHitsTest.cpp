@@ -295,6 +295,19 @@ TEST(MixerSettings, masterVolumeArrivesExactlyWithinTenMilliseconds) {
     }
 }
 
+TEST(MixerSettings, aLoudBlowTurnsTheRestDownForAWhile) {
+    const SampleBuffer loud(std::vector<float>(100, 0.5F));
+    const SampleBuffer calm(std::vector<float>(30'000, 0.1F));
+    MixerHarness harness(44100);
+    ASSERT_TRUE(harness.play(calm, 1));
+    ASSERT_TRUE(harness.play(loud, 0, 0, 1, 16));
+    harness.renderPeriods(200);
+    const float level = harness.left.back();
+    EXPECT_GT(level, 0.07F) << "it came back";
+    EXPECT_LT(harness.left[MixerHarness::period + 200], level / 2) << "each frame was bent by itself";
+    EXPECT_LT(greatestJump({harness.left.begin() + 400, harness.left.end()}), 0.001F);
+}
+
 // Whether they add up to infinity on one side, on the other, or to no number at all.
 TEST(MixerSettings, absurdSamplesStayWithinFullScaleAndLeaveNoTrace) {
     const SampleBuffer absurd(std::vector<float>(500, std::numeric_limits<float>::max()));

@@ -158,6 +158,26 @@ TEST_F(EngineDevicesTest, TheNextSwitchPutsTheToneStageBack) {
     EXPECT_TRUE(SoundEngineTestPeer::mixer(*engine).toneConnected());
 }
 
+TEST_F(EngineDevicesTest, ASwitchCutsOffWhatSoundsAndPlaysAsTheNewDeviceNeedsIt) {
+    engine->load(makeSet("one", "\"pitchVariation\":0,", 4800));
+    engine->play(SoundEvent::keyDown(0));
+    render(3);
+    ASSERT_TRUE(isAudible());
+    output.deviceRate = 96000;
+    EXPECT_EQ(switchTo("uid-b"), "");
+    EXPECT_EQ(output.asked, SoundEngine::requestedBufferFrames);
+    render(3);
+    EXPECT_FALSE(isAudible()) << "a rest of the sound from the old device";
+    engine->play(SoundEvent::keyDown(0));
+    int periods = 0;
+    for (int i = 0; i < 150; ++i) {
+        render(1);
+        periods += isAudible() ? 1 : 0;
+    }
+    // The tone stage rings on for a moment.
+    EXPECT_NEAR(periods, 2 * 4800 / 128, 6) << "at another pitch";
+}
+
 TEST_F(EngineDevicesTest, ASwitchWaitsForAHitThatIsBeingScheduled) {
     SoundEngineTestPeer::addScheduling(*engine, 1);
     int sleeps = 0;

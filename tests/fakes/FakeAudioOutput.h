@@ -14,6 +14,9 @@ class FakeAudioOutput final : public BuiltInOutput {
     std::vector<std::string> operations;
     /// The period that it claims to grant.
     std::optional<std::uint32_t> granted = 128;
+    /// The period that was asked for on this device.
+    std::uint32_t asked = 0;
+    double deviceRate = rate;
 
     /// Two speakers, 1 ("uid-a", the default) and 2 ("uid-b").
     FakeAudioOutput() { devices().replace({{1, "uid-a", "Speakers A"}, {2, "uid-b", "Speakers B"}}, 1); }
@@ -33,7 +36,13 @@ class FakeAudioOutput final : public BuiltInOutput {
             operations.emplace_back("stop");
         }
     }
+    std::int32_t requestBufferFrames(std::uint32_t frames) override {
+        asked = frames;
+        return BuiltInOutput::requestBufferFrames(frames);
+    }
+    [[nodiscard]] double sampleRate() const override { return deviceRate; }
     std::int32_t setDevice(AudioDeviceId device) override {
+        asked = 0;
         operations.push_back("device " + std::to_string(device));
         return BuiltInOutput::setDevice(device);
     }
@@ -54,7 +63,7 @@ class FakeAudioOutput final : public BuiltInOutput {
     void step(std::chrono::nanoseconds start, std::uint32_t frames = 128) {
         left.assign(frames, 0);
         right.assign(frames, 0);
-        renderer_->render({start.count(), nanosecondsPerFrame, frames}, left.data(), right.data());
+        renderer_->render({start.count(), 1e9 / deviceRate, frames}, left.data(), right.data());
     }
     std::vector<float> left;
     std::vector<float> right;

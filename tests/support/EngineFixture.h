@@ -10,6 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace keysong {
 
 /// Reaches what a hit on another thread would do at an inconvenient moment.
@@ -49,6 +52,11 @@ class EngineFixture : public testing::Test {
             output.step(clock.now());
             clock.advance(std::chrono::nanoseconds(128 * 1'000'000'000LL / 48000));
         }
+    }
+
+    /// Whether the last period holds more than silence.
+    [[nodiscard]] bool isAudible() const {
+        return std::ranges::any_of(output.left, [](float frame) { return std::abs(frame) > 0.01F; });
     }
 
     /// The messages of one level that begin so.
