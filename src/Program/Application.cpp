@@ -29,6 +29,7 @@
 #include "Linux/Hotkeys/LinuxHotkeys.h"
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Sound/PipeWireMicrophone.h"
+#include "Linux/System/Heap.h"
 #include "Linux/System/SessionBusProbe.h"
 #include "Linux/System/TerminationSignals.h"
 #include "Program/FirstInstance.h"
@@ -52,7 +53,11 @@ std::filesystem::path ownExecutable() {
 
 void runBeside(BackgroundTasks& background, const std::function<void()>& task) {
     try {
-        background.run(task);
+        background.run([task] {
+            task();
+            // What lists and decodes sets needs much for a moment.
+            returnFreeMemory();
+        });
     } catch (const std::system_error&) { // no thread to be had: the main thread does it, and waits
         task();
     }

@@ -13,4 +13,8 @@ void keepHeapSmall() noexcept {
     mallopt(M_ARENA_MAX, places);
 }
 
+void returnFreeMemory() noexcept {
+    malloc_trim(0);
+}
+
 } // namespace keysong

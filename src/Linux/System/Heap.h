@@ -11,6 +11,10 @@ namespace keysong {
 /// when they are freed.
 void keepHeapSmall() noexcept;
 
+/// Gives the system what the heap holds and nobody uses, also between pieces in use. Takes up to some
+/// milliseconds, during which other threads that allocate may wait. Not on the render or event-tap thread.
+void returnFreeMemory() noexcept;
+
 /// From which size on a piece is the system's own. Below it, the waste in the last page would count.
 inline constexpr int largeBytes = 16 * 1024;
 
