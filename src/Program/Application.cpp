@@ -69,6 +69,33 @@ bool isOnX11(const Places& places) {
            !places.environment("DISPLAY").value_or("").empty();
 }
 
+/// Tells the windows' program where the program's symbol is. Main thread.
+class SymbolPlace {
+  public:
+    /// All outlive it.
+    SymbolPlace(const PanelItem& panel, const Places& places, WindowsLauncher& windows)
+        : windows_(windows), choice_(
+                                 panel, isOnX11(places) ? makeX11TraySelection() : nullptr,
+                                 [this](bool serve) {
+                                     state_.serveTray = serve;
+                                     windows_.setPanel(state_);
+                                 },
+                                 PanelChoice::Patience()) {
+        QObject::connect(&choice_, &PanelChoice::isShownChanged, &choice_, [this] { follow(); });
+        follow();
+    }
+
+  private:
+    void follow() {
+        state_.isShown = choice_.isShown();
+        windows_.setPanel(state_);
+    }
+
+    WindowsLauncher& windows_;
+    PanelState state_{.isShown = true, .serveTray = false};
+    PanelChoice choice_;
+};
+
 int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const TerminationSignals& termination,
              MainThreadQueue& mainQueue, BackgroundTasks& background) {
     const auto output = machine.makeOutput();
@@ -97,20 +124,7 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
         QCoreApplication::quit();
     };
     const PanelItem panel(bus, model, windows, quit);
-    PanelState panelState{.isShown = true, .serveTray = false};
-    const PanelChoice panelChoice(
-        panel, isOnX11(machine.places) ? makeX11TraySelection() : nullptr,
-        [&](bool serve) {
-            panelState.serveTray = serve;
-            windows.setPanel(panelState);
-        },
-        PanelChoice::Patience());
-    const auto tellPanel = [&] {
-        panelState.isShown = panelChoice.isShown();
-        windows.setPanel(panelState);
-    };
-    QObject::connect(&panelChoice, &PanelChoice::isShownChanged, tellPanel);
-    tellPanel();
+    const SymbolPlace symbol(panel, machine.places, windows);
     remote.attach(model, windows, quit, [&termination] { return termination.areRequested(); });
     const QSocketNotifier asked(termination.descriptor(), QSocketNotifier::Read);
     QObject::connect(&asked, &QSocketNotifier::activated, quit);
