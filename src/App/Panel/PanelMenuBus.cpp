@@ -106,7 +106,7 @@ std::vector<BusInterface> PanelMenuBus::describe() {
               {"GetGroupProperties", "aias", "a(ia{sv})",
                [this](Arguments all) { return getGroupProperties(all); }},
               {"GetProperty", "is", "v", [this](Arguments all) { return getProperty(all); }},
-              {"Event", "isvu", "", [this](Arguments all) { return event(all); }},
+              {"Event", "isvu", "", [this](Arguments all) { return receive(all); }},
               {"EventGroup", "a(isvu)", "ai", [this](Arguments all) { return eventGroup(all); }},
               {"AboutToShow", "i", "b", [this](Arguments all) { return aboutToShow(all); }},
               {"AboutToShowGroup", "ai", "aiai", [this](Arguments all) { return aboutToShowGroup(all); }}},
@@ -162,7 +162,7 @@ QVariantList PanelMenuBus::getProperty(const QVariantList& arguments) const {
     return {QVariant::fromValue(QDBusVariant(value))};
 }
 
-QVariantList PanelMenuBus::event(const QVariantList& arguments) {
+QVariantList PanelMenuBus::receive(const QVariantList& arguments) {
     (void)itemOf(arguments[0]);
     if (arguments[1].toString() == clicked) {
         menu_.choose(arguments[0].toInt());

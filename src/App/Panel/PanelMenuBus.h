@@ -43,7 +43,7 @@ class PanelMenuBus final : public BusObject {
     [[nodiscard]] QVariantList getLayout(const QVariantList& arguments) const;
     [[nodiscard]] QVariantList getGroupProperties(const QVariantList& arguments) const;
     [[nodiscard]] QVariantList getProperty(const QVariantList& arguments) const;
-    [[nodiscard]] QVariantList event(const QVariantList& arguments);
+    [[nodiscard]] QVariantList receive(const QVariantList& arguments);
     [[nodiscard]] QVariantList eventGroup(const QVariantList& arguments);
     [[nodiscard]] QVariantList aboutToShow(const QVariantList& arguments) const;
     [[nodiscard]] QVariantList aboutToShowGroup(const QVariantList& arguments) const;
