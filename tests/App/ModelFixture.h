@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/AppModel.h"
+#include "fakes/ByteOrder.h"
 #include "fakes/FakeAudioOutput.h"
 #include "fakes/FakeFrontmost.h"
 #include "fakes/FakeHotkeyRegistrar.h"
@@ -92,19 +93,6 @@ class FakeWindows final : public AppWindows {
     std::string showOnboarding(const Asker&) override {
         ++onboarding;
         return obstacle;
-    }
-};
-
-class ByteOrder final : public TextOrder {
-  public:
-    /// Runs once, at the next comparison: after the sets have been looked for, before they are listed.
-    mutable std::function<void()> meanwhile;
-
-    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override {
-        if (const auto task = std::exchange(meanwhile, {})) {
-            task();
-        }
-        return a.compare(b);
     }
 };
 

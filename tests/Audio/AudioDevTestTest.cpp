@@ -1,6 +1,7 @@
 #include "Audio/AudioDevTest.h"
 
 #include "Audio/SoundLibrary.h"
+#include "fakes/ByteOrder.h"
 #include "fakes/FakePlaces.h"
 #include "support/EngineFixture.h"
 #include "support/PlainThreads.h"
@@ -9,11 +10,6 @@
 
 namespace keysong::test {
 namespace {
-
-class PlainOrder final : public TextOrder {
-  public:
-    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
-};
 
 struct Outcome {
     int status = 0;
@@ -79,7 +75,7 @@ class AudioDevTestTest : public testing::Test {
 
     TempFolder folder;
     FakePlaces places;
-    PlainOrder order;
+    ByteOrder order;
     PlainThreads threads;
     ConstantAudioFiles files;
     ManualClock clock;

@@ -293,6 +293,24 @@ TEST(MixerSettings, masterVolumeArrivesExactlyWithinTenMilliseconds) {
     for (std::size_t index = 256 + 480; index < harness.left.size(); ++index) {
         ASSERT_EQ(harness.left[index], frames[index - 128] * gain * 0.25F);
     }
+    EXPECT_NEAR(harness.left[256 + 240], frames[128 + 240] * gain * 0.625F, 0.002F) << "a click";
+}
+
+TEST(MixerSettings, masterVolumeIsThereAtOnceWhereNothingSounds) {
+    const SampleBuffer steady(std::vector<float>(1000, 0.5F));
+    const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
+    MixerHarness harness;
+    harness.mixer.setMasterVolume(0.25F);
+    harness.mixer.prepare(48000);
+    ASSERT_TRUE(harness.play(steady, 0, -128));
+    harness.render();
+    EXPECT_EQ(harness.left.front(), 0.125F * gain) << "after a start";
+    harness.renderPeriods(10);
+    harness.mixer.setMasterVolume(0.5F);
+    harness.render();
+    ASSERT_TRUE(harness.play(steady, 0, -128));
+    harness.render();
+    EXPECT_EQ(harness.left[12 * MixerHarness::period], 0.25F * gain) << "in silence";
 }
 
 TEST(MixerSettings, aLoudBlowTurnsTheRestDownForAWhile) {

@@ -64,9 +64,9 @@ class SoundSetTest : public testing::Test {
 TEST_F(SoundSetTest, ResolvesEachDirectionByKeyThenGroupThenDefaults) {
     provide({"d1", "d2", "u", "sd", "su", "ed", "x", "cd", "cu", "n"});
     const auto set = load(R"("gain":-2,"defaults":{"down":["d1","d2","d1"],"up":["u"]},
-        "groups":{"space":{"down":["sd"],"up":["su"]},"modifier":{"up":[]},"enter":{"up":["su"]},
+        "groups":{"space":{"down":["sd"],"up":["su"]},"modifier":{"up":[]},"enter":{"down":["sd"],"up":["su"]},
                   "tab":{"down":["gone"]},"Arrow":{"down":["x"]}},
-        "keys":{"36":{"down":["ed"]},"300":{"down":["d1"]},"049":{"up":["gone"]}},
+        "keys":{"36":{"down":["ed"]},"300":{"down":["d1"]},"049":{"up":["gone"]},"52":{"up":["cu"]}},
         "mouse":{"left":{"down":["cd"],"up":["cu"]},"other":{"up":["gone"]},"scroll":["n"]})");
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre(droppingLine("gone"), "set s: ignoring key \"300\""));
@@ -79,7 +79,9 @@ TEST_F(SoundSetTest, ResolvesEachDirectionByKeyThenGroupThenDefaults) {
     EXPECT_THAT(up(*set, 56), ElementsAre("u")) << "the group's list is empty";
     EXPECT_THAT(down(*set, 36), ElementsAre("ed"));
     EXPECT_THAT(up(*set, 36), ElementsAre("su")) << "the key has no list, its group has";
-    EXPECT_THAT(down(*set, 52), ElementsAre("d1", "d2", "d1"));
+    EXPECT_THAT(down(*set, 52), ElementsAre("sd"));
+    EXPECT_THAT(up(*set, 52), ElementsAre("cu")) << "the key's own comes before its group's";
+    EXPECT_THAT(down(*set, 56), ElementsAre("d1", "d2", "d1")) << "the group has no list";
     EXPECT_THAT(down(*set, 48), ElementsAre("d1", "d2", "d1")) << "the group's only file is missing";
     EXPECT_THAT(down(*set, 123), ElementsAre("d1", "d2", "d1")) << "no group is called Arrow";
     EXPECT_THAT(down(*set, 255), ElementsAre("d1", "d2", "d1"));

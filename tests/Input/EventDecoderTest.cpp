@@ -53,6 +53,7 @@ struct Script {
     const char* text;
 };
 
+/// What the self-check, which is run below, does not cover.
 const Script scripts[] = {{"Autorepeat silences downs only", R"(
                              down code=0 -> keyDown 0 [main]
                              down code=0 repeat=1 -> nil
@@ -81,11 +82,7 @@ const Script scripts[] = {{"Autorepeat silences downs only", R"(
                              flags code=58 flags=0x10100 -> keyDown 58 [modifier]
                              flags code=58 flags=0x100 -> keyUp 58 [modifier])"},
                           {"Special keys take their place in the function row", R"(
-                             down code=160 -> keyDown 99 [function]
                              down code=131 -> keyDown 118 [function]
-                             up code=177 -> keyUp 118 [function]
-                             up code=176 -> keyUp 96 [function]
-                             down code=178 -> keyDown 97 [function]
                              flags code=160 flags=1 -> keyDown 99 [function]
                              down code=159 -> keyDown 159 [main])"},
                           {"Media keys", R"(
@@ -94,13 +91,10 @@ const Script scripts[] = {{"Autorepeat silences downs only", R"(
                              media data=0x120A00 -> keyDown 98 [function]
                              media data=0x130B00 -> keyUp 101 [function]
                              media data=0x30C00 -> nil
-                             media data=0x50A00 -> nil
-                             media data=0x30A01 -> nil
                              media data=0x30A00 subtype=7 -> nil)"},
                           {"Wheel and fingers", R"(
                              scroll lines=-3 -> scrollTick
                              scroll lines=0 -> nil
-                             scroll lines=1 momentum=1 -> nil
                              scroll points=-31 phase=1 -> nil
                              scroll points=0 phase=1 -> nil
                              scroll points=31 -> nil

@@ -1,5 +1,6 @@
 #include "Audio/SoundLibrary.h"
 #include "Shared/WholeFile.h"
+#include "fakes/ByteOrder.h"
 #include "fakes/FakePlaces.h"
 #include "support/ZipFile.h"
 
@@ -151,12 +152,7 @@ TEST_F(PackImporterTest, AKilledImportLeavesNothingThatIsListedAndTheNextOneClea
     ASSERT_EQ(installed().size(), 1U) << "the child left its folder";
     FakePlaces places;
     places.variables["KEYSONG_SOUNDS_DIR"] = sets().string();
-    class Order final : public TextOrder {
-        [[nodiscard]] int compare(std::string_view a, std::string_view b) const override {
-            return a.compare(b);
-        }
-    };
-    EXPECT_THAT(SoundLibrary::availableSets(places, Order()), IsEmpty());
+    EXPECT_THAT(SoundLibrary::availableSets(places, ByteOrder()), IsEmpty());
 
     const auto working = folders.begin(target);
     EXPECT_EQ(installed().size(), 1U) << "the child's is gone";

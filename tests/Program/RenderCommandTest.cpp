@@ -1,5 +1,6 @@
 #include "Program/RenderCommand.h"
 
+#include "fakes/ByteOrder.h"
 #include "fakes/FakePlaces.h"
 #include "support/PlainThreads.h"
 #include "support/TempFolder.h"
@@ -17,11 +18,6 @@
 
 namespace keysong {
 namespace {
-
-class BytewiseOrder final : public TextOrder {
-  public:
-    [[nodiscard]] int compare(std::string_view a, std::string_view b) const override { return a.compare(b); }
-};
 
 class RenderCommandTest : public testing::Test {
   protected:
@@ -72,7 +68,7 @@ class RenderCommandTest : public testing::Test {
     test::TempFolder folder;
     test::FakePlaces places;
     test::PlainThreads threads;
-    BytewiseOrder order;
+    test::ByteOrder order;
     SndfileAudio files;
     RenderOptions options;
 };
