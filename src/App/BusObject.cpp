@@ -1,7 +1,10 @@
 #include "App/BusObject.h"
 
+#include "Shared/Log.h"
+
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QStringList>
 #include <algorithm>
 
 namespace keysong {
@@ -42,6 +45,23 @@ const BusMethod* calledMethod(const std::vector<BusInterface>& interfaces, const
     return nullptr;
 }
 
+/// A D-Bus signature cut into its complete types.
+QStringList completeTypes(const char* signature) {
+    QStringList types;
+    QString type;
+    int depth = 0;
+    for (const char* at = signature; *at != '\0'; ++at) {
+        type += QLatin1Char(*at);
+        depth += *at == '(' || *at == '{' ? 1 : 0;
+        depth -= *at == ')' || *at == '}' ? 1 : 0;
+        if (depth == 0 && *at != 'a') {
+            types << type;
+            type.clear();
+        }
+    }
+    return types;
+}
+
 QString describe(const char* signature, const char* direction) {
     QString xml;
     for (const QString& type : completeTypes(signature)) {
@@ -74,13 +94,28 @@ BusObject::~BusObject() {
 }
 
 bool BusObject::publish() {
-    return QDBusConnection(bus_.connection()).registerVirtualObject(path_, this, QDBusConnection::SingleNode);
+    QDBusConnection connection = bus_.connection();
+    if (connection.objectRegisteredAt(path_) == nullptr &&
+        !connection.registerVirtualObject(path_, this, QDBusConnection::SingleNode)) {
+        log.error("nothing is at %{public}s on the bus: %s", path_,
+                  connection.lastError().message().toStdString());
+        return false;
+    }
+    return true;
+}
+
+void BusObject::admit(const QDBusMessage&) const {
 }
 
 void BusObject::send(const char* interface, const char* signal, const QVariantList& arguments) const {
     auto message = QDBusMessage::createSignal(path_, interface, signal);
     message.setArguments(arguments);
     bus_.connection().send(message);
+}
+
+void BusObject::sendChanged(const char* interface, const char* property, const QVariant& value) const {
+    send(propertiesInterface, "PropertiesChanged",
+         {QString(interface), QVariantMap{{property, value}}, QStringList()});
 }
 
 QVariantList BusObject::handleProperties(const QDBusMessage& message) const {
@@ -123,6 +158,7 @@ bool BusObject::handleMessage(const QDBusMessage& message, const QDBusConnection
     }
     QDBusMessage answer;
     try {
+        admit(message);
         if (message.interface() == QLatin1String(propertiesInterface)) {
             answer = message.createReply(handleProperties(message));
         } else {
@@ -149,22 +185,6 @@ QString BusObject::introspect(const QString& path) const {
         }
     }
     return xml;
-}
-
-QStringList completeTypes(const char* signature) {
-    QStringList types;
-    QString type;
-    int depth = 0;
-    for (const char* at = signature; *at != '\0'; ++at) {
-        type += QLatin1Char(*at);
-        depth += *at == '(' || *at == '{' ? 1 : 0;
-        depth -= *at == ')' || *at == '}' ? 1 : 0;
-        if (depth == 0 && *at != 'a') {
-            types << type;
-            type.clear();
-        }
-    }
-    return types;
 }
 
 } // namespace keysong

@@ -4,7 +4,6 @@
 
 #include <QDBusError>
 #include <QDBusVirtualObject>
-#include <QStringList>
 #include <QVariant>
 #include <functional>
 #include <stdexcept>
@@ -62,8 +61,8 @@ class BusObject : public QDBusVirtualObject {
   public:
     ~BusObject() override;
 
-    /// From now on others on the bus can call the object; to be repeated after each opening of the bus. False
-    /// when that cannot be.
+    /// From now on others on the bus can call the object; to be repeated after each opening of the bus, and
+    /// without effect when it is there already. False, with a line in the log, when that cannot be.
     [[nodiscard]] bool publish();
 
     [[nodiscard]] QString introspect(const QString& path) const override;
@@ -75,8 +74,12 @@ class BusObject : public QDBusVirtualObject {
 
     /// What the object answers to.
     [[nodiscard]] virtual const std::vector<BusInterface>& interfaces() const = 0;
+    /// Throws `BusRefusal` when this call is not to be answered now.
+    virtual void admit(const QDBusMessage& call) const;
     /// Sends a signal to whoever listens.
     void send(const char* interface, const char* signal, const QVariantList& arguments = {}) const;
+    /// Sends the value of a property that changed.
+    void sendChanged(const char* interface, const char* property, const QVariant& value) const;
 
   private:
     [[nodiscard]] QVariantList handleProperties(const QDBusMessage& message) const;
@@ -89,8 +92,5 @@ class BusObject : public QDBusVirtualObject {
 [[nodiscard]] inline std::function<QVariant()> constantly(const QVariant& value) {
     return [value] { return value; };
 }
-
-/// A D-Bus signature cut into its complete types. Pure.
-[[nodiscard]] QStringList completeTypes(const char* signature);
 
 } // namespace keysong

@@ -2,16 +2,12 @@
 
 #include "App/AppState.h"
 #include "App/AppWindows.h"
+#include "App/BusObject.h"
 #include "App/SessionBus.h"
 
-#include <QDBusConnection>
-#include <QDBusError>
-#include <QDBusVirtualObject>
-#include <QStringList>
+#include <QDBusMessage>
 #include <chrono>
 #include <functional>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace keysong {
@@ -21,7 +17,7 @@ namespace keysong {
 ///
 /// Values are checked here, before they reach the model: a wrong type, a number that is out of range or an
 /// unknown set is answered with an error. Main thread.
-class RemoteControl final : public QDBusVirtualObject {
+class RemoteControl final : public BusObject {
     Q_OBJECT
 
   public:
@@ -41,7 +37,6 @@ class RemoteControl final : public QDBusVirtualObject {
 
     /// The bus outlives this object.
     explicit RemoteControl(SessionBus& bus);
-    ~RemoteControl() override;
 
     /// Puts the object on the bus, then takes the name. Messages wait until the event loop runs. After the
     /// bus was lost the name is taken again by itself.
@@ -61,48 +56,19 @@ class RemoteControl final : public QDBusVirtualObject {
     /// takes this process for the running program.
     void beginEnding();
 
-    [[nodiscard]] QString introspect(const QString& path) const override;
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
-
   private:
-    /// An answer that is an error: its name for programs, its text for a person.
-    class Refusal : public std::runtime_error {
-      public:
-        Refusal(QDBusError::ErrorType type, const std::string& text)
-            : std::runtime_error(text), type_(type) {}
-        [[nodiscard]] QDBusError::ErrorType type() const noexcept { return type_; }
+    [[nodiscard]] const std::vector<BusInterface>& interfaces() const override { return interfaces_; }
+    void admit(const QDBusMessage& call) const override;
 
-      private:
-        QDBusError::ErrorType type_;
-    };
-    struct Property {
-        const char* name;
-        /// A D-Bus type.
-        const char* signature;
-        std::function<QVariant(const AppState&)> get;
-        /// Empty for what can only be read. Throws `Refusal` and `SettingRefused`.
-        std::function<void(AppState&, const QVariant&)> set;
-        /// The signal of a change; null for what is asked anew each time.
-        AppState::Signal changed = nullptr;
-    };
-    struct Method {
-        const char* interface;
-        const char* name;
-        const char* inSignature;
-        const char* outSignature;
-        std::function<QVariantList(RemoteControl&, const QVariantList&)> call;
-    };
-
-    static const std::vector<Property>& properties();
-    static const std::vector<Method>& methods();
-
+    /// The tables, with whose rows the changes of the model are connected.
+    [[nodiscard]] std::vector<BusInterface> describe();
+    [[nodiscard]] std::vector<BusProperty> describeProperties();
     void showSettings(const Asker& asker);
-    [[nodiscard]] QVariantList handleProperties(const QDBusMessage& message);
-    [[nodiscard]] QVariantMap allProperties() const;
-    void emitChanged(const Property& property) const;
     void takeNameAgain();
 
     SessionBus& bus_;
+    /// None before there is a model.
+    std::vector<BusInterface> interfaces_;
     AppState* model_ = nullptr;
     AppWindows* windows_ = nullptr;
     std::function<void()> quit_;

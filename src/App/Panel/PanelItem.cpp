@@ -2,8 +2,6 @@
 
 #include "Shared/Log.h"
 
-#include <QDBusConnection>
-#include <QDBusError>
 #include <utility>
 
 namespace keysong {
@@ -24,9 +22,6 @@ PanelItem::PanelItem(SessionBus& bus, AppState& state, AppWindows& windows, std:
 void PanelItem::enterBus() {
     if (menuOnBus_.publish() && notifier_.publish()) {
         hosts_.start();
-    } else {
-        log.error("the status item is not on the bus: %s",
-                  bus_.connection().lastError().message().toStdString());
     }
 }
 
