@@ -43,3 +43,20 @@ function(keysong_library name)
   endif()
   set_target_properties(${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
 endfunction()
+
+# keysong_generator(OUTPUT_VARIABLE TARGET OPTION)
+#
+# The program that makes a part of the project while it is built: the target, or in a cross build, where that cannot
+# run, what the option names.
+function(keysong_generator output target option)
+  set(${option} "" CACHE FILEPATH "A cross build's ${target}, built for this machine")
+  set(generator ${${option}})
+  if(NOT generator)
+    set(generator ${target})
+    if(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+      message(FATAL_ERROR "A cross build needs ${option}, the path of a ${target} that was built for this machine "
+        "(cmake --build --target ${target})")
+    endif()
+  endif()
+  set(${output} ${generator} PARENT_SCOPE)
+endfunction()
