@@ -2,6 +2,8 @@
 // output without a device. Usage: engine_bench [hits]
 
 #include "Audio/SoundEngine.h"
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
 #include "Shared/NumberText.h"
 #include "fakes/FakeAudioOutput.h"
 #include "support/TestSets.h"
@@ -10,9 +12,6 @@
 #include <atomic>
 #include <cstdio>
 #include <thread>
-
-#include "Linux/System/LinuxThreads.h"
-#include "Linux/System/MonotonicClock.h"
 
 using namespace keysong;
 

@@ -2,6 +2,8 @@
 
 #include "Audio/SoundLibrary.h"
 #include "Audio/SoundSet.h"
+#include "Linux/Files/IcuTextOrder.h"
+#include "Linux/Sound/SndfileAudio.h"
 #include "fakes/FakePlaces.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
@@ -9,9 +11,6 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
-
-#include "Linux/Files/IcuTextOrder.h"
-#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong {
 namespace {

@@ -2,6 +2,10 @@
 
 #include "Audio/SampleDecoder.h"
 #include "Audio/SoundSet.h"
+#include "Linux/Files/ZipArchives.h"
+#include "Linux/Input/KeyCodes.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Packs/Grouping.h"
 #include "Packs/PackSounds.h"
 #include "Shared/SoundManifest.h"
@@ -12,11 +16,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <string>
-
-#include "Linux/Files/ZipArchives.h"
-#include "Linux/Input/KeyCodes.h"
-#include "Linux/Sound/SndfileAudio.h"
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong::fuzz {
 

@@ -9,17 +9,6 @@
 #include "App/RemoteControl.h"
 #include "App/WindowsLauncher.h"
 #include "App/WindowsMessages.h"
-#include "Shared/BackgroundTasks.h"
-#include "Shared/Log.h"
-#include "Shared/SerialQueue.h"
-
-#include <QCoreApplication>
-#include <QSocketNotifier>
-#include <csignal>
-#include <filesystem>
-#include <memory>
-#include <system_error>
-
 #include "Linux/Desktop/AutostartItem.h"
 #include "Linux/Desktop/DesktopFiles.h"
 #include "Linux/Desktop/LinuxWindowsProgram.h"
@@ -33,6 +22,16 @@
 #include "Linux/System/SessionBusProbe.h"
 #include "Linux/System/TerminationSignals.h"
 #include "Program/FirstInstance.h"
+#include "Shared/BackgroundTasks.h"
+#include "Shared/Log.h"
+#include "Shared/SerialQueue.h"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <system_error>
 
 namespace keysong {
 

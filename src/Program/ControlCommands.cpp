@@ -1,12 +1,11 @@
 #include "Program/ControlCommands.h"
 
 #include "App/RemoteTypes.h"
+#include "Program/CommandNumbers.h"
+#include "Program/RemoteClient.h"
 
 #include <cstdio>
 #include <memory>
-
-#include "Program/CommandNumbers.h"
-#include "Program/RemoteClient.h"
 
 namespace keysong {
 

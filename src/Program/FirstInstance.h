@@ -2,12 +2,11 @@
 
 #include "App/RemoteControl.h"
 #include "App/SessionBus.h"
+#include "Linux/Files/SettingsLock.h"
 
 #include <chrono>
 #include <functional>
 #include <optional>
-
-#include "Linux/Files/SettingsLock.h"
 
 namespace keysong {
 

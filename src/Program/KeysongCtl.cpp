@@ -1,14 +1,3 @@
-#include "Shared/Log.h"
-
-#include <CLI/CLI.hpp>
-
-#include <QCoreApplication>
-#include <algorithm>
-#include <cstdio>
-#include <exception>
-#include <string>
-#include <vector>
-
 #include "Linux/Files/IcuTextOrder.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Log/LogSinks.h"
@@ -20,6 +9,16 @@
 #include "Program/RemoteClient.h"
 #include "Program/RenderCommand.h"
 #include "Program/SetCommands.h"
+#include "Shared/Log.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -1,12 +1,11 @@
 #include "Program/Machine.h"
 
 #include "Audio/FallbackOutput.h"
+#include "Linux/Sound/AudioOutputFactories.h"
 #include "Shared/SerialQueue.h"
+#include "Virtual/VirtualOutput.h"
 
 #include <vector>
-
-#include "Linux/Sound/AudioOutputFactories.h"
-#include "Virtual/VirtualOutput.h"
 
 namespace keysong {
 

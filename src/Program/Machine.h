@@ -1,15 +1,14 @@
 #pragma once
 
-#include "Platform/AudioOutput.h"
-
-#include <memory>
-
 #include "Linux/Files/IcuTextOrder.h"
 #include "Linux/Files/LinuxDurableFiles.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Sound/SndfileAudio.h"
 #include "Linux/System/LinuxThreads.h"
 #include "Linux/System/MonotonicClock.h"
+#include "Platform/AudioOutput.h"
+
+#include <memory>
 
 namespace keysong {
 

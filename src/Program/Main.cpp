@@ -3,6 +3,11 @@
 #include "Audio/AudioDevTest.h"
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
+#include "Linux/Input/LinuxInput.h"
+#include "Linux/Log/LogSinks.h"
+#include "Linux/System/Heap.h"
+#include "Linux/System/Utf8Characters.h"
+#include "Program/Application.h"
 #include "Shared/Log.h"
 
 #include <cstdio>
@@ -11,12 +16,6 @@
 #include <memory>
 #include <thread>
 #include <vector>
-
-#include "Linux/Input/LinuxInput.h"
-#include "Linux/Log/LogSinks.h"
-#include "Linux/System/Heap.h"
-#include "Linux/System/Utf8Characters.h"
-#include "Program/Application.h"
 
 namespace keysong {
 namespace {

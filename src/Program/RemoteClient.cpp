@@ -4,14 +4,13 @@
 #include "App/RemoteControl.h"
 #include "App/RemoteTypes.h"
 #include "App/SessionBus.h"
+#include "Linux/System/SessionBusProbe.h"
 
 #include <nlohmann/json.hpp>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <algorithm>
-
-#include "Linux/System/SessionBusProbe.h"
 
 namespace keysong {
 

@@ -5,6 +5,8 @@
 #include "Audio/SoundLibrary.h"
 #include "Audio/SoundSet.h"
 #include "Input/EventDecoder.h"
+#include "Linux/Input/InputTranslator.h"
+#include "Virtual/VirtualOutput.h"
 
 #include <sndfile.h>
 #include <unistd.h>
@@ -16,9 +18,6 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
-
-#include "Linux/Input/InputTranslator.h"
-#include "Virtual/VirtualOutput.h"
 
 namespace keysong {
 

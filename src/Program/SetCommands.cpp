@@ -1,6 +1,12 @@
 #include "Program/SetCommands.h"
 
 #include "Audio/SoundLibrary.h"
+#include "Linux/Files/LinuxPlaces.h"
+#include "Linux/Files/LinuxStagedFolders.h"
+#include "Linux/Files/ZipArchives.h"
+#include "Linux/Input/KeyCodes.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/Sound/SndfileFlacWriter.h"
 #include "Packs/PackImporter.h"
 #include "Packs/SetCheck.h"
 
@@ -10,13 +16,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-
-#include "Linux/Files/LinuxPlaces.h"
-#include "Linux/Files/LinuxStagedFolders.h"
-#include "Linux/Files/ZipArchives.h"
-#include "Linux/Input/KeyCodes.h"
-#include "Linux/Sound/SndfileAudio.h"
-#include "Linux/Sound/SndfileFlacWriter.h"
 
 namespace keysong {
 

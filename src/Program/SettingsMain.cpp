@@ -1,6 +1,11 @@
 // The program that shows the windows. The resident program starts it; a person who does is passed on there.
 
 #include "App/RemoteControl.h"
+#include "Linux/Desktop/LinuxWindowsProgram.h"
+#include "Linux/Desktop/PacketSocket.h"
+#include "Linux/Log/LogSinks.h"
+#include "Linux/System/Utf8Characters.h"
+#include "Program/WindowsSession.h"
 #include "Shared/Log.h"
 #include "Shared/NumberText.h"
 #include "UI/Look/ProgramIcon.h"
@@ -18,12 +23,6 @@
 #include <optional>
 #include <string_view>
 #include <thread>
-
-#include "Linux/Desktop/LinuxWindowsProgram.h"
-#include "Linux/Desktop/PacketSocket.h"
-#include "Linux/Log/LogSinks.h"
-#include "Linux/System/Utf8Characters.h"
-#include "Program/WindowsSession.h"
 
 namespace keysong {
 namespace {

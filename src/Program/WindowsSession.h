@@ -5,6 +5,11 @@
 #include "App/RemoteState.h"
 #include "App/ResidentLink.h"
 #include "App/WindowsMessages.h"
+#include "Linux/Desktop/DesktopFiles.h"
+#include "Linux/Files/IcuTextOrder.h"
+#include "Linux/Files/LinuxPlaces.h"
+#include "Linux/Input/PolkitAccess.h"
+#include "Linux/System/LinuxThreads.h"
 #include "UI/DesktopWindows.h"
 #include "UI/Look/Theme.h"
 #include "UI/Panel/StatusItem.h"
@@ -13,12 +18,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-#include "Linux/Desktop/DesktopFiles.h"
-#include "Linux/Files/IcuTextOrder.h"
-#include "Linux/Files/LinuxPlaces.h"
-#include "Linux/Input/PolkitAccess.h"
-#include "Linux/System/LinuxThreads.h"
 
 namespace keysong {
 

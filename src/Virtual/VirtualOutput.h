@@ -3,6 +3,7 @@
 #include "Platform/AudioOutput.h"
 #include "Platform/Clock.h"
 #include "Platform/Threads.h"
+#include "Virtual/VirtualDevices.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -10,8 +11,6 @@
 #include <mutex>
 #include <thread>
 #include <vector>
-
-#include "Virtual/VirtualDevices.h"
 
 namespace keysong {
 

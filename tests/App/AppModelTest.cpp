@@ -1,9 +1,8 @@
 #include "App/KeyMonitor.h"
 #include "App/ModelFixture.h"
 #include "Input/EventTap.h"
-#include "fakes/GatedOutput.h"
-
 #include "Linux/System/MonotonicClock.h"
+#include "fakes/GatedOutput.h"
 
 namespace keysong::test {
 namespace {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/AppModel.h"
+#include "Linux/Files/LinuxDurableFiles.h"
 #include "fakes/ByteOrder.h"
 #include "fakes/FakeAudioOutput.h"
 #include "fakes/FakeFrontmost.h"
@@ -18,8 +19,6 @@
 #include <gtest/gtest.h>
 
 #include <deque>
-
-#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong::test {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/Preferences.h"
+#include "Linux/Files/LinuxDurableFiles.h"
 #include "Shared/WholeFile.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/WatchedFiles.h"
@@ -10,8 +11,6 @@
 #include <gmock/gmock.h>
 
 #include <string>
-
-#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong::test {
 

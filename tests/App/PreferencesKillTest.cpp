@@ -1,5 +1,6 @@
 #include "App/PreferenceDomains.h"
 #include "App/Preferences.h"
+#include "Linux/Files/LinuxDurableFiles.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/TempFolder.h"
@@ -12,8 +13,6 @@
 #include <random>
 #include <thread>
 #include <vector>
-
-#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong {
 namespace {

@@ -2,10 +2,9 @@
 // which it has stored, until it is killed.
 
 #include "App/Preferences.h"
+#include "Linux/Files/LinuxDurableFiles.h"
 
 #include <unistd.h>
-
-#include "Linux/Files/LinuxDurableFiles.h"
 
 int main(int, char** words) {
     const keysong::LinuxDurableFiles files;

@@ -1,6 +1,7 @@
 #include "Audio/OutputDevices.h"
 
 #include "Audio/ListenerToken.h"
+#include "Virtual/VirtualDevices.h"
 #include "fakes/ManualQueue.h"
 #include "support/LogCapture.h"
 #include "support/PlainThreads.h"
@@ -12,8 +13,6 @@
 #include <functional>
 #include <thread>
 #include <utility>
-
-#include "Virtual/VirtualDevices.h"
 
 namespace keysong::test {
 namespace {

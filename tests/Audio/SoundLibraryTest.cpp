@@ -1,13 +1,12 @@
 #include "Audio/SoundLibrary.h"
 
+#include "Linux/Files/IcuTextOrder.h"
 #include "Shared/SoundManifest.h"
 #include "fakes/FakePlaces.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 
 #include <gmock/gmock.h>
-
-#include "Linux/Files/IcuTextOrder.h"
 
 namespace keysong {
 namespace {

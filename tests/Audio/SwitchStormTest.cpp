@@ -1,10 +1,10 @@
 #include "support/SwitchStorm.h"
 
-#include <gtest/gtest.h>
-
 #include "Linux/System/LinuxThreads.h"
 #include "Linux/System/MonotonicClock.h"
 #include "Virtual/VirtualOutput.h"
+
+#include <gtest/gtest.h>
 
 namespace keysong::test {
 namespace {

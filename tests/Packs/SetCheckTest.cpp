@@ -1,13 +1,12 @@
 #include "Packs/SetCheck.h"
 
+#include "Linux/Sound/SndfileAudio.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong::test {
 namespace {

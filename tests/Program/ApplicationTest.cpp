@@ -1,5 +1,6 @@
 // The program without its windows: how it starts, counts, obeys its hotkey and ends.
 
+#include "Program/ProgramFixture.h"
 #include "fakes/FakeTray.h"
 #include "support/PrivateSway.h"
 #include "support/WaveFile.h"
@@ -10,8 +11,6 @@
 #include <sys/wait.h>
 
 #include <csignal>
-
-#include "Program/ProgramFixture.h"
 
 namespace keysong::test {
 namespace {

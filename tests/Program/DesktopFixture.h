@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Program/ProgramFixture.h"
 #include "support/AccessibleClient.h"
 #include "support/PrivateSway.h"
 #include "support/WaveFile.h"
@@ -9,8 +10,6 @@
 
 #include <optional>
 #include <string>
-
-#include "Program/ProgramFixture.h"
 
 namespace keysong::test {
 

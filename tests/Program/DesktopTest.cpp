@@ -1,13 +1,13 @@
 // The built program's windows, worked from outside: as an assistive program does, and with pointer and keys.
 
+#include "Program/DesktopFixture.h"
+
 #include <gmock/gmock.h>
 #include <linux/input-event-codes.h>
 
 #include <algorithm>
 #include <csignal>
 #include <utility>
-
-#include "Program/DesktopFixture.h"
 
 namespace keysong::test {
 namespace {

@@ -1,5 +1,7 @@
 // One program for each user, through quick restarts, hung processes and buses that come, go and hang.
 
+#include "Program/ProgramFixture.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -7,8 +9,6 @@
 
 #include <csignal>
 #include <cstring>
-
-#include "Program/ProgramFixture.h"
 
 namespace keysong::test {
 namespace {

@@ -1,5 +1,6 @@
 #include "Program/RenderCommand.h"
 
+#include "Linux/Sound/SndfileAudio.h"
 #include "fakes/ByteOrder.h"
 #include "fakes/FakePlaces.h"
 #include "support/PlainThreads.h"
@@ -13,8 +14,6 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
-
-#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong {
 namespace {

@@ -1,12 +1,11 @@
 #include "Virtual/VirtualOutput.h"
 
+#include "Linux/System/MonotonicClock.h"
 #include "support/PlainThreads.h"
 
 #include <gtest/gtest.h>
 
 #include <future>
-
-#include "Linux/System/MonotonicClock.h"
 
 namespace keysong {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Virtual/VirtualOutput.h"
+
 #include <chrono>
 #include <string>
 #include <vector>
-
-#include "Virtual/VirtualOutput.h"
 
 namespace keysong::test {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Linux/System/Xcb.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong::test {
 

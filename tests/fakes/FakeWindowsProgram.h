@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/WindowsMessages.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/WindowsProgram.h"
 
 #include <sys/eventfd.h>
@@ -8,8 +9,6 @@
 #include <deque>
 #include <utility>
 #include <vector>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong::test {
 

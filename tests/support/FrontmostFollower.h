@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/Frontmost/LinuxFrontmost.h"
 #include "fakes/FakeApplications.h"
 #include "fakes/PumpedQueue.h"
 #include "support/PlainThreads.h"
@@ -8,8 +9,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "Linux/Frontmost/LinuxFrontmost.h"
 
 namespace keysong::test {
 

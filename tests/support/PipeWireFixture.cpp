@@ -1,11 +1,10 @@
 #include "support/PipeWireFixture.h"
 
+#include "Linux/Sound/SndfileAudio.h"
 #include "support/WaveFile.h"
 
 #include <cmath>
 #include <thread>
-
-#include "Linux/Sound/SndfileAudio.h"
 
 namespace keysong::test {
 

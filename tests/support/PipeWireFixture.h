@@ -1,6 +1,9 @@
 #pragma once
 
 #include "Audio/SoundEngine.h"
+#include "Linux/Sound/PipeWireOutput.h"
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
 #include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PrivatePipeWire.h"
@@ -12,10 +15,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <vector>
-
-#include "Linux/Sound/PipeWireOutput.h"
-#include "Linux/System/LinuxThreads.h"
-#include "Linux/System/MonotonicClock.h"
 
 namespace keysong::test {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Linux/System/Xcb.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong::test {
 

@@ -1,6 +1,8 @@
 // What other programs do to the input devices of a machine: a Bluetooth daemon, a program that types, a key
 // remapper, one that revokes. Only ever run in the emulated machine.
 
+#include "Linux/System/FileDescriptor.h"
+
 #include <fcntl.h>
 #include <linux/uhid.h>
 #include <linux/uinput.h>
@@ -20,8 +22,6 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 namespace {

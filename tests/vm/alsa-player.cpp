@@ -2,6 +2,9 @@
 // for machines with real cards. First on the one card, then on the other once it is plugged in, and on the
 // first again when that is gone; both are named by their device's UID.
 #include "Audio/Mixer.h"
+#include "Linux/Sound/AlsaOutput.h"
+#include "Linux/System/LinuxThreads.h"
+#include "Linux/System/MonotonicClock.h"
 #include "support/Eventually.h"
 
 #include <atomic>
@@ -12,10 +15,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include "Linux/Sound/AlsaOutput.h"
-#include "Linux/System/LinuxThreads.h"
-#include "Linux/System/MonotonicClock.h"
 
 namespace keysong {
 namespace {

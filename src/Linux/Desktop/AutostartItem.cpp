@@ -1,10 +1,9 @@
 #include "Linux/Desktop/AutostartItem.h"
 
+#include "Linux/Desktop/DesktopEntry.h"
 #include "Shared/WholeFile.h"
 
 #include <string_view>
-
-#include "Linux/Desktop/DesktopEntry.h"
 
 namespace keysong {
 

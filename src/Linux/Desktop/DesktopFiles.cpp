@@ -1,13 +1,12 @@
 #include "Linux/Desktop/DesktopFiles.h"
 
+#include "Linux/Desktop/DesktopEntry.h"
 #include "Shared/WholeFile.h"
 
 #include <algorithm>
 #include <optional>
 #include <system_error>
 #include <unordered_set>
-
-#include "Linux/Desktop/DesktopEntry.h"
 
 namespace keysong {
 

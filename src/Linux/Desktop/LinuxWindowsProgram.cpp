@@ -1,5 +1,8 @@
 #include "Linux/Desktop/LinuxWindowsProgram.h"
 
+#include "Linux/Desktop/PacketSocket.h"
+#include "Linux/System/SpawnedProcess.h"
+
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -9,9 +12,6 @@
 #include <csignal>
 #include <system_error>
 #include <utility>
-
-#include "Linux/Desktop/PacketSocket.h"
-#include "Linux/System/SpawnedProcess.h"
 
 namespace keysong {
 

@@ -1,10 +1,9 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/MessageChannel.h"
 
 #include <memory>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

@@ -1,11 +1,11 @@
 #include "Linux/Desktop/X11TraySelection.h"
 
+#include "Linux/System/Xcb.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong {
 

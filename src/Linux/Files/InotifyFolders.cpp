@@ -1,11 +1,10 @@
 #include "Linux/Files/InotifyFolders.h"
 
+#include "Linux/System/InotifyEvents.h"
 #include "Shared/Log.h"
 
 #include <cerrno>
 #include <system_error>
-
-#include "Linux/System/InotifyEvents.h"
 
 namespace keysong {
 

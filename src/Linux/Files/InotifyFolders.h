@@ -1,13 +1,13 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Linux/Files/InotifyFolders.h"
+#include "Linux/System/ServiceThread.h"
 #include "Platform/FolderWatcher.h"
 #include "Platform/Threads.h"
 #include "Shared/TaskQueue.h"
@@ -8,9 +10,6 @@
 #include <memory>
 #include <optional>
 #include <set>
-
-#include "Linux/Files/InotifyFolders.h"
-#include "Linux/System/ServiceThread.h"
 
 namespace keysong {
 

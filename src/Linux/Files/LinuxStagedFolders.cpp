@@ -1,5 +1,7 @@
 #include "Linux/Files/LinuxStagedFolders.h"
 
+#include "Linux/System/FileDescriptor.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -8,8 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

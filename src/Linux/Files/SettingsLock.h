@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
+
 #include <sys/types.h>
 
 #include <filesystem>
 #include <optional>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

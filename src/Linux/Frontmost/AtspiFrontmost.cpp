@@ -1,10 +1,10 @@
 #include "Linux/Frontmost/AtspiFrontmost.h"
 
-#include <array>
-#include <string_view>
-
 #include "Linux/Frontmost/BusConnection.h"
 #include "Linux/Frontmost/ProcessProgram.h"
+
+#include <array>
+#include <string_view>
 
 namespace keysong {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Linux/System/OneShotTimer.h"
+
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
@@ -7,8 +9,6 @@
 #include <memory>
 #include <string>
 #include <type_traits>
-
-#include "Linux/System/OneShotTimer.h"
 
 namespace keysong {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <optional>
-
 #include "Linux/Frontmost/WindowIdentity.h"
+
+#include <optional>
 
 namespace keysong {
 

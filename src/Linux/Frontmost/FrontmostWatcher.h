@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Linux/Frontmost/FrontmostSource.h"
+#include "Linux/System/OneShotTimer.h"
 #include "Platform/InstalledApplications.h"
 
 #include <chrono>
@@ -8,9 +10,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Linux/Frontmost/FrontmostSource.h"
-#include "Linux/System/OneShotTimer.h"
 
 namespace keysong {
 

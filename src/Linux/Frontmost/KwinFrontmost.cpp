@@ -1,5 +1,8 @@
 #include "Linux/Frontmost/KwinFrontmost.h"
 
+#include "Linux/Frontmost/BusConnection.h"
+#include "Linux/Frontmost/ProcessProgram.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Shared/NumberText.h"
 
 #include <fcntl.h>
@@ -7,10 +10,6 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
-
-#include "Linux/Frontmost/BusConnection.h"
-#include "Linux/Frontmost/ProcessProgram.h"
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

@@ -1,5 +1,10 @@
 #include "Linux/Frontmost/LinuxFrontmost.h"
 
+#include "Linux/Frontmost/AtspiFrontmost.h"
+#include "Linux/Frontmost/KwinFrontmost.h"
+#include "Linux/Frontmost/WaylandFrontmost.h"
+#include "Linux/Frontmost/X11Frontmost.h"
+#include "Linux/System/EpollRunLoop.h"
 #include "Shared/Lifetime.h"
 #include "Shared/Log.h"
 #include "Shared/Mutex.h"
@@ -8,12 +13,6 @@
 #include <system_error>
 #include <thread>
 #include <utility>
-
-#include "Linux/Frontmost/AtspiFrontmost.h"
-#include "Linux/Frontmost/KwinFrontmost.h"
-#include "Linux/Frontmost/WaylandFrontmost.h"
-#include "Linux/Frontmost/X11Frontmost.h"
-#include "Linux/System/EpollRunLoop.h"
 
 namespace keysong {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/Frontmost/FrontmostWatcher.h"
 #include "Platform/FrontmostApplication.h"
 #include "Platform/InstalledApplications.h"
 #include "Platform/Places.h"
@@ -7,8 +8,6 @@
 #include "Shared/TaskQueue.h"
 
 #include <memory>
-
-#include "Linux/Frontmost/FrontmostWatcher.h"
 
 namespace keysong {
 

@@ -1,5 +1,8 @@
 #include "Linux/Frontmost/WaylandFrontmost.h"
 
+#include "Linux/System/EpollRunLoop.h"
+#include "Linux/System/FileDescriptor.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <wayland-client.h>
@@ -9,8 +12,6 @@
 #include <map>
 #include <string_view>
 
-#include "Linux/System/EpollRunLoop.h"
-#include "Linux/System/FileDescriptor.h"
 #include "wlr-foreign-toplevel-management-unstable-v1-client.h"
 
 namespace keysong {

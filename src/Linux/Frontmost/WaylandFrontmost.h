@@ -1,10 +1,9 @@
 #pragma once
 
+#include "Linux/Frontmost/FrontmostSource.h"
 #include "Platform/Places.h"
 
 #include <memory>
-
-#include "Linux/Frontmost/FrontmostSource.h"
 
 namespace keysong {
 

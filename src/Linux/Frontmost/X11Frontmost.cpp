@@ -1,5 +1,10 @@
 #include "Linux/Frontmost/X11Frontmost.h"
 
+#include "Linux/Frontmost/ProcessProgram.h"
+#include "Linux/System/EpollRunLoop.h"
+#include "Linux/System/OneShotTimer.h"
+#include "Linux/System/Xcb.h"
+
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -11,11 +16,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-
-#include "Linux/Frontmost/ProcessProgram.h"
-#include "Linux/System/EpollRunLoop.h"
-#include "Linux/System/OneShotTimer.h"
-#include "Linux/System/Xcb.h"
 
 namespace keysong {
 

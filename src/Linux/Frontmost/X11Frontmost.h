@@ -1,8 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include "Linux/Frontmost/FrontmostSource.h"
+
+#include <memory>
 
 namespace keysong {
 

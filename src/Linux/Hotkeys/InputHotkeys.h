@@ -1,10 +1,9 @@
 #pragma once
 
-#include "Platform/RawEvent.h"
-#include "Shared/Mutex.h"
-
 #include "Linux/Hotkeys/HotkeyDelivery.h"
 #include "Linux/Hotkeys/HotkeyTable.h"
+#include "Platform/RawEvent.h"
+#include "Shared/Mutex.h"
 
 namespace keysong {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <memory>
-#include <vector>
-
 #include "Linux/Hotkeys/InputHotkeys.h"
 #include "Linux/Hotkeys/PortalHotkeys.h"
 #include "Linux/Hotkeys/X11Hotkeys.h"
+
+#include <memory>
+#include <vector>
 
 namespace keysong {
 

@@ -1,9 +1,9 @@
 #include "Linux/Hotkeys/PortalHotkeys.h"
 
+#include "Linux/Hotkeys/PortalTrigger.h"
+
 #include <algorithm>
 #include <utility>
-
-#include "Linux/Hotkeys/PortalTrigger.h"
 
 namespace keysong {
 

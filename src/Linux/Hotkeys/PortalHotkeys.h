@@ -1,14 +1,14 @@
 #pragma once
 
-#include <chrono>
-#include <map>
-#include <string>
-#include <vector>
-
 #include "Linux/Hotkeys/HotkeyDelivery.h"
 #include "Linux/Hotkeys/HotkeyTable.h"
 #include "Linux/Hotkeys/PortalSession.h"
 #include "Linux/System/ServiceThread.h"
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
 
 namespace keysong {
 

@@ -1,10 +1,10 @@
 #include "Linux/Hotkeys/PortalTrigger.h"
 
+#include "Linux/Input/KeyCodes.h"
+
 #include <linux/input-event-codes.h>
 
 #include <string_view>
-
-#include "Linux/Input/KeyCodes.h"
 
 namespace keysong {
 

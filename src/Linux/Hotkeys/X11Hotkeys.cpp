@@ -1,11 +1,10 @@
 #include "Linux/Hotkeys/X11Hotkeys.h"
 
+#include "Linux/Hotkeys/X11KeyGrabs.h"
 #include "Shared/Log.h"
 
 #include <chrono>
 #include <utility>
-
-#include "Linux/Hotkeys/X11KeyGrabs.h"
 
 namespace keysong {
 

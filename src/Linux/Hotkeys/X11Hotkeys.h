@@ -1,10 +1,10 @@
 #pragma once
 
-#include <memory>
-
 #include "Linux/Hotkeys/HotkeyDelivery.h"
 #include "Linux/Hotkeys/HotkeyTable.h"
 #include "Linux/System/ServiceThread.h"
+
+#include <memory>
 
 namespace keysong {
 

@@ -1,9 +1,9 @@
 #include "Linux/Hotkeys/X11KeyGrabs.h"
 
-#include <X11/keysym.h>
-
 #include "Linux/Input/KeyCodes.h"
 #include "Linux/System/Xcb.h"
+
+#include <X11/keysym.h>
 // The header has a field of this name.
 #ifdef __clang__
 #pragma clang diagnostic ignored "-Wkeyword-macro"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/System/Xcb.h"
 #include "Platform/HotkeyRegistrar.h"
 
 #include <xcb/xcb.h>
@@ -8,8 +9,6 @@
 #include <functional>
 #include <memory>
 #include <vector>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong {
 

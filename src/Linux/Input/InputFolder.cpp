@@ -1,9 +1,9 @@
 #include "Linux/Input/InputFolder.h"
 
-#include <algorithm>
-
 #include "Linux/Input/KeyboardNodes.h"
 #include "Linux/System/InotifyEvents.h"
+
+#include <algorithm>
 
 namespace keysong {
 

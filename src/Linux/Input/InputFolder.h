@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
+
 #include <string>
 #include <vector>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

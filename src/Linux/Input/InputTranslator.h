@@ -1,13 +1,12 @@
 #pragma once
 
+#include "Linux/Input/KeyCodes.h"
 #include "Platform/InputSource.h"
 
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <vector>
-
-#include "Linux/Input/KeyCodes.h"
 
 namespace keysong {
 

@@ -1,9 +1,9 @@
 #include "Linux/Input/LibinputSource.h"
 
-#include <algorithm>
-
 #include "Linux/Input/KeyboardNodes.h"
 #include "Linux/Input/LibinputTap.h"
+
+#include <algorithm>
 
 namespace keysong {
 

@@ -1,5 +1,7 @@
 #include "Linux/Input/LibinputTap.h"
 
+#include "Linux/System/EpollRunLoop.h"
+
 #include <fcntl.h>
 #include <libinput.h>
 #include <linux/input.h>
@@ -11,8 +13,6 @@
 #include <array>
 #include <cerrno>
 #include <utility>
-
-#include "Linux/System/EpollRunLoop.h"
 
 namespace keysong {
 

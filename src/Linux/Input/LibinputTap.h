@@ -1,5 +1,10 @@
 #pragma once
 
+#include "Linux/Input/InputFolder.h"
+#include "Linux/Input/InputTranslator.h"
+#include "Linux/Input/RemappedKeyboards.h"
+#include "Linux/Input/UdevInput.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/InputSource.h"
 
 #include <sys/types.h>
@@ -8,12 +13,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include "Linux/Input/InputFolder.h"
-#include "Linux/Input/InputTranslator.h"
-#include "Linux/Input/RemappedKeyboards.h"
-#include "Linux/Input/UdevInput.h"
-#include "Linux/System/FileDescriptor.h"
 
 struct libinput;
 struct libinput_device;

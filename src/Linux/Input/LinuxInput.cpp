@@ -1,12 +1,11 @@
 #include "Linux/Input/LinuxInput.h"
 
+#include "Linux/Input/LibinputSource.h"
+#include "Linux/Input/X11Source.h"
 #include "Shared/Log.h"
 
 #include <string>
 #include <utility>
-
-#include "Linux/Input/LibinputSource.h"
-#include "Linux/Input/X11Source.h"
 
 namespace keysong {
 

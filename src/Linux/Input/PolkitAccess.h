@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
+#include "Linux/System/ServiceThread.h"
+#include "Linux/System/SpawnedProcess.h"
 #include "Platform/KeyboardAccess.h"
 #include "Platform/Threads.h"
 #include "Shared/Lifetime.h"
@@ -7,10 +10,6 @@
 
 #include <filesystem>
 #include <optional>
-
-#include "Linux/System/FileDescriptor.h"
-#include "Linux/System/ServiceThread.h"
-#include "Linux/System/SpawnedProcess.h"
 
 namespace keysong {
 

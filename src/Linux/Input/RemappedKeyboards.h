@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Linux/Input/InputTranslator.h"
+
 #include <linux/input-event-codes.h>
 
 #include <bitset>
@@ -7,8 +9,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-
-#include "Linux/Input/InputTranslator.h"
 
 namespace keysong {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "Linux/Input/KeyboardNodes.h"
+
 #include <sys/types.h>
 
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Linux/Input/KeyboardNodes.h"
 
 struct udev;
 struct udev_monitor;

@@ -1,5 +1,7 @@
 #include "Linux/Input/X11Connection.h"
 
+#include "Linux/System/Xcb.h"
+
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
@@ -7,8 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong {
 

@@ -1,5 +1,9 @@
 #include "Linux/Input/X11Source.h"
 
+#include "Linux/Input/InputTranslator.h"
+#include "Linux/Input/KeyboardNodes.h"
+#include "Linux/Input/X11Connection.h"
+#include "Linux/System/EpollRunLoop.h"
 #include "Shared/Log.h"
 
 #include <linux/input-event-codes.h>
@@ -7,11 +11,6 @@
 #include <bitset>
 #include <map>
 #include <utility>
-
-#include "Linux/Input/InputTranslator.h"
-#include "Linux/Input/KeyboardNodes.h"
-#include "Linux/Input/X11Connection.h"
-#include "Linux/System/EpollRunLoop.h"
 
 namespace keysong {
 

@@ -1,13 +1,12 @@
 #pragma once
 
+#include "Linux/Log/LogLine.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/LogSink.h"
 #include "Shared/Mutex.h"
 
 #include <cstdint>
 #include <filesystem>
-
-#include "Linux/Log/LogLine.h"
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

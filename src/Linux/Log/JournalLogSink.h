@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Platform/LogSink.h"
-
 #include "Linux/Log/LogLine.h"
+#include "Platform/LogSink.h"
 
 namespace keysong {
 

@@ -1,12 +1,12 @@
 #include "Linux/Log/LogSinks.h"
 
-#include <unistd.h>
-
-#include <exception>
-
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Log/FileLogSink.h"
 #include "Linux/Log/JournalLogSink.h"
+
+#include <unistd.h>
+
+#include <exception>
 
 namespace keysong {
 

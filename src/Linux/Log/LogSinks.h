@@ -1,11 +1,10 @@
 #pragma once
 
+#include "Linux/Log/LogLine.h"
 #include "Platform/LogSink.h"
 #include "Platform/Places.h"
 
 #include <memory>
-
-#include "Linux/Log/LogLine.h"
 
 namespace keysong {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/Sound/AlsaPcm.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/DeviceListeners.h"
 #include "Shared/Mutex.h"
@@ -9,8 +10,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "Linux/Sound/AlsaPcm.h"
 
 namespace keysong {
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Linux/Sound/AlsaDevices.h"
+#include "Linux/Sound/AlsaStream.h"
+#include "Linux/Sound/AlsaWatch.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/Clock.h"
 #include "Platform/Threads.h"
@@ -12,10 +15,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-
-#include "Linux/Sound/AlsaDevices.h"
-#include "Linux/Sound/AlsaStream.h"
-#include "Linux/Sound/AlsaWatch.h"
 
 namespace keysong {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Linux/Sound/AlsaConfig.h"
+#include "Linux/Sound/AlsaFrames.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include "Linux/Sound/AlsaConfig.h"
-#include "Linux/Sound/AlsaFrames.h"
 
 namespace keysong {
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Linux/Sound/AlsaPcm.h"
+#include "Linux/Sound/AlsaTimeline.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/Clock.h"
 #include "Platform/Threads.h"
@@ -13,10 +16,6 @@
 #include <optional>
 #include <thread>
 #include <vector>
-
-#include "Linux/Sound/AlsaPcm.h"
-#include "Linux/Sound/AlsaTimeline.h"
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

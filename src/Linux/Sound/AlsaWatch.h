@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/Threads.h"
 
 #include <atomic>
@@ -8,8 +9,6 @@
 #include <functional>
 #include <optional>
 #include <thread>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

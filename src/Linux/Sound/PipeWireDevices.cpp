@@ -1,7 +1,7 @@
 // The device list of the PipeWire output, read from the server's registry.
-#include <algorithm>
-
 #include "Linux/Sound/PipeWireOutput.h"
+
+#include <algorithm>
 
 namespace keysong {
 

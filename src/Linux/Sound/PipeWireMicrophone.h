@@ -1,13 +1,12 @@
 #pragma once
 
+#include "Linux/Sound/PipeWireSession.h"
 #include "Platform/MicrophoneUse.h"
 #include "Shared/TaskQueue.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
-
-#include "Linux/Sound/PipeWireSession.h"
 
 namespace keysong {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/Sound/PipeWireSession.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/DeviceListeners.h"
 
@@ -7,8 +8,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Linux/Sound/PipeWireSession.h"
 
 namespace keysong {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/AudioOutput.h"
 
 #include <pipewire/extensions/metadata.h>
@@ -12,8 +13,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

@@ -1,5 +1,6 @@
 #include "Linux/Sound/SndfileAudio.h"
 
+#include "Linux/System/FileDescriptor.h"
 #include "Shared/Mutex.h"
 
 #include <fcntl.h>
@@ -10,8 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

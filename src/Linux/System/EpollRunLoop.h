@@ -1,12 +1,11 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/InputSource.h"
 
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-
 #include "Linux/System/EpollRunLoop.h"
 #include "Linux/System/FileDescriptor.h"
+
+#include <chrono>
+#include <functional>
 
 namespace keysong {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/System/EpollRunLoop.h"
 #include "Platform/Threads.h"
 #include "Shared/Mutex.h"
 #include "Shared/TaskQueue.h"
@@ -8,8 +9,6 @@
 #include <map>
 #include <memory>
 #include <thread>
-
-#include "Linux/System/EpollRunLoop.h"
 
 namespace keysong {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
+
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 

@@ -1,11 +1,10 @@
 #include "Linux/Desktop/AutostartItem.h"
 
+#include "Linux/Files/LinuxDurableFiles.h"
 #include "fakes/FakePlaces.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
-
-#include "Linux/Files/LinuxDurableFiles.h"
 
 namespace keysong::test {
 namespace {

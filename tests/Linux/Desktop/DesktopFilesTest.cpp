@@ -1,5 +1,7 @@
 #include "Linux/Desktop/DesktopFiles.h"
 
+#include "Linux/Desktop/DesktopEntry.h"
+#include "Linux/Frontmost/WindowIdentity.h"
 #include "fakes/FakePlaces.h"
 #include "support/TempFolder.h"
 
@@ -7,9 +9,6 @@
 
 #include <chrono>
 #include <filesystem>
-
-#include "Linux/Desktop/DesktopEntry.h"
-#include "Linux/Frontmost/WindowIdentity.h"
 
 namespace keysong {
 namespace {

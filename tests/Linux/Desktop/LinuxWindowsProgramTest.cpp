@@ -1,5 +1,6 @@
 #include "Linux/Desktop/LinuxWindowsProgram.h"
 
+#include "Linux/System/FileDescriptor.h"
 #include "support/Eventually.h"
 #include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
@@ -13,8 +14,6 @@
 #include <csignal>
 #include <fstream>
 #include <span>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong::test {
 namespace {

@@ -1,3 +1,4 @@
+#include "Linux/Files/LinuxFolderWatcher.h"
 #include "fakes/PumpedQueue.h"
 #include "support/LogCapture.h"
 #include "support/PlainThreads.h"
@@ -6,8 +7,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "Linux/Files/LinuxFolderWatcher.h"
 
 namespace keysong::test {
 namespace {

@@ -1,5 +1,6 @@
 #include "Linux/Files/LinuxDurableFiles.h"
 
+#include "Linux/System/FileDescriptor.h"
 #include "Shared/WholeFile.h"
 #include "support/PrivateTmpfs.h"
 #include "support/TempFolder.h"
@@ -10,8 +11,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 namespace {

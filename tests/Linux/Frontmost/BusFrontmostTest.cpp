@@ -1,3 +1,6 @@
+#include "Linux/Files/LinuxPlaces.h"
+#include "Linux/Frontmost/AtspiFrontmost.h"
+#include "Linux/Frontmost/KwinFrontmost.h"
 #include "Shared/WholeFile.h"
 #include "support/AccessibleClient.h"
 #include "support/FrontmostFollower.h"
@@ -6,10 +9,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-
-#include "Linux/Files/LinuxPlaces.h"
-#include "Linux/Frontmost/AtspiFrontmost.h"
-#include "Linux/Frontmost/KwinFrontmost.h"
 
 namespace keysong {
 namespace {

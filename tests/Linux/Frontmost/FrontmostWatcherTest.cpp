@@ -1,5 +1,6 @@
 #include "Linux/Frontmost/FrontmostWatcher.h"
 
+#include "Linux/Frontmost/LinuxFrontmost.h"
 #include "fakes/FakeApplications.h"
 #include "fakes/PumpedQueue.h"
 #include "support/LogCapture.h"
@@ -10,8 +11,6 @@
 #include <algorithm>
 #include <deque>
 #include <future>
-
-#include "Linux/Frontmost/LinuxFrontmost.h"
 
 namespace keysong {
 namespace {

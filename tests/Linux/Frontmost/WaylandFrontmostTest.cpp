@@ -1,11 +1,10 @@
 #include "Linux/Frontmost/WaylandFrontmost.h"
 
+#include "Linux/Files/LinuxPlaces.h"
 #include "support/FrontmostFollower.h"
 #include "support/PrivateSway.h"
 
 #include <gmock/gmock.h>
-
-#include "Linux/Files/LinuxPlaces.h"
 
 namespace keysong {
 namespace {

@@ -1,5 +1,6 @@
 #include "Linux/Frontmost/X11Frontmost.h"
 
+#include "Linux/System/Xcb.h"
 #include "support/ChildProcess.h"
 #include "support/FrontmostFollower.h"
 #include "support/PrivateXServer.h"
@@ -10,8 +11,6 @@
 #include <array>
 #include <cstdlib>
 #include <string_view>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong {
 namespace {

@@ -1,14 +1,13 @@
 #include "Linux/Hotkeys/InputHotkeys.h"
 
+#include "Linux/Hotkeys/PortalTrigger.h"
+#include "Linux/Input/InputTranslator.h"
 #include "fakes/ManualQueue.h"
 #include "support/HotkeyPresses.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
-
-#include "Linux/Hotkeys/PortalTrigger.h"
-#include "Linux/Input/InputTranslator.h"
 
 namespace keysong {
 namespace {

@@ -1,3 +1,4 @@
+#include "Linux/Hotkeys/LinuxHotkeys.h"
 #include "fakes/FakePortal.h"
 #include "fakes/PumpedQueue.h"
 #include "support/HotkeyPresses.h"
@@ -11,8 +12,6 @@
 
 #include <cstdlib>
 #include <optional>
-
-#include "Linux/Hotkeys/LinuxHotkeys.h"
 
 namespace keysong {
 namespace {

@@ -1,5 +1,6 @@
 #include "Linux/Hotkeys/X11Hotkeys.h"
 
+#include "Linux/System/Xcb.h"
 #include "fakes/PumpedQueue.h"
 #include "support/HotkeyPresses.h"
 #include "support/LogCapture.h"
@@ -14,8 +15,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
-
-#include "Linux/System/Xcb.h"
 
 namespace keysong {
 namespace {

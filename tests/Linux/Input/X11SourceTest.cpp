@@ -3,6 +3,9 @@
 #include "Input/EventDecoder.h"
 #include "Input/EventTap.h"
 #include "Input/InputDevTest.h"
+#include "Linux/Input/LibinputSource.h"
+#include "Linux/Input/LinuxInput.h"
+#include "Linux/System/LinuxThreads.h"
 #include "fakes/FakePlaces.h"
 #include "support/LogCapture.h"
 #include "support/PrivateXServer.h"
@@ -18,10 +21,6 @@
 #include <filesystem>
 #include <mutex>
 #include <thread>
-
-#include "Linux/Input/LibinputSource.h"
-#include "Linux/Input/LinuxInput.h"
-#include "Linux/System/LinuxThreads.h"
 
 namespace keysong {
 namespace {

@@ -1,5 +1,8 @@
 #include "Linux/Log/LogSinks.h"
 
+#include "Linux/Log/FileLogSink.h"
+#include "Linux/Log/JournalLogSink.h"
+#include "Linux/System/FileDescriptor.h"
 #include "Shared/WholeFile.h"
 #include "fakes/FakePlaces.h"
 #include "support/PrivateTmpfs.h"
@@ -13,10 +16,6 @@
 #include <cstring>
 #include <sstream>
 #include <thread>
-
-#include "Linux/Log/FileLogSink.h"
-#include "Linux/Log/JournalLogSink.h"
-#include "Linux/System/FileDescriptor.h"
 
 namespace keysong {
 namespace {

@@ -1,6 +1,7 @@
 // The ALSA output on a card made of software, through the library as on any other card.
 #include "Linux/Sound/AlsaOutput.h"
 
+#include "Linux/System/MonotonicClock.h"
 #include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PacedPcm.h"
@@ -20,8 +21,6 @@
 #include <optional>
 #include <thread>
 #include <vector>
-
-#include "Linux/System/MonotonicClock.h"
 
 namespace keysong {
 namespace {

@@ -1,4 +1,8 @@
 // The parts of the ALSA output that need no device.
+#include "Linux/Sound/AlsaDevices.h"
+#include "Linux/Sound/AlsaFrames.h"
+#include "Linux/Sound/AlsaTimeline.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,10 +11,6 @@
 #include <functional>
 #include <limits>
 #include <random>
-
-#include "Linux/Sound/AlsaDevices.h"
-#include "Linux/Sound/AlsaFrames.h"
-#include "Linux/Sound/AlsaTimeline.h"
 
 namespace keysong {
 namespace {

@@ -1,6 +1,9 @@
 #include "Audio/FallbackOutput.h"
 #include "Audio/OutputDevices.h"
+#include "Linux/Sound/AudioOutputFactories.h"
+#include "Linux/Sound/PipeWireMicrophone.h"
 #include "Shared/SerialQueue.h"
+#include "Virtual/VirtualOutput.h"
 #include "fakes/ManualQueue.h"
 #include "support/PipeWireFixture.h"
 #include "support/SwitchStorm.h"
@@ -8,10 +11,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <thread>
-
-#include "Linux/Sound/AudioOutputFactories.h"
-#include "Linux/Sound/PipeWireMicrophone.h"
-#include "Virtual/VirtualOutput.h"
 
 namespace keysong::test {
 namespace {

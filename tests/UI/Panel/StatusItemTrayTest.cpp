@@ -1,6 +1,8 @@
 #include "App/ModelFixture.h"
 #include "App/Panel/PanelChoice.h"
 #include "App/Panel/PanelItem.h"
+#include "Linux/Desktop/X11TraySelection.h"
+#include "Linux/Hotkeys/X11Hotkeys.h"
 #include "UI/Panel/StatusItem.h"
 #include "fakes/FakeTray.h"
 #include "fakes/PumpedQueue.h"
@@ -10,9 +12,6 @@
 #include <linux/input-event-codes.h>
 
 #include <chrono>
-
-#include "Linux/Desktop/X11TraySelection.h"
-#include "Linux/Hotkeys/X11Hotkeys.h"
 
 namespace keysong {
 namespace {
