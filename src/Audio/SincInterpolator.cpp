@@ -222,7 +222,7 @@ SincInterpolator::Kernel SincInterpolator::chooseKernel(Instructions limit) noex
 }
 
 std::uint64_t SincInterpolator::step(double ratio) noexcept {
-    return static_cast<std::uint64_t>(std::llround(std::clamp(ratio, 1.0 / 256, 16.0) * 0x1p32));
+    return static_cast<std::uint64_t>(std::llround(std::clamp(ratio, 1.0 / 256, highestRatio) * 0x1p32));
 }
 
 const SincInterpolator::Phase* SincInterpolator::filter(std::uint64_t step) const noexcept {

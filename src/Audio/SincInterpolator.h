@@ -38,7 +38,11 @@ class SincInterpolator {
     /// Uses the fastest instructions that this machine has, going no further than `limit`.
     explicit SincInterpolator(Instructions limit = fastest);
 
-    /// The fixed-point step for reading `ratio` frames per output frame, limited to between 1/256 and 16.
+    /// The most frames of a sample that go by in one output frame.
+    static constexpr double highestRatio = 16;
+
+    /// The fixed-point step for reading `ratio` frames per output frame, limited to between 1/256 and
+    /// `highestRatio`.
     [[nodiscard]] static std::uint64_t step(double ratio) noexcept;
 
     /// The filter for a step: its phases, and the first one again, moved by a frame, so that every phase has

@@ -107,6 +107,23 @@ VoicePool::Playback& VoicePool::fadingSlot() noexcept {
     });
 }
 
+void VoicePool::readFrames(Playback& playback, std::size_t count) noexcept {
+    const std::uint64_t step = playback.step;
+    if (const float* frames = playback.buffer->data()) {
+        interpolator_.read(frames, playback.filter, playback.position, step, scratch_.data(), count);
+        return;
+    }
+    const std::uint64_t first = playback.position >> 32;
+    const std::uint64_t last = (playback.position + (count - 1) * step) >> 32;
+    playback.buffer->read(static_cast<std::ptrdiff_t>(first) -
+                              static_cast<std::ptrdiff_t>(SincInterpolator::before),
+                          std::span(window_).first(last - first + SincInterpolator::taps));
+    std::uint64_t position =
+        static_cast<std::uint32_t>(playback.position) + SincInterpolator::before * SincInterpolator::oneFrame;
+    interpolator_.read(window_.data(), playback.filter, position, step, scratch_.data(), count);
+    playback.position += count * step;
+}
+
 void VoicePool::advance(Playback& playback, std::size_t frame, bool fading) noexcept {
     if (playback.buffer == nullptr) {
         return;
@@ -117,8 +134,7 @@ void VoicePool::advance(Playback& playback, std::size_t frame, bool fading) noex
         count = std::min(count, fade_.size() - playback.faded);
     }
     if (count > 0) {
-        interpolator_.read(playback.buffer->data(), playback.filter, playback.position, playback.step,
-                           scratch_.data(), count);
+        readFrames(playback, count);
         if (fading) {
             std::transform(scratch_.begin(), scratch_.begin() + static_cast<std::ptrdiff_t>(count),
                            fade_.begin() + static_cast<std::ptrdiff_t>(playback.faded), scratch_.begin(),

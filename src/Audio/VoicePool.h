@@ -64,6 +64,8 @@ class VoicePool {
     };
 
     void setStep(Playback& playback) const noexcept;
+    /// Fills `scratch_` with the next frames of a sound.
+    void readFrames(Playback& playback, std::size_t count) noexcept;
     void advance(Playback& playback, std::size_t frame, bool fading) noexcept;
     void mix(const float* frames, std::size_t at, std::size_t count, const Playback& playback) noexcept;
     void cutOff(Playback& playback) noexcept;
@@ -82,6 +84,10 @@ class VoicePool {
     std::array<float, maximumChunk> left_ = {};
     std::array<float, maximumChunk> right_ = {};
     std::array<float, maximumChunk> scratch_ = {};
+    /// What a chunk needs of a sample in 16 bits, as float.
+    std::array<float, maximumChunk* static_cast<std::size_t>(SincInterpolator::highestRatio) +
+                          SincInterpolator::taps>
+        window_ = {};
 };
 
 } // namespace keysong

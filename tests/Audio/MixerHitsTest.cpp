@@ -57,6 +57,34 @@ TEST(MixerHits, aLoneHitComesOutBitForBitAPeriodLater) {
     }
 }
 
+// A sample of 16 bits sounds as its like in float, at every rate and whatever cuts it off.
+TEST(MixerHits, soundTheSameFromSixteenBits) {
+    std::vector<float> frames = noise(3001);
+    std::transform(frames.begin(), frames.end(), frames.begin(),
+                   [](float frame) { return std::trunc(frame * 32768) / 32768; });
+    frames[7] = -1;
+    const SampleBuffer narrow(frames);
+    EXPECT_EQ(narrow.data(), nullptr);
+    EXPECT_EQ(narrow.frames(), frames);
+    frames.back() += 1e-6F; // fits no more, and is not heard
+    const SampleBuffer wide(frames);
+    ASSERT_NE(wide.data(), nullptr);
+    for (const float rate : {0.004F, 0.37F, 1.0F, 1.07F, 5.3F, 16.0F}) {
+        MixerHarness one;
+        MixerHarness other;
+        for (auto& [harness, buffer] : {std::pair(&one, &narrow), std::pair(&other, &wide)}) {
+            ASSERT_TRUE(harness->play(*buffer, 3, 5.5, rate));
+            ASSERT_TRUE(harness->play(*buffer, 3, 170, rate));
+            harness->render(700);
+            harness->renderPeriods(60);
+        }
+        for (std::size_t index = 0; index < one.left.size(); ++index) {
+            ASSERT_NEAR(one.left[index], other.left[index], 2e-6) << "rate " << rate << ", frame " << index;
+        }
+        EXPECT_EQ(one.inFlight, other.inFlight);
+    }
+}
+
 // With periods of one length, a hit sounds exactly a period after it was asked for, whichever cycle sees
 // it; one that comes too late for that sounds at once.
 TEST(MixerHits, areExactToTheFrame) {

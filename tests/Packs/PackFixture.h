@@ -2,6 +2,11 @@
 
 #include "Audio/SoundEngine.h"
 #include "Audio/SoundSet.h"
+#include "Linux/Files/LinuxStagedFolders.h"
+#include "Linux/Files/ZipArchives.h"
+#include "Linux/Input/KeyCodes.h"
+#include "Linux/Sound/SndfileAudio.h"
+#include "Linux/Sound/SndfileFlacWriter.h"
 #include "Packs/PackImporter.h"
 #include "support/LogCapture.h"
 #include "support/TempFolder.h"
@@ -9,12 +14,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "Linux/Files/LinuxStagedFolders.h"
-#include "Linux/Files/ZipArchives.h"
-#include "Linux/Input/KeyCodes.h"
-#include "Linux/Sound/SndfileAudio.h"
-#include "Linux/Sound/SndfileFlacWriter.h"
 
 namespace keysong::test {
 
@@ -70,9 +69,10 @@ class PackFixture : public testing::Test {
     [[nodiscard]] std::vector<int> blocks(const SoundEvent& event) const {
         std::vector<int> found;
         for (const SampleRef& sample : set->candidates(event)) {
-            const float first = sample->frames().front();
-            const bool even = std::all_of(sample->frames().begin(), sample->frames().end(),
-                                          [first](float frame) { return frame == first; });
+            const std::vector<float> frames = sample->frames();
+            const float first = frames.front();
+            const bool even =
+                std::all_of(frames.begin(), frames.end(), [first](float frame) { return frame == first; });
             found.push_back(even ? static_cast<int>(first * 64) - 1 : -1);
         }
         return found;

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 
+#include "soundgen/Random.h"
 #include "soundgen/Rows.h"
 #include "soundgen/SoundRenderer.h"
 
@@ -59,23 +60,30 @@ double rounded(double value) {
     return std::round(value * 1e4) / 1e4;
 }
 
-void writeSound(const Signal& signal, const std::filesystem::path& path) {
+/// A signal in 16 bits. Noise of a step's size (triangular dither) is added first, so that a tail dies away
+/// into even noise and not into a coarse copy of itself. Silence stays silence.
+std::vector<short> dithered(const Signal& signal, Random random) {
+    std::vector<short> samples(signal.size());
+    std::transform(signal.begin(), signal.end(), samples.begin(), [&random](double sample) {
+        const double noise = random.stray();
+        return sample == 0 ? short{0} : static_cast<short>(std::lround(sample * 32767 + noise));
+    });
+    return samples;
+}
+
+/// `seed` is the set's.
+void writeSound(const Signal& signal, std::uint64_t seed, const std::filesystem::path& path) {
     SF_INFO info{};
     info.samplerate = static_cast<int>(sampleRate);
     info.channels = 1;
-    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
+    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
     if (!file) {
         throw WriteError(path.string() + ": " + sf_strerror(nullptr));
     }
-    std::vector<int> samples;
-    samples.reserve(signal.size());
-    for (const double sample : signal) {
-        // The library takes the upper 24 bits.
-        samples.push_back(static_cast<int>(std::lround(sample * 8388607)) * 256);
-    }
+    const std::vector<short> samples = dithered(signal, Random(seed, path.filename().string(), 0));
     const auto count = static_cast<sf_count_t>(samples.size());
-    if (sf_writef_int(file.get(), samples.data(), count) != count) {
+    if (sf_writef_short(file.get(), samples.data(), count) != count) {
         throw WriteError(path.string() + ": " + sf_strerror(file.get()));
     }
     // The encoder writes its last block only now.
@@ -116,7 +124,7 @@ void writeSet(const SetDescription& set, const std::filesystem::path& folder) {
     const SoundRenderer renderer(set);
     for (const Sound& sound : set.sounds) {
         for (int variant = 0; variant < sound.variants; ++variant) {
-            writeSound(renderer.render(sound, variant), folder / fileName(sound, variant));
+            writeSound(renderer.render(sound, variant), set.seed, folder / fileName(sound, variant));
         }
     }
     const auto path = folder / "manifest.json";
