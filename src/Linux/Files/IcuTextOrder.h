@@ -4,10 +4,16 @@
 #include "Platform/TextOrder.h"
 
 #include <memory>
+#include <mutex>
+#include <string>
 
 namespace keysong {
 
 /// The collation order of the user's language, as ICU knows it. Calls from several threads may overlap.
+///
+/// ICU's tables take more memory than all sound sets together. Most names are ASCII, whose order in most
+/// languages is that of every language and short enough to stand here: ICU's collator is made when two texts
+/// are compared that need it.
 class IcuTextOrder final : public TextOrder {
   public:
     /// Takes the language from `LC_ALL`, `LC_COLLATE` or `LANG`, the first that is not empty. The "C" and
@@ -20,7 +26,12 @@ class IcuTextOrder final : public TextOrder {
 
   private:
     struct Collator;
-    std::unique_ptr<const Collator> collator_;
+
+    const std::string locale_;
+    /// Whether ASCII texts stand in this language as in every other.
+    const bool plainAscii_;
+    mutable std::once_flag once_;
+    mutable std::unique_ptr<const Collator> collator_;
 };
 
 } // namespace keysong
