@@ -63,10 +63,12 @@ double rounded(double value) {
 /// A signal in 16 bits. Noise of a step's size (triangular dither) is added first, so that a tail dies away
 /// into even noise and not into a coarse copy of itself. Silence stays silence.
 std::vector<short> dithered(const Signal& signal, Random random) {
+    constexpr double silence = 0.01;
     std::vector<short> samples(signal.size());
     std::transform(signal.begin(), signal.end(), samples.begin(), [&random](double sample) {
+        const double steps = sample * 32767;
         const double noise = random.stray();
-        return sample == 0 ? short{0} : static_cast<short>(std::lround(sample * 32767 + noise));
+        return std::abs(steps) < silence ? short{0} : static_cast<short>(std::lround(steps + noise));
     });
     return samples;
 }
