@@ -58,110 +58,69 @@ TEST(EngineState, KeysSoundWhateverTheMouseAndScrollSwitchesSay) {
 
 TEST(EngineState, PickChoosesEveryCandidateEquallyAndNamesItsFileWhenVerbose) {
     EngineState state = audibleState();
-    struct Row {
-        double pick;
-        const char* file;
-    };
-    for (const Row& row : {Row{0, "a.wav"}, Row{0.33, "a.wav"}, Row{0.34, "b.wav"}, Row{0.67, "c.wav"},
-                           Row{0.9999, "c.wav"}, Row{1.0, "c.wav"}}) {
-        EXPECT_EQ(state.resolve(SoundEvent::keyDown(0), {row.pick, 0, 0}, true)->file, row.file) << row.pick;
+    for (const auto& [pick, file] : {std::pair{0.0, "a.wav"},
+                                     {0.33, "a.wav"},
+                                     {0.34, "b.wav"},
+                                     {0.67, "c.wav"},
+                                     {0.9999, "c.wav"},
+                                     {1.0, "c.wav"}}) {
+        EXPECT_EQ(state.resolve(SoundEvent::keyDown(0), {pick, 0, 0}, true)->file, file) << pick;
     }
 }
 
-TEST(EngineState, ManifestLimitsTheRandomRateAndGain) {
-    struct Row {
-        const char* manifest;
-        float pitch;
-        float gain;
-        float rate;
-        float gainDecibels;
-    };
-    const Row rows[] = {
-        {"", 1, 1, 1.03F, 1},
-        {"", -1, -1, 0.97F, -1},
-        {"\"pitchVariation\":0.5,", 1, 0, 1.15F, 0},
-        {"\"pitchVariation\":-0.1,", 1, 0, 1, 0},
-        {"\"gain\":10,\"gainVariation\":9,", 0, 1, 1, 12},
-        {"\"gain\":-20,\"gainVariation\":9,", 0, -1, 1, -18},
-        {"\"gain\":3,\"gainVariation\":-1,", 0, 1, 1, 3},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.manifest);
-        EngineState state = audibleState(row.manifest);
-        state.rateBias = 2;
-        const auto hit = state.resolve(SoundEvent::keyDown(0), {0, row.pitch, row.gain}, false);
-        ASSERT_TRUE(hit);
-        EXPECT_FLOAT_EQ(hit->rate, 2 * row.rate);
-        EXPECT_FLOAT_EQ(hit->gainDecibels, row.gainDecibels);
-        EXPECT_FLOAT_EQ(hit->volume, std::pow(10.0F, row.gainDecibels / 20));
-    }
+TEST(EngineState, RateAndGainFollowTheBiasTheLimitedManifestAndTheDraws) {
+    EngineState state = audibleState(R"("pitchVariation":0.5,"gain":10,"gainVariation":9,)");
+    state.rateBias = 2;
+    const auto hit = state.resolve(SoundEvent::keyDown(0), {0, 1, -0.5F}, false);
+    ASSERT_TRUE(hit);
+    EXPECT_FLOAT_EQ(hit->rate, 2 * 1.15F);
+    EXPECT_FLOAT_EQ(hit->gainDecibels, 3);
+    EXPECT_FLOAT_EQ(hit->volume, std::pow(10.0F, 3.0F / 20));
 }
 
 TEST(EngineState, EachLaneAlternatesBetweenItsTwoVoices) {
     struct Row {
         const char* name;
         SoundEvent event;
-        bool spatial;
-        std::vector<std::uint32_t> voices;
+        std::uint32_t first;
+        bool spatial = true;
     };
-    const Row rows[] = {
-        {"grave accent, leftmost", SoundEvent::keyDown(50), true, {0, 1, 0}},
-        {"Right arrow", SoundEvent::keyUp(124), true, {14, 15, 14}},
-        {"Escape has no place", SoundEvent::keyDown(53), true, {8, 9, 8}},
-        {"mouse", SoundEvent::mouseDown(MouseButton::left), true, {8, 9, 8}},
-        {"scroll", SoundEvent::scrollTick(), true, {8, 9, 8}},
-        {"leftmost key, not spatial", SoundEvent::keyDown(50), false, {8, 9, 8}},
-    };
-    for (const Row& row : rows) {
+    for (const Row& row : {Row{"grave accent, leftmost", SoundEvent::keyDown(50), 0},
+                           {"Right arrow", SoundEvent::keyUp(124), 14},
+                           {"Escape has no place", SoundEvent::keyDown(53), 8},
+                           {"mouse", SoundEvent::mouseDown(MouseButton::left), 8},
+                           {"leftmost key, not spatial", SoundEvent::keyDown(50), 8, false}}) {
         SCOPED_TRACE(row.name);
         EngineState state = audibleState();
-        state.scrollEnabled = true;
         state.spatial = row.spatial;
-        for (const std::uint32_t voice : row.voices) {
-            EXPECT_EQ(state.resolve(row.event, {0, 0, 0}, false)->voice, voice);
+        for (const std::uint32_t second : {0U, 1U, 0U}) {
+            EXPECT_EQ(state.resolve(row.event, {0, 0, 0}, false)->voice, row.first + second);
         }
     }
 }
 
-TEST(VoiceLanes, PansAndLanesSpanTheBoard) {
-    EXPECT_EQ(VoiceLanes::laneFor(0), 4U);
-    EXPECT_EQ(VoiceLanes::laneFor(-0.66F), 0U);
-    EXPECT_EQ(VoiceLanes::laneFor(0.66F), 7U);
-    EXPECT_EQ(VoiceLanes::laneFor(-2.0F), 0U);
+TEST(VoiceLanes, PansSpanTheBoardAndLeadBackToTheirLanes) {
     const auto pans = VoiceLanes::pans();
     const float lanes[] = {-0.5775F, -0.4125F, -0.2475F, -0.0825F, 0.0825F, 0.2475F, 0.4125F, 0.5775F};
     for (std::size_t voice = 0; voice < pans.size(); ++voice) {
         EXPECT_NEAR(pans[voice], lanes[voice / 2], 1e-6F);
         EXPECT_EQ(VoiceLanes::laneFor(pans[voice]), voice / 2);
     }
+    EXPECT_EQ(VoiceLanes::laneFor(-2), 0U);
 }
 
+// The letters and the space bar are in what the play test prints.
 TEST(KeyPan, PlacesKeysAsTheyLieOnTheBoard) {
-    struct Row {
-        std::uint16_t code;
-        float pan;
-    };
-    for (const Row& row : {Row{12, -0.506F}, Row{6, -0.462F}, Row{35, 0.286F}, Row{44, 0.33F},
-                           Row{49, -0.05456F}, Row{50, -0.66F}, Row{51, 0.484F}, Row{59, -0.60456F},
-                           Row{124, 0.594F}, Row{53, 0}, Row{200, 0}, Row{65535, 0}}) {
-        EXPECT_NEAR(KeyPan::pan(row.code), row.pan, 1e-5F) << row.code;
+    for (const auto& [code, pan] : {std::pair{44, 0.33F},
+                                    {50, -0.66F},
+                                    {51, 0.484F},
+                                    {59, -0.60456F},
+                                    {124, 0.594F},
+                                    {53, 0.0F},
+                                    {65535, 0.0F}}) {
+        EXPECT_NEAR(KeyPan::pan(static_cast<std::uint16_t>(code)), pan, 1e-5F) << code;
     }
     EXPECT_EQ(KeyPan::pan(125), KeyPan::pan(126));
-    EXPECT_EQ(KeyPan::selfCheck(), std::vector<std::string>());
-}
-
-TEST(RandomSource, SameSeedSameNumbersAndACopyGoesOn) {
-    RandomSource first(42);
-    RandomSource second(42);
-    RandomSource other(43);
-    const Draws a = first.next();
-    const Draws b = second.next();
-    EXPECT_EQ(a.pick, b.pick);
-    EXPECT_EQ(a.pitch, b.pitch);
-    EXPECT_EQ(a.gain, b.gain);
-    EXPECT_NE(a.pick, other.next().pick);
-    RandomSource copy(first);
-    EXPECT_EQ(copy.next().pitch, first.next().pitch);
 }
 
 TEST(RandomSource, FillsItsRangesEvenlyAndNeverLeavesThem) {
@@ -170,8 +129,6 @@ TEST(RandomSource, FillsItsRangesEvenlyAndNeverLeavesThem) {
     double pickSum = 0;
     double pitchSquares = 0;
     double product = 0;
-    float lowest = 1;
-    float highest = -1;
     for (int i = 0; i < count; ++i) {
         const Draws draws = random.next();
         ASSERT_TRUE(draws.pick >= 0 && draws.pick < 1);
@@ -179,14 +136,10 @@ TEST(RandomSource, FillsItsRangesEvenlyAndNeverLeavesThem) {
         pickSum += draws.pick;
         pitchSquares += static_cast<double>(draws.pitch) * draws.pitch;
         product += static_cast<double>(draws.pitch) * draws.gain;
-        lowest = std::min(lowest, draws.pitch);
-        highest = std::max(highest, draws.pitch);
     }
     EXPECT_NEAR(pickSum / count, 0.5, 0.005);
     EXPECT_NEAR(pitchSquares / count, 1.0 / 3, 0.005);
     EXPECT_NEAR(product / count, 0, 0.005);
-    EXPECT_LT(lowest, -0.999F);
-    EXPECT_GT(highest, 0.999F);
 }
 
 } // namespace

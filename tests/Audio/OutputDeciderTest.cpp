@@ -3,45 +3,36 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
 
 namespace keysong::test {
 namespace {
 
-struct Case {
-    OutputEvent event;
-    OutputSituation situation;
-};
-
-std::vector<Case> allCases() {
-    std::vector<Case> cases;
+template <typename Check>
+void forEverySituation(const Check& check) {
     for (const auto event :
          {OutputEvent::start, OutputEvent::wish, OutputEvent::rebuild, OutputEvent::change}) {
         for (const auto choice : {OutputChoice::none, OutputChoice::present, OutputChoice::absent}) {
             for (const bool hasDefault : {false, true}) {
                 for (const auto place :
                      {OutputPlace::stopped, OutputPlace::elsewhere, OutputPlace::onTarget}) {
-                    cases.push_back({event, {choice, hasDefault, place}});
+                    check(event, OutputSituation{choice, hasDefault, place});
                 }
             }
         }
     }
-    return cases;
 }
 
 TEST(OutputDecider, EverySituationHasExactlyOneRow) {
-    for (const auto& [event, situation] : allCases()) {
-        const auto table = OutputDecider::table();
-        EXPECT_EQ(std::ranges::count_if(
-                      table, [&](const OutputDecider::Row& row) { return row.covers(event, situation); }),
-                  1)
+    forEverySituation([](OutputEvent event, const OutputSituation& situation) {
+        const auto covers = [&](const OutputDecider::Row& row) { return row.covers(event, situation); };
+        EXPECT_EQ(std::ranges::count_if(OutputDecider::table(), covers), 1)
             << static_cast<int>(event) << static_cast<int>(situation.choice) << situation.hasDefault
             << static_cast<int>(situation.place);
-    }
+    });
 }
 
 TEST(OutputDecider, NeverMovesWithoutATargetAndNeverWithoutNeed) {
-    for (const auto& [event, situation] : allCases()) {
+    forEverySituation([](OutputEvent event, const OutputSituation& situation) {
         const OutputAction action = OutputDecider::decide(event, situation);
         const bool moves = action == OutputAction::move || action == OutputAction::standIn;
         const bool hasTarget = situation.choice == OutputChoice::present || situation.hasDefault;
@@ -59,7 +50,7 @@ TEST(OutputDecider, NeverMovesWithoutATargetAndNeverWithoutNeed) {
         if (action == OutputAction::standIn) {
             EXPECT_EQ(situation.choice, OutputChoice::absent);
         }
-    }
+    });
 }
 
 } // namespace

@@ -1,4 +1,3 @@
-#include "Audio/ToneControl.h"
 #include "support/EngineFixture.h"
 
 #include <algorithm>
@@ -22,15 +21,18 @@ class SoundEngineTest : public EngineFixture {
     }
 };
 
-TEST_F(SoundEngineTest, StartsOnceAndSaysOnWhat) {
+TEST_F(SoundEngineTest, StartsOnceUnlessThatFailsAndSaysOnWhat) {
     output.devices().replace({{1, "uid-a", "Speakers A", 2, 48000, 100, 92}}, 1);
+    output.failures.starts = {"no server"};
+    EXPECT_THROW(engine->start(), AudioOutputError);
+    EXPECT_FALSE(engine->snapshot().running);
     engine->start();
     engine->start();
     EXPECT_THAT(notices("engine started"),
                 testing::ElementsAre("engine started output=Speakers A rate=48000 buffer=128 (2.67 ms) "
                                      "deviceLatency=4.00 ms voices=16"));
     EXPECT_EQ(engine->snapshot().activeUid, "uid-a");
-    EXPECT_THAT(output.operations, testing::ElementsAre("start"));
+    EXPECT_THAT(output.operations, testing::ElementsAre("start", "start")) << "one failed";
 }
 
 TEST_F(SoundEngineTest, StartsWithoutADeviceOrAPeriodLength) {
@@ -46,14 +48,6 @@ TEST_F(SoundEngineTest, StartsWithoutADeviceOrAPeriodLength) {
                 testing::ElementsAre("could not request a 128 frame IO buffer (OSStatus -5)"));
     EXPECT_TRUE(engine->snapshot().running);
     EXPECT_EQ(engine->currentOutputDeviceUid(), std::nullopt);
-}
-
-TEST_F(SoundEngineTest, AFailedStartReachesTheCallerAndCanBeTriedAgain) {
-    output.failures.starts = {"no server"};
-    EXPECT_THROW(engine->start(), AudioOutputError);
-    EXPECT_FALSE(engine->snapshot().running);
-    engine->start();
-    EXPECT_TRUE(engine->snapshot().running);
 }
 
 TEST_F(SoundEngineTest, AHitIsHeardAndMutedOrStoppedItIsNot) {
@@ -73,9 +67,11 @@ TEST_F(SoundEngineTest, AHitIsHeardAndMutedOrStoppedItIsNot) {
     EXPECT_TRUE(isAudible());
 }
 
-TEST_F(SoundEngineTest, DrawsAreMadeForEveryEvent) {
+TEST_F(SoundEngineTest, DrawsAreMadeForEveryEventAndTheVolumeIsHeard) {
     load("one");
     engine->start();
+    engine->setVolume(0.5F);
+    EXPECT_TRUE(queue->empty()) << "the control queue may stand still";
     engine->setMuted(true);
     engine->play(SoundEvent::keyDown(0));
     engine->setMuted(false);
@@ -89,7 +85,7 @@ TEST_F(SoundEngineTest, DrawsAreMadeForEveryEvent) {
     for (std::size_t i = 0; i < output.left.size(); ++i) {
         loudest = std::max(loudest, std::hypot(output.left[i], output.right[i]));
     }
-    EXPECT_NEAR(loudest, 0.5F * std::pow(10.0F, decibels / 20), 0.02F);
+    EXPECT_NEAR(loudest, 0.25F * std::pow(10.0F, decibels / 20), 0.01F);
 }
 
 TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThread) {
@@ -105,14 +101,9 @@ TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThrea
     queue->advance(milliseconds(250));
     EXPECT_TRUE(old.expired());
     EXPECT_TRUE(queue->empty()) << "nothing is left to come back for";
-}
-
-TEST_F(SoundEngineTest, ASetNobodyPlaysIsReleasedWhenReplaced) {
-    const auto old = load("one");
-    load("two");
-    EXPECT_TRUE(old.expired());
-    EXPECT_THAT(notices("engine loaded"),
-                testing::ElementsAre("engine loaded set one", "engine loaded set two"));
+    const auto unplayed = load("three");
+    load("four");
+    EXPECT_TRUE(unplayed.expired()) << "nothing of it sounds";
 }
 
 TEST_F(SoundEngineTest, DestructionGivesBackWhatStillSounds) {
@@ -162,29 +153,6 @@ TEST_F(SoundEngineTest, VolumeToneAndBodyAreLimitedAndReachTheMixer) {
     EXPECT_TRUE(queue->empty());
     engine->setTone(nan);
     EXPECT_EQ(engine->tone(), 0);
-}
-
-TEST_F(SoundEngineTest, AVolumeIsHeardWithoutTheControlQueue) {
-    load("one");
-    engine->start();
-    const auto loudest = [&](float volume) {
-        engine->setVolume(volume);
-        render(10); // the ramp's end, in silence
-        engine->play(SoundEvent::keyDown(0));
-        render(2);
-        return *std::max_element(output.left.begin(), output.left.end());
-    };
-    const float full = loudest(1);
-    EXPECT_GT(full, 0.0F);
-    EXPECT_NEAR(loudest(0.5F) / full, 0.5F, 0.2F);
-    EXPECT_EQ(loudest(0), 0.0F);
-}
-
-TEST(ToneControl, SelfCheckHoldsAndZeroKeepsItsSigns) {
-    EXPECT_EQ(ToneControl::selfCheck(), std::vector<std::string>());
-    EXPECT_TRUE(std::signbit(ToneControl::shelves(0).low));
-    EXPECT_FALSE(std::signbit(ToneControl::shelves(0).high));
-    EXPECT_TRUE(std::signbit(ToneControl::shelves(0).makeup));
 }
 
 TEST_F(SoundEngineTest, ManyThreadsPlayWhileSetsAreSwappedAndTheOutputRenders) {

@@ -47,9 +47,6 @@ class SoundLibraryTest : public testing::Test {
 
 TEST_F(SoundLibraryTest, SearchesTheUsersFoldersBeforeTheProgramsOwn) {
     const fs::path data = places_.userDataFolder;
-    EXPECT_THAT(SoundLibrary::legacyUserDirectories(places_),
-                ElementsAre(data / "clikora/Sounds", data / "tolva/Sounds", data / "brume/Sounds",
-                            data / "vimp/Sounds"));
     EXPECT_THAT(SoundLibrary::directories(places_),
                 ElementsAre(data / "keysong/Sounds", data / "clikora/Sounds", data / "tolva/Sounds",
                             data / "brume/Sounds", data / "vimp/Sounds", places_.resourcesFolder / "Sounds"));
@@ -124,17 +121,6 @@ TEST_F(SoundLibraryTest, SortsByNameLikeAFileBrowserAndKeepsSearchOrderAmongEqua
     install("res/Sounds/c", "c", "Set 1");
     install("home/data/keysong/Sounds/z", "z", "SET 2");
     EXPECT_THAT(names(), ElementsAre("Set 1", "SET 2", "set 2", "Set 10"));
-}
-
-TEST_F(SoundLibraryTest, RecordsAreEqualWhenAllThreeFieldsAre) {
-    const SoundSetInfo info{"a", "A", "/a"};
-    const std::hash<SoundSetInfo> hash;
-    EXPECT_EQ(hash(info), hash(SoundSetInfo{"a", "A", "/a"}));
-    for (const SoundSetInfo& other :
-         {SoundSetInfo{"b", "A", "/a"}, SoundSetInfo{"a", "B", "/a"}, SoundSetInfo{"a", "A", "/b"}}) {
-        EXPECT_NE(info, other);
-        EXPECT_NE(hash(info), hash(other));
-    }
 }
 
 } // namespace

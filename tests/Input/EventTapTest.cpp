@@ -30,14 +30,9 @@ class EventTapTest : public testing::Test {
     std::vector<SoundEvent> events;
     EventTap tap{source, threads, [this](SoundEvent event) { events.push_back(event); }};
 
-    EventTapError::Kind startError() {
-        try {
-            tap.start();
-        } catch (const EventTapError& error) {
-            return error.kind();
-        }
-        ADD_FAILURE() << "the tap started";
-        return {};
+    void expectNoStart(EventTapError::Kind kind) {
+        EXPECT_THAT([this] { tap.start(); },
+                    testing::Throws<EventTapError>(testing::Property(&EventTapError::kind, kind)));
     }
 
     void deliverNotice(RawEventType type) {
@@ -75,17 +70,13 @@ TEST_F(EventTapTest, RawHandlersStandAroundTheSoundAndSeeSoftwareEventsToo) {
 
 TEST_F(EventTapTest, AFailedStartKeepsNothingAndALaterOneSucceeds) {
     source.trusted = false;
-    EXPECT_EQ(startError(), EventTapError::Kind::notTrusted);
+    expectNoStart(EventTapError::Kind::notTrusted);
     source.trusted = true;
-    source.refusesTap = true;
-    EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
-    source.refusesTap = false;
-    source.refusesRunLoop = true;
-    EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
-    source.refusesRunLoop = false;
-    threads.refusing = true;
-    EXPECT_EQ(startError(), EventTapError::Kind::createFailed);
-    threads.refusing = false;
+    for (bool* const refuses : {&source.refusesTap, &source.refusesRunLoop, &threads.refusing}) {
+        *refuses = true;
+        expectNoStart(EventTapError::Kind::createFailed);
+        *refuses = false;
+    }
     tap.start();
     ASSERT_THAT(threads.labels(), SizeIs(1));
     source.deliver(keyDown(49));

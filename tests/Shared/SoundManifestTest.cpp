@@ -40,14 +40,9 @@ const std::vector<Case> cases = {
      R"("gainVariation":null,"groups":null,"keys":null,"mouse":{"left":null,"scroll":null}})",
      ""},
     {"IntegralSchemaWithFraction", R"({"schema":1.0,"id":"a","name":"A","defaults":{}})", ""},
-    {"IntegerGain", with(R"("gain":3)"), ""},
-    {"GainBeyondItsLimits", with(R"("gain":40)"), ""},
-    {"UnknownGroup", with(R"("groups":{"thumb":{"down":["x.wav"]}})"), ""},
-    {"KeyNameThatIsNoNumber", with(R"("keys":{"0x24":{"down":[]}})"), ""},
     {"NestedAsDeepAsAllowed", with(nested(60)), ""},
 
     {"Empty", "", "parse error"},
-    {"NotJson", "id = a", "parse error"},
     {"Truncated", "{" + std::string(minimal), "parse error"},
     {"TrailingText", "{" + std::string(minimal) + "} x", "parse error"},
     {"TextBehindAZeroByte", "{" + std::string(minimal) + "}" + std::string("\0x", 2), "zero byte"},
@@ -58,13 +53,10 @@ const std::vector<Case> cases = {
     {"NoName", R"({"schema":1,"id":"a","defaults":{}})", "\"name\" is missing"},
     {"NoDefaults", R"({"schema":1,"id":"a","name":"A"})", "\"defaults\" is missing"},
     {"RequiredKeyNull", R"({"schema":1,"id":null,"name":"A","defaults":{}})", "\"id\" is missing"},
-    {"KeyInAnotherCase", R"({"Schema":1,"id":"a","name":"A","defaults":{}})", "\"schema\" is missing"},
     {"SchemaText", R"({"schema":"1","id":"a","name":"A","defaults":{}})", "\"schema\" is not a number"},
-    {"SchemaBool", R"({"schema":true,"id":"a","name":"A","defaults":{}})", "\"schema\" is not a number"},
     {"SchemaFraction", R"({"schema":1.5,"id":"a","name":"A","defaults":{}})", "\"schema\" is not an integer"},
     {"SchemaTooLarge", R"({"schema":9223372036854775808,"id":"a","name":"A","defaults":{}})", "out of range"},
     {"IdNumber", R"({"schema":1,"id":7,"name":"A","defaults":{}})", "\"id\" is not a string"},
-    {"GainText", with(R"("gain":"3")"), "\"gain\" is not a number"},
     {"GainBool", with(R"("gain":false)"), "\"gain\" is not a number"},
     {"PitchVariationBeyondFloat", with(R"("pitchVariation":1e39)"), "\"pitchVariation\" does not fit"},
     {"NumberBeyondDouble", with(R"("gainVariation":1e999)"), "out_of_range"},
@@ -152,15 +144,11 @@ TEST(SoundManifest, ReadsOnlyTheHeadForAList) {
 
 TEST(SoundManifest, KeyEntriesAreNamedByDecimalCodes) {
     // What is no whole number at all is the number parser's matter.
-    for (const auto& [name, code] :
-         std::vector<std::pair<const char*, std::optional<std::uint8_t>>>{{"+36", 36},
-                                                                          {"036", 36},
-                                                                          {"0", 0},
-                                                                          {"255", 255},
-                                                                          {"256", std::nullopt},
-                                                                          {"-1", std::nullopt},
-                                                                          {"0x24", std::nullopt}}) {
-        EXPECT_EQ(keyCodeFromEntryName(name), code) << '"' << name << '"';
+    for (const auto& [name, code] : {std::pair{"+36", 36}, {"036", 36}, {"0", 0}, {"255", 255}}) {
+        EXPECT_EQ(keyCodeFromEntryName(name), code);
+    }
+    for (const char* const name : {"256", "-1", "0x24"}) {
+        EXPECT_EQ(keyCodeFromEntryName(name), std::nullopt) << name;
     }
 }
 
