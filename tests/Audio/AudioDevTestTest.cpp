@@ -4,9 +4,8 @@
 #include "fakes/ByteOrder.h"
 #include "fakes/FakePlaces.h"
 #include "support/EngineFixture.h"
+#include "support/Eventually.h"
 #include "support/PlainThreads.h"
-
-#include <condition_variable>
 
 namespace keysong::test {
 namespace {
@@ -51,23 +50,19 @@ class AudioDevTestTest : public testing::Test {
         return run([&](const AudioDevTest& test) { return test.playTest(id); }, std::move(arguments));
     }
 
-    /// A wait of the main thread moves the time on; in the swap test it also lets the player play once.
+    /// A wait moves the time on; in the swap test the main thread's lets the player's thread play, which ends
+    /// with the last of them.
     void wait(std::chrono::nanoseconds time) {
-        std::unique_lock lock(mutex);
-        if (time == std::chrono::milliseconds(1)) {
-            ++played;
-            changed.notify_all();
-            changed.wait_for(lock, std::chrono::milliseconds(1));
-            return;
-        }
-        waited += time;
-        if (!places.variables.contains("KEYSONG_SWAP_TEST")) {
+        if (!swaps) {
+            waited += time;
             clock.advance(time);
             queue->advance(time);
-            return;
+        } else if (time == std::chrono::milliseconds(1)) {
+            ++played;
+            std::this_thread::yield();
+        } else {
+            EXPECT_TRUE(eventually([&, before = std::min(played.load(), 3)] { return played > before; }));
         }
-        const int before = played;
-        changed.wait_for(lock, std::chrono::seconds(20), [&] { return played > before + 1 || played > 3; });
     }
 
     /// The folder that the sets come from.
@@ -81,9 +76,8 @@ class AudioDevTestTest : public testing::Test {
     ManualClock clock;
     FakeAudioOutput output;
     ManualQueue* queue = nullptr;
-    std::mutex mutex;
-    std::condition_variable changed;
-    int played = 0;
+    bool swaps = false;
+    std::atomic<int> played = 0;
     std::chrono::nanoseconds waited{0};
 };
 
@@ -117,36 +111,32 @@ TEST_F(AudioDevTestTest, PlaysItsWholeScriptAndPrintsItsLines) {
 
 TEST_F(AudioDevTestTest, KeyCodesStandFourthAndLater) {
     writeSet(sounds(), "one");
-    struct Row {
-        std::vector<std::string_view> arguments;
-        const char* keys;
+    const auto keys = [&](std::vector<std::string_view> codes) {
+        codes.insert(codes.begin(), {"keysong", "--play-test", "one"});
+        const std::string out = play("one", std::move(codes)).out;
+        return out.substr(out.find("keys="), out.rfind("done") - out.find("keys="));
     };
-    const char* const defaults = "keys=53,48,0,1,2,3,49,36,51,124 burst=10x53\n";
-    for (const Row& row :
-         {Row{{"keysong", "--play-test", "one"}, defaults},
-          Row{{"keysong", "--play-test", "one", "x", "1"}, defaults},
-          Row{{"keysong", "--play-test", "one", "-1"}, defaults},
-          Row{{"keysong", "--play-test", "one", "65536", "1"}, defaults},
-          Row{{"keysong", "--play-test", "one", "+7", "255", "256", "", "3"}, "keys=7,255 burst=10x7\n"}}) {
-        EXPECT_THAT(play("one", row.arguments).out, testing::HasSubstr(row.keys));
+    for (const auto& codes :
+         std::vector<std::vector<std::string_view>>{{}, {"x", "1"}, {"-1"}, {"65536", "1"}}) {
+        EXPECT_EQ(keys(codes), "keys=53,48,0,1,2,3,49,36,51,124 burst=10x53\n");
     }
+    EXPECT_EQ(keys({"+7", "255", "256", "", "3"}), "keys=7,255 burst=10x7\n");
 }
 
 TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
     const std::string place = sounds().string();
-    EXPECT_EQ(play(std::nullopt).err, "play-test failed: no set \"\" in " + place + "\n");
-    writeSet(sounds(), "one");
-    for (const char* id : {"two", ""}) {
+    const auto failure = [&](const std::optional<std::string>& id) {
         const Outcome outcome = play(id);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, "play-test failed: no set \"" + std::string(id) + "\" in " + place + "\n");
-    }
+        return outcome.err;
+    };
+    EXPECT_EQ(failure(std::nullopt), "play-test failed: no set \"\" in " + place + "\n");
+    writeSet(sounds(), "one");
+    EXPECT_EQ(failure("two"), "play-test failed: no set \"two\" in " + place + "\n");
+    EXPECT_EQ(failure(""), "play-test failed: no set \"\" in " + place + "\n");
     output.failures.starts = {"no server"};
-    const Outcome outcome = play("one");
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "play-test failed: no server\n");
+    EXPECT_EQ(failure("one"), "play-test failed: no server\n");
 }
 
 TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
@@ -164,10 +154,9 @@ TEST_F(AudioDevTestTest, OnlyACountOfAtLeastOneMakesItTheSwapTest) {
     writeSet(sounds(), "one");
     for (const char* count : {"0", "-3", "letters", "", "9223372036854775808"}) {
         places.variables["KEYSONG_SWAP_TEST"] = count;
-        played = 4; // waits return at once
         EXPECT_THAT(play("one").out, testing::HasSubstr("done\n")) << count;
     }
-    played = 0;
+    swaps = true;
     places.variables["KEYSONG_SWAP_TEST"] = "3";
     const Outcome outcome = play("one");
     EXPECT_EQ(outcome.status, 0);

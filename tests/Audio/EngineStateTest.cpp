@@ -137,6 +137,7 @@ TEST(RandomSource, FillsItsRangesEvenlyAndNeverLeavesThem) {
         pitchSquares += static_cast<double>(draws.pitch) * draws.pitch;
         product += static_cast<double>(draws.pitch) * draws.gain;
     }
+    EXPECT_NE(RandomSource(1).next().pick, RandomSource(2).next().pick);
     EXPECT_NEAR(pickSum / count, 0.5, 0.005);
     EXPECT_NEAR(pitchSquares / count, 1.0 / 3, 0.005);
     EXPECT_NEAR(product / count, 0, 0.005);

@@ -112,8 +112,6 @@ TEST_F(SoundSetTest, VisitsFilesInOrderAndDecodesEachOnce) {
     // A file that failed is tried again by each list that names it.
     EXPECT_EQ(files_.opened, expected);
     EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre(droppingLine("gone")));
-    EXPECT_THAT(LogCapture::shared().lines(LogLevel::notice),
-                ElementsAre("loaded set s files=10 missing=1 keyUp=yes"));
 
     const auto first = set->candidates(SoundEvent::keyDown(0))[0];
     EXPECT_EQ(set->candidates(SoundEvent::keyDown(49))[1], first);
@@ -126,43 +124,27 @@ TEST_F(SoundSetTest, VisitsFilesInOrderAndDecodesEachOnce) {
 
 TEST_F(SoundSetTest, WithoutADefaultDownSampleThereIsNoSet) {
     provide({"good"});
-    const auto rest = std::vector<std::pair<const char*, std::vector<std::string>>>{
-        {R"("defaults":{},"groups":{"space":{"down":["good"]}})", {}},
-        {R"("defaults":{"down":[]})", {}},
-        {R"("defaults":{"down":["a","b"]},"keys":{"1":{"down":["good"]}})",
-         {droppingLine("a"), droppingLine("b")}},
-    };
-    for (const auto& [text, errors] : rest) {
-        try {
-            (void)load(text);
-            ADD_FAILURE() << text;
-        } catch (const SoundSetError& error) {
-            EXPECT_EQ(error.kind(), SoundSetError::Kind::noDefaultDown);
-            EXPECT_EQ(error.subject(), "s");
-            EXPECT_STREQ(error.what(), "sound set \"s\" has no usable defaults.down samples");
-        }
-        EXPECT_EQ(LogCapture::shared().takeErrors(), errors);
+    for (const char* text :
+         {R"("defaults":{},"groups":{"space":{"down":["good"]}})", R"("defaults":{"down":[]})",
+          R"("defaults":{"down":["a","b"]},"keys":{"1":{"down":["good"]}})"}) {
+        EXPECT_THAT([&] { (void)load(text); }, testing::ThrowsMessage<SoundSetError>(
+                                                   "sound set \"s\" has no usable defaults.down samples"))
+            << text;
     }
+    EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre(droppingLine("a"), droppingLine("b")));
 }
 
-TEST_F(SoundSetTest, ReleaseMaySoundForOneGroupOnly) {
-    provide({"d", "su"});
-    const auto set = load(R"("defaults":{"down":["d"]},"groups":{"space":{"up":["su"]}})");
-    EXPECT_THAT(up(*set, 49), ElementsAre("su"));
+TEST_F(SoundSetTest, ReleaseMaySoundForOneGroupOnlyAndTheMouseNotAtAll) {
+    provide({"sub/d", "/sub/su"});
+    const auto set = load(R"("defaults":{"down":["sub/d"]},"groups":{"space":{"up":["/sub/su"]}})");
+    EXPECT_THAT(down(*set, 0), ElementsAre("sub/d"));
+    EXPECT_THAT(up(*set, 49), ElementsAre("/sub/su")) << "every name is appended to the folder";
     EXPECT_THAT(up(*set, 0), IsEmpty());
-    for (const MouseButton button : {MouseButton::left, MouseButton::right, MouseButton::other}) {
-        EXPECT_THAT(names(*set, SoundEvent::mouseDown(button)), IsEmpty());
-        EXPECT_THAT(names(*set, SoundEvent::mouseUp(button)), IsEmpty());
-    }
+    EXPECT_THAT(names(*set, SoundEvent::mouseDown(MouseButton::left)), IsEmpty());
+    EXPECT_THAT(names(*set, SoundEvent::mouseUp(MouseButton::other)), IsEmpty());
     EXPECT_THAT(names(*set, SoundEvent::scrollTick()), IsEmpty());
     EXPECT_THAT(LogCapture::shared().lines(LogLevel::notice),
                 ElementsAre("loaded set s files=2 missing=0 keyUp=group/key only"));
-}
-
-TEST_F(SoundSetTest, NamesAreAppendedToTheFolder) {
-    provide({"sub/a.wav", "/sub/b.wav"});
-    const auto set = load(R"("defaults":{"down":["sub/a.wav","/sub/b.wav"]})");
-    EXPECT_THAT(down(*set, 0), ElementsAre("sub/a.wav", "/sub/b.wav"));
 }
 
 TEST_F(SoundSetTest, AnUnreadableManifestIsAnError) {
