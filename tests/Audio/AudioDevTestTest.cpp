@@ -181,6 +181,7 @@ TEST_F(AudioDevTestTest, TheDeviceTestRebuildsAsOftenAsAskedAndAtLeastOnce) {
                   "device ok  " + std::to_string(count) +
                       " graph rebuilds, engine audible, shelves held at low=4.2dB high=-4.2dB\n");
         EXPECT_EQ(std::count(output.operations.begin(), output.operations.end(), "start"), count + 1);
+        EXPECT_EQ(std::count(output.operations.begin(), output.operations.end(), "device 1"), count);
     }
     output.failures.starts = {std::nullopt, std::nullopt, "E1", "E2"};
     const Outcome outcome = devices(8);

@@ -29,22 +29,19 @@ struct Offence {
 // Written through, so that no optimiser may leave a heap operation out.
 void* volatile escaped = nullptr;
 
+void release(void* memory) {
+    escaped = memory;
+    std::free(memory);
+}
+
 std::mutex lock;
 std::shared_mutex sharedLock;
 std::condition_variable condition;
 
 const Offence offences[] = {
     {"operator new", Operation::heap, [] { escaped = std::make_unique<int>(1).get(); }},
-    {"malloc", Operation::heap,
-     [] {
-         escaped = std::malloc(10);
-         std::free(escaped);
-     }},
-    {"calloc", Operation::heap,
-     [] {
-         escaped = std::calloc(2, 10);
-         std::free(escaped);
-     }},
+    {"malloc", Operation::heap, [] { release(std::malloc(10)); }},
+    {"calloc", Operation::heap, [] { release(std::calloc(2, 10)); }},
     {"an exception", Operation::heap,
      [] {
          try {

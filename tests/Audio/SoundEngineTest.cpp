@@ -131,17 +131,12 @@ TEST_F(SoundEngineTest, RefusedHitsAreCountedDownAtOnce) {
 }
 
 TEST_F(SoundEngineTest, VolumeToneAndBodyAreLimitedAndReachTheMixer) {
-    const Mixer& mixer = SoundEngineTestPeer::mixer(*engine);
     engine->setTone(5);
     EXPECT_EQ(engine->tone(), 1);
     EXPECT_TRUE(queue->empty()) << "the control queue may stand still";
     EXPECT_FLOAT_EQ(engine->shelfGainsForTest().low, -6);
-    EXPECT_FLOAT_EQ(mixer.makeupGain(), -2);
-    engine->setTone(-0.7F);
-    const ShelfReading reading = engine->shelfGainsForTest();
-    EXPECT_NEAR(reading.low, 4.2F, 0.01F);
-    EXPECT_NEAR(reading.high, -4.2F, 0.01F);
-    EXPECT_FALSE(reading.bypassed);
+    EXPECT_FLOAT_EQ(engine->shelfGainsForTest().high, 6);
+    EXPECT_FLOAT_EQ(SoundEngineTestPeer::mixer(*engine).makeupGain(), -2);
     engine->setBody(-9);
     EXPECT_EQ(engine->body(), -1);
     EXPECT_FLOAT_EQ(engine->snapshot().rateBias, 0.8408964F);

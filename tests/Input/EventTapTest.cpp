@@ -77,6 +77,7 @@ TEST_F(EventTapTest, AFailedStartKeepsNothingAndALaterOneSucceeds) {
         expectNoStart(EventTapError::Kind::createFailed);
         *refuses = false;
     }
+    source.refusesTimer = true; // which it can do without
     tap.start();
     ASSERT_THAT(threads.labels(), SizeIs(1));
     source.deliver(keyDown(49));
@@ -109,13 +110,6 @@ TEST_F(EventTapTest, ThePollFindsATapThatWasSwitchedOffSilently) {
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("event tap was disabled (poll), re-enabled",
                             "event tap is disabled (poll) and re-enabling it failed"));
-}
-
-TEST_F(EventTapTest, WorksWithoutTheTimer) {
-    source.refusesTimer = true;
-    tap.start();
-    source.deliver(keyDown(1));
-    EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(1)));
 }
 
 } // namespace
