@@ -10,18 +10,13 @@
 namespace keysong::test {
 namespace {
 
-struct Outcome {
-    int status = 0;
-    std::string out;
-    std::string err;
-};
-
 class AudioDevTestTest : public testing::Test {
   public:
     AudioDevTestTest() { places.resourcesFolder = folder.path(); }
 
+    /// Runs one mode: its status, what it prints, and behind a bar what it says of errors.
     template <typename Mode>
-    Outcome run(Mode mode, std::vector<std::string_view> arguments = {}) {
+    std::string run(Mode mode, std::vector<std::string_view> arguments = {}) {
         const AudioDevTestServices services{
             [this] {
                 auto control = std::make_unique<ManualQueue>();
@@ -39,14 +34,12 @@ class AudioDevTestTest : public testing::Test {
         const AudioDevTest diagnostics(services, arguments);
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        Outcome outcome;
-        outcome.status = mode(diagnostics);
-        outcome.out = testing::internal::GetCapturedStdout();
-        outcome.err = testing::internal::GetCapturedStderr();
-        return outcome;
+        const int status = mode(diagnostics);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        return std::to_string(status) + " " + printed + "|" + testing::internal::GetCapturedStderr();
     }
 
-    Outcome play(const std::optional<std::string>& id, std::vector<std::string_view> arguments = {}) {
+    std::string play(const std::optional<std::string>& id, std::vector<std::string_view> arguments = {}) {
         return run([&](const AudioDevTest& test) { return test.playTest(id); }, std::move(arguments));
     }
 
@@ -88,24 +81,17 @@ const std::string toneLines =
 
 TEST_F(AudioDevTestTest, ListsTheSetsOrSaysThereAreNone) {
     const auto list = [](const AudioDevTest& test) { return test.listSets(); };
-    Outcome none = run(list);
-    EXPECT_EQ(none.status, 1);
-    EXPECT_EQ(none.out, "");
-    EXPECT_EQ(none.err, "no sets in " + sounds().string() + "\n");
+    EXPECT_EQ(run(list), "1 |no sets in " + sounds().string() + "\n");
     writeSet(sounds(), "one");
-    const Outcome one = run(list);
-    EXPECT_EQ(one.status, 0);
-    EXPECT_EQ(one.out, "one\tName\n");
+    EXPECT_EQ(run(list), "0 one\tName\n|");
 }
 
 TEST_F(AudioDevTestTest, PlaysItsWholeScriptAndPrintsItsLines) {
     writeSet(sounds(), "one");
     places.variables = {{"KEYSONG_TONE", "-0.7"}, {"KEYSONG_BODY", "7"}, {"KEYSONG_SILENT", "1"}};
-    const Outcome outcome = play(std::nullopt, {"keysong", "--play-test", "one", "0", "300", "x", "1"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.out, "key-pan ok  Q=-0.506 space=-0.054560002 P=0.286\n" + toneLines +
-                               "tone set  tone=-0.7 body=1.0\nplay-test one keys=0 burst=10x0\ndone\n");
+    EXPECT_EQ(play(std::nullopt, {"keysong", "--play-test", "one", "0", "300", "x", "1"}),
+              "0 key-pan ok  Q=-0.506 space=-0.054560002 P=0.286\n" + toneLines +
+                  "tone set  tone=-0.7 body=1.0\nplay-test one keys=0 burst=10x0\ndone\n|");
     EXPECT_EQ(waited, std::chrono::milliseconds(300 + 300 + 200 + 600 + 240 + 600 + 400));
 }
 
@@ -113,7 +99,7 @@ TEST_F(AudioDevTestTest, KeyCodesStandFourthAndLater) {
     writeSet(sounds(), "one");
     const auto keys = [&](std::vector<std::string_view> codes) {
         codes.insert(codes.begin(), {"keysong", "--play-test", "one"});
-        const std::string out = play("one", std::move(codes)).out;
+        const std::string out = play("one", std::move(codes));
         return out.substr(out.find("keys="), out.rfind("done") - out.find("keys="));
     };
     for (const auto& codes :
@@ -125,27 +111,21 @@ TEST_F(AudioDevTestTest, KeyCodesStandFourthAndLater) {
 
 TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
     const std::string place = sounds().string();
-    const auto failure = [&](const std::optional<std::string>& id) {
-        const Outcome outcome = play(id);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.out, "");
-        return outcome.err;
-    };
-    EXPECT_EQ(failure(std::nullopt), "play-test failed: no set \"\" in " + place + "\n");
+    EXPECT_EQ(play(std::nullopt), "1 |play-test failed: no set \"\" in " + place + "\n");
     writeSet(sounds(), "one");
-    EXPECT_EQ(failure("two"), "play-test failed: no set \"two\" in " + place + "\n");
-    EXPECT_EQ(failure(""), "play-test failed: no set \"\" in " + place + "\n");
+    EXPECT_EQ(play("two"), "1 |play-test failed: no set \"two\" in " + place + "\n");
+    EXPECT_EQ(play(""), "1 |play-test failed: no set \"\" in " + place + "\n");
     output.failures.starts = {"no server"};
-    EXPECT_EQ(failure("one"), "play-test failed: no server\n");
+    EXPECT_EQ(play("one"), "1 |play-test failed: no server\n");
 }
 
 TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
     writeSet(sounds(), "one");
     output.knowsCurrent = false;
     output.devices().setDefault(std::nullopt);
-    const Outcome outcome = play("one");
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "setOutputDevice: no audio output device is available\n");
+    const std::string outcome = play("one");
+    EXPECT_THAT(outcome, testing::StartsWith("0 "));
+    EXPECT_THAT(outcome, testing::EndsWith("|setOutputDevice: no audio output device is available\n"));
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 testing::ElementsAre("configuration change: no output device available"));
 }
@@ -154,15 +134,14 @@ TEST_F(AudioDevTestTest, OnlyACountOfAtLeastOneMakesItTheSwapTest) {
     writeSet(sounds(), "one");
     for (const char* count : {"0", "-3", "letters", "", "9223372036854775808"}) {
         places.variables["KEYSONG_SWAP_TEST"] = count;
-        EXPECT_THAT(play("one").out, testing::HasSubstr("done\n")) << count;
+        EXPECT_THAT(play("one"), testing::EndsWith("done\n|")) << count;
     }
     swaps = true;
     places.variables["KEYSONG_SWAP_TEST"] = "3";
-    const Outcome outcome = play("one");
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.out, testing::StartsWith(toneLines + "tone set  tone=0.0 body=0.0\n" +
-                                                 "swap-test one swaps=3\nplay() n="));
-    EXPECT_THAT(outcome.out, testing::EndsWith(" median=0.0 p99=0.0 max=0.0 microseconds\n"));
+    const std::string outcome = play("one");
+    EXPECT_THAT(outcome, testing::StartsWith("0 " + toneLines + "tone set  tone=0.0 body=0.0\n" +
+                                             "swap-test one swaps=3\nplay() n="));
+    EXPECT_THAT(outcome, testing::EndsWith(" median=0.0 p99=0.0 max=0.0 microseconds\n|"));
     EXPECT_EQ(EngineFixture::notices("engine loaded set one").size(), 5U + 4U);
 }
 
@@ -171,23 +150,17 @@ TEST_F(AudioDevTestTest, TheDeviceTestRebuildsAsOftenAsAskedAndAtLeastOnce) {
         output.operations.clear();
         return run([&](const AudioDevTest& test) { return test.deviceTest(rounds); });
     };
-    EXPECT_EQ(devices(1).err, "play-test failed: no sets in " + sounds().string() + "\n");
+    EXPECT_EQ(devices(1), "1 |play-test failed: no sets in " + sounds().string() + "\n");
     writeSet(sounds(), "one");
     for (const auto& [rounds, count] : {std::pair{3, 3}, {0, 1}, {-2, 1}}) {
-        const Outcome outcome = devices(rounds);
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.err, "");
-        EXPECT_EQ(outcome.out,
-                  "device ok  " + std::to_string(count) +
-                      " graph rebuilds, engine audible, shelves held at low=4.2dB high=-4.2dB\n");
+        EXPECT_EQ(devices(rounds),
+                  "0 device ok  " + std::to_string(count) +
+                      " graph rebuilds, engine audible, shelves held at low=4.2dB high=-4.2dB\n|");
         EXPECT_EQ(std::count(output.operations.begin(), output.operations.end(), "start"), count + 1);
         EXPECT_EQ(std::count(output.operations.begin(), output.operations.end(), "device 1"), count);
     }
     output.failures.starts = {std::nullopt, std::nullopt, "E1", "E2"};
-    const Outcome outcome = devices(8);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "play-test failed: rebuild 2 failed: E1\n");
+    EXPECT_EQ(devices(8), "1 |play-test failed: rebuild 2 failed: E1\n");
     EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
 }
 

@@ -39,11 +39,14 @@ TEST(OutputDevices, ListsOnlyWhatCanPlay) {
 const std::vector<DeviceListProperty> bothProperties = {DeviceListProperty::defaultOutputDevice,
                                                         DeviceListProperty::devices};
 
-TEST(ListenerToken, TellsOnItsQueueAboutWhatItListensTo) {
+struct ListenerTokenTest : testing::Test {
     VirtualDevices devices;
-    auto ownQueue = std::make_unique<ManualQueue>();
+    std::unique_ptr<ManualQueue> ownQueue = std::make_unique<ManualQueue>();
     ManualQueue& queue = *ownQueue;
     int told = 0;
+};
+
+TEST_F(ListenerTokenTest, TellsOnItsQueueAboutWhatItListensTo) {
     {
         const ListenerToken token(devices, std::move(ownQueue), bothProperties, [&] { ++told; });
         devices.setDefault(7);
@@ -58,10 +61,7 @@ TEST(ListenerToken, TellsOnItsQueueAboutWhatItListensTo) {
     EXPECT_EQ(devices.listenerCount(), 0U);
 }
 
-TEST(ListenerToken, ABurstIsOneCallAndAChangeDuringACallIsAnother) {
-    VirtualDevices devices;
-    auto ownQueue = std::make_unique<ManualQueue>();
-    ManualQueue& queue = *ownQueue;
+TEST_F(ListenerTokenTest, ABurstIsOneCallAndAChangeDuringACallIsAnother) {
     std::vector<std::size_t> seen;
     std::function<void()> meanwhile;
     const ListenerToken token(devices, std::move(ownQueue), {DeviceListProperty::devices}, [&] {
@@ -81,12 +81,8 @@ TEST(ListenerToken, ABurstIsOneCallAndAChangeDuringACallIsAnother) {
     EXPECT_THAT(seen, testing::ElementsAre(999U, 1001U));
 }
 
-TEST(ListenerToken, ARefusedPropertyIsLoggedAndTheOtherHeard) {
-    VirtualDevices devices;
+TEST_F(ListenerTokenTest, ARefusedPropertyIsLoggedAndTheOtherHeard) {
     devices.refuseListeners(DeviceListProperty::defaultOutputDevice, -50);
-    auto ownQueue = std::make_unique<ManualQueue>();
-    ManualQueue& queue = *ownQueue;
-    int told = 0;
     const ListenerToken token(devices, std::move(ownQueue), bothProperties, [&] { ++told; });
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 testing::ElementsAre("device listener 1682929012 failed: -50"));
@@ -96,8 +92,7 @@ TEST(ListenerToken, ARefusedPropertyIsLoggedAndTheOtherHeard) {
     EXPECT_EQ(told, 1);
 }
 
-TEST(ListenerToken, ItsReleaseWaitsForACallAndNoneFollows) {
-    VirtualDevices devices;
+TEST_F(ListenerTokenTest, ItsReleaseWaitsForACallAndNoneFollows) {
     PlainThreads threads;
     for (int round = 0; round < 50; ++round) {
         std::atomic<bool> alive{true};

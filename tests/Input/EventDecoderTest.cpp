@@ -54,6 +54,7 @@ const Script scripts[] = {
       {{.type = flagsChanged, .flags = 0x80000, .keycode = 58}, "keyDown 58 [modifier]"},
       {{.type = flagsChanged, .flags = 0x10000, .keycode = 57}, "keyDown 57 [modifier]"},
       {{.type = flagsChanged, .flags = 0x10100, .keycode = 58}, "keyDown 58 [modifier]"},
+      {{.type = flagsChanged, .flags = 0x10000, .keycode = 58}, "keyDown 58 [modifier]"},
       {{.type = flagsChanged, .flags = 0x100, .keycode = 58}, "keyUp 58 [modifier]"}}},
     {"Special keys take their place in the function row",
      {{{.type = keyDown, .keycode = 131}, "keyDown 118 [function]"},

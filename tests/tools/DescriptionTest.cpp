@@ -11,10 +11,7 @@ namespace keysong::soundgen {
 namespace {
 
 /// A description with one line wrong, or one thing missing, and what is said about it.
-struct WrongDescription {
-    const char* text;
-    const char* message;
-};
+using WrongDescription = std::pair<const char*, const char*>;
 
 constexpr WrongDescription wrongDescriptions[] = {
     {"id = a\n", "line 1: a key comes before the first section"},
@@ -58,10 +55,9 @@ constexpr WrongDescription wrongDescriptions[] = {
 
 /// Each of these is refused with its message.
 void expectRefused(std::span<const WrongDescription> rows, const PartReader& parts) {
-    for (const WrongDescription& row : rows) {
-        EXPECT_THAT([&] { static_cast<void>(parseDescription(row.text, parts)); },
-                    testing::ThrowsMessage<DescriptionError>(testing::HasSubstr(row.message)))
-            << row.text;
+    for (const auto& [text, message] : rows) {
+        const auto parse = [&, text = text] { static_cast<void>(parseDescription(text, parts)); };
+        EXPECT_THAT(parse, testing::ThrowsMessage<DescriptionError>(testing::HasSubstr(message))) << text;
     }
 }
 

@@ -256,6 +256,7 @@ TEST_F(SoundFamilyTest, SpaceIsDarkerAndComingUpIsBrighterThanGoingDown) {
 }
 
 TEST_F(SoundFamilyTest, AClickIsABlowOfItsOwnBeforeTheLanding) {
+    const auto numberOfBlows = [](const Signal& sound) { return static_cast<double>(blowsOf(sound).size()); };
     for (const std::string& id : clicky) {
         for (const Signal& sound : sets_.at(id).main("down")) {
             const auto blows = blowsOf(sound);
@@ -266,16 +267,11 @@ TEST_F(SoundFamilyTest, AClickIsABlowOfItsOwnBeforeTheLanding) {
     for (const std::string& id : linear) {
         // Only the dry one touches its slot before it lands.
         if (id != "cherry-mx-black") {
-            EXPECT_LE(
-                mean(sets_.at(id).main("down"), [](const Signal& s) { return double(blowsOf(s).size()); }),
-                1.5)
-                << id;
+            EXPECT_LE(mean(sets_.at(id).main("down"), numberOfBlows), 1.5) << id;
         }
     }
     // A bar snaps back: two blows on the way up as well.
-    EXPECT_GE(mean(sets_.at("kailh-box-navy").main("up"),
-                   [](const Signal& s) { return double(blowsOf(s).size()); }),
-              1.8);
+    EXPECT_GE(mean(sets_.at("kailh-box-navy").main("up"), numberOfBlows), 1.8);
 }
 
 TEST_F(SoundFamilyTest, NothingWhistlesBoomsOrThuds) {
