@@ -122,7 +122,7 @@ TEST_F(AudioDevTestTest, FailuresPrintOneLineAndNothingElse) {
 TEST_F(AudioDevTestTest, AnOutputThatCannotBeChosenIsNotFatal) {
     writeSet(sounds(), "one");
     output.knowsCurrent = false;
-    output.devices().setDefault(std::nullopt);
+    output.devices().setDefault(0);
     const std::string outcome = play("one");
     EXPECT_THAT(outcome, testing::StartsWith("0 "));
     EXPECT_THAT(outcome, testing::EndsWith("|setOutputDevice: no audio output device is available\n"));

@@ -87,8 +87,6 @@ TEST(EngineState, EachLaneAlternatesBetweenItsTwoVoices) {
     };
     for (const Row& row : {Row{"grave accent, leftmost", SoundEvent::keyDown(50), 0},
                            {"Right arrow", SoundEvent::keyUp(124), 14},
-                           {"Escape has no place", SoundEvent::keyDown(53), 8},
-                           {"mouse", SoundEvent::mouseDown(MouseButton::left), 8},
                            {"leftmost key, not spatial", SoundEvent::keyDown(50), 8, false}}) {
         SCOPED_TRACE(row.name);
         EngineState state = audibleState();

@@ -16,6 +16,9 @@ std::vector<float> noise(std::size_t length, float amplitude = 0.5F) {
     return frames;
 }
 
+/// What a voice in the middle gives each side.
+const float centreGain = static_cast<float>(std::cos(std::numbers::pi / 4));
+
 /// A single frame: wherever it comes out, there the hit began.
 const SampleBuffer& impulse() {
     static const SampleBuffer buffer(std::vector<float>{0.5F});
@@ -317,28 +320,26 @@ TEST(MixerSettings, masterVolumeArrivesExactlyWithinTenMilliseconds) {
     harness.renderPeriods(2);
     harness.mixer.setMasterVolume(0.25F);
     harness.renderPeriods(10);
-    const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
     for (std::size_t index = 256 + 480; index < harness.left.size(); ++index) {
-        ASSERT_EQ(harness.left[index], frames[index - 128] * gain * 0.25F);
+        ASSERT_EQ(harness.left[index], frames[index - 128] * centreGain * 0.25F);
     }
-    EXPECT_NEAR(harness.left[256 + 240], frames[128 + 240] * gain * 0.625F, 0.002F) << "a click";
+    EXPECT_NEAR(harness.left[256 + 240], frames[128 + 240] * centreGain * 0.625F, 0.002F) << "a click";
 }
 
 TEST(MixerSettings, masterVolumeIsThereAtOnceWhereNothingSounds) {
     const SampleBuffer steady(std::vector<float>(1000, 0.5F));
-    const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
     MixerHarness harness;
     harness.mixer.setMasterVolume(0.25F);
     harness.mixer.prepare(48000);
     ASSERT_TRUE(harness.play(steady, 0, -128));
     harness.render();
-    EXPECT_EQ(harness.left.front(), 0.125F * gain) << "after a start";
+    EXPECT_EQ(harness.left.front(), 0.125F * centreGain) << "after a start";
     harness.renderPeriods(10);
     harness.mixer.setMasterVolume(0.5F);
     harness.render();
     ASSERT_TRUE(harness.play(steady, 0, -128));
     harness.render();
-    EXPECT_EQ(harness.left[12 * MixerHarness::period], 0.25F * gain) << "in silence";
+    EXPECT_EQ(harness.left[12 * MixerHarness::period], 0.25F * centreGain) << "in silence";
 }
 
 TEST(MixerSettings, aLoudBlowTurnsTheRestDownForAWhile) {
@@ -375,9 +376,8 @@ TEST(MixerSettings, absurdSamplesStayWithinFullScaleAndLeaveNoTrace) {
         const std::size_t start = harness.left.size() + MixerHarness::period;
         ASSERT_TRUE(harness.play(sane));
         harness.renderPeriods(9);
-        const auto gain = static_cast<float>(std::cos(std::numbers::pi / 4));
         for (std::size_t index = 0; index < frames.size(); ++index) {
-            ASSERT_EQ(harness.left[start + index], frames[index] * gain);
+            ASSERT_EQ(harness.left[start + index], frames[index] * centreGain);
         }
     }
 }

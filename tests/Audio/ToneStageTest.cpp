@@ -31,12 +31,7 @@ double level(const std::vector<float>& samples, std::size_t from) {
 }
 
 TEST(ToneStage, followsTheCookbook) {
-    struct Row {
-        double sampleRate;
-        double low;
-        double high;
-        double makeup;
-    };
+    using Row = std::tuple<double, double, double, double>;
     for (const auto& [sampleRate, low, high, makeup] :
          {Row{44100, 6, -6, -2}, {48000, -6, 6, -1.5}, {48000, 0, 0, -3}, {192000, 6, 0, 0}}) {
         for (const double frequency : {40.0, 200.0, 450.0, 1000.0, 2500.0, 3500.0, 14000.0}) {

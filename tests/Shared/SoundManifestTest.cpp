@@ -110,21 +110,18 @@ TEST(SoundManifest, KeepsEveryFieldAsWritten) {
 }
 
 TEST(SoundManifest, LimitsLevelAndPitchWhenTheyAreUsed) {
-    struct Limits {
-        std::optional<float> written;
-        float gain, pitchVariation, gainVariation;
-    };
-    for (const Limits& row : std::vector<Limits>{{std::nullopt, 0.0F, 0.03F, 1.0F},
-                                                 {0.0F, 0.0F, 0.0F, 0.0F},
-                                                 {40.0F, 6.0F, 0.15F, 6.0F},
-                                                 {-0.5F, -0.5F, 0.0F, 0.0F},
-                                                 {-12.5F, -12.0F, 0.0F, 0.0F},
-                                                 {0.1F, 0.1F, 0.1F, 0.1F}}) {
+    using Row = std::tuple<std::optional<float>, float, float, float>;
+    for (const auto& [written, gain, pitchVariation, gainVariation] : {Row{std::nullopt, 0.0F, 0.03F, 1.0F},
+                                                                       {0.0F, 0.0F, 0.0F, 0.0F},
+                                                                       {40.0F, 6.0F, 0.15F, 6.0F},
+                                                                       {-0.5F, -0.5F, 0.0F, 0.0F},
+                                                                       {-12.5F, -12.0F, 0.0F, 0.0F},
+                                                                       {0.1F, 0.1F, 0.1F, 0.1F}}) {
         SoundManifest manifest;
-        manifest.gain = manifest.pitchVariation = manifest.gainVariation = row.written;
-        EXPECT_EQ(manifest.effectiveGain(), row.gain);
-        EXPECT_EQ(manifest.effectivePitchVariation(), row.pitchVariation);
-        EXPECT_EQ(manifest.effectiveGainVariation(), row.gainVariation);
+        manifest.gain = manifest.pitchVariation = manifest.gainVariation = written;
+        EXPECT_EQ(manifest.effectiveGain(), gain);
+        EXPECT_EQ(manifest.effectivePitchVariation(), pitchVariation);
+        EXPECT_EQ(manifest.effectiveGainVariation(), gainVariation);
     }
 }
 
