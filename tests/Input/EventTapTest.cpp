@@ -16,11 +16,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 RawEvent keyDown(std::int64_t code, std::int64_t sourceState = hardwareSourceState) {
-    RawEvent event;
-    event.type = RawEventType::keyDown;
-    event.keycode = code;
-    event.sourceState = sourceState;
-    return event;
+    return {.type = RawEventType::keyDown, .sourceState = sourceState, .keycode = code};
 }
 
 class EventTapTest : public testing::Test {
@@ -33,12 +29,6 @@ class EventTapTest : public testing::Test {
     void expectNoStart(EventTapError::Kind kind) {
         EXPECT_THAT([this] { tap.start(); },
                     testing::Throws<EventTapError>(testing::Property(&EventTapError::kind, kind)));
-    }
-
-    void deliverNotice(RawEventType type) {
-        RawEvent notice;
-        notice.type = type;
-        source.deliver(notice);
     }
 };
 
@@ -63,7 +53,7 @@ TEST_F(EventTapTest, RawHandlersStandAroundTheSoundAndSeeSoftwareEventsToo) {
     EXPECT_EQ(calls.size(), 4U);
     EXPECT_EQ(events.size(), 1U);
     // The tap's own notices are not events.
-    deliverNotice(RawEventType::tapDisabledByTimeout);
+    source.deliver({.type = RawEventType::tapDisabledByTimeout});
     EXPECT_EQ(calls.size(), 4U);
     EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
 }
@@ -87,11 +77,11 @@ TEST_F(EventTapTest, AFailedStartKeepsNothingAndALaterOneSucceeds) {
 TEST_F(EventTapTest, ANoticeSwitchesTheTapOnAgain) {
     tap.start();
     source.enabled = false;
-    deliverNotice(RawEventType::tapDisabledByTimeout);
+    source.deliver({.type = RawEventType::tapDisabledByTimeout});
     EXPECT_TRUE(source.enabled);
     source.enabled = false;
     source.canEnable = false;
-    deliverNotice(RawEventType::tapDisabledByUserInput);
+    source.deliver({.type = RawEventType::tapDisabledByUserInput});
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("event tap disabled (timeout), re-enabled",
                             "event tap disabled (user input), re-enable FAILED"));

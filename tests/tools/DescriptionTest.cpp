@@ -22,6 +22,7 @@ constexpr WrongDescription wrongDescriptions[] = {
     {"[set]\ncolour = 3\n", "line 2: there is no key 'colour' in this section"},
     {"[set]\nid = Loud\n", "line 2: id: an identifier is made of"},
     {"[set]\ngain = 3\n", "line 2: gain: expected a number with the unit dB, found '3'"},
+    {"[bank a]\nmode = 300 ms, 20 ms, 0 dB\n", "line 2: mode: expected a number with the unit Hz"},
     {"[damping]\nsustain = long\n", "line 2: sustain: expected a number, found 'long'"},
     {"[damping]\nsustain = nan\n", "line 2: sustain: 'nan' is not in the range"},
     {"[bank a]\nmode = 30000 Hz, 20 ms, 0 dB\n", "'30000 Hz' is not in the range 20.0 to 20000.0"},
