@@ -7,6 +7,9 @@
 #include "support/Eventually.h"
 #include "support/PlainThreads.h"
 
+#include <atomic>
+#include <thread>
+
 namespace keysong::test {
 namespace {
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <tuple>
 
 namespace keysong::test {
 namespace {

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <span>
+#include <utility>
 
 #include "soundgen/Rows.h"
 
