@@ -18,10 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST(KeyCodes, EveryGroupAndEverySpecialKeyIsReached) {
-    const std::vector<std::pair<int, int>> rows = {{KEY_A, 0},
-                                                   {KEY_Z, 6},
-                                                   {KEY_M, 46},
-                                                   {KEY_0, 29},
+    const std::vector<std::pair<int, int>> rows = {{KEY_Z, 6},
                                                    {KEY_GRAVE, 50},
                                                    {KEY_102ND, 10},
                                                    {KEY_YEN, 93},
@@ -32,7 +29,6 @@ TEST(KeyCodes, EveryGroupAndEverySpecialKeyIsReached) {
                                                    {KEY_INSERT, 114},
                                                    {KEY_DELETE, 117},
                                                    {KEY_F1, 122},
-                                                   {KEY_F12, 111},
                                                    {KEY_F20, 90},
                                                    {KEY_SYSRQ, 105},
                                                    {KEY_SCROLLLOCK, 107},
@@ -112,20 +108,14 @@ TEST_F(InputTranslatorTest, ModifiersAreToldApartAcrossSidesAndDevices) {
     translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 2);
     translator.key(usb, hardwareSourceState, KEY_RIGHTSHIFT, 1);
     EXPECT_EQ(raw.back().flags, nonCoalescedFlag | shiftFlag | leftShiftFlag | rightShiftFlag);
-    translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 0);
-    translator.key(usb, hardwareSourceState, KEY_RIGHTSHIFT, 0);
-    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 56 [modifier]", "keyDown 60 [modifier]",
-                                          "keyUp 56 [modifier]", "keyUp 60 [modifier]"));
-    EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
-}
-
-TEST_F(InputTranslatorTest, TheSameModifierOnTwoKeyboardsIsReleasedTwice) {
-    translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 1);
     translator.key(usb, hardwareSourceState, KEY_LEFTSHIFT, 1);
     translator.key(laptop, hardwareSourceState, KEY_LEFTSHIFT, 0);
     translator.key(usb, hardwareSourceState, KEY_LEFTSHIFT, 0);
-    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 56 [modifier]", "keyDown 56 [modifier]",
-                                          "keyUp 56 [modifier]", "keyUp 56 [modifier]"));
+    translator.key(usb, hardwareSourceState, KEY_RIGHTSHIFT, 0);
+    EXPECT_THAT(takeSounds(),
+                ElementsAre("keyDown 56 [modifier]", "keyDown 60 [modifier]", "keyDown 56 [modifier]",
+                            "keyUp 56 [modifier]", "keyUp 56 [modifier]", "keyUp 60 [modifier]"));
+    EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
 }
 
 TEST_F(InputTranslatorTest, AnUnpluggedDeviceLetsGoOfItsModifiers) {
@@ -138,17 +128,11 @@ TEST_F(InputTranslatorTest, AnUnpluggedDeviceLetsGoOfItsModifiers) {
     EXPECT_EQ(takeSounds().size(), 3U);
 }
 
-TEST_F(InputTranslatorTest, SoftwareModifiersNeverShowInHardwareEvents) {
-    translator.key(usb, softwareSourceState, KEY_LEFTSHIFT, 1);
-    translator.key(laptop, hardwareSourceState, KEY_A, 1);
-    EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
-    EXPECT_THAT(takeSounds(), ElementsAre("keyDown 0 [main]"));
-}
-
 TEST_F(InputTranslatorTest, AModifierIsReleasedAsWhatItWasPressed) {
     // A virtual keyboard that stands for the hardware now, but did not when this key went down.
     translator.key(usb, softwareSourceState, KEY_LEFTSHIFT, 1);
     translator.key(usb, hardwareSourceState, KEY_LEFTCTRL, 1);
+    EXPECT_EQ(raw.back().flags, nonCoalescedFlag | controlFlag | leftControlFlag);
     translator.key(usb, softwareSourceState, KEY_LEFTSHIFT, 0);
     EXPECT_EQ(raw.back().sourceState, softwareSourceState);
     translator.remove(usb);
