@@ -122,6 +122,8 @@ TEST_F(PipeWireSwitchTest, AChoiceThatWasGivenUpIsNotReturnedToAndTheDefaultIsFo
     ASSERT_TRUE(eventually([&] { return isListed("test.sink.usb"); }));
     EXPECT_TRUE(isHeardOn("test.sink.a", *engine));
     EXPECT_EQ(streamIsOn(), "test.sink.a");
+    control->advance(milliseconds(300));
+    EXPECT_EQ(starts(), before) << "what was plugged in is no reason either";
 
     for (const char* sink : {"test.sink.b", "test.sink.a", "test.sink.b"}) {
         ASSERT_TRUE(makeDefault(sink));
