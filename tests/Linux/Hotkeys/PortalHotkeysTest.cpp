@@ -50,11 +50,14 @@ class PortalHotkeysTest : public testing::Test {
         ASSERT_EQ(hotkeys->registerHotkey(test::toggleCombination, hotkey(1)), noErr);
         ASSERT_EQ(hotkeys->registerHotkey(test::settingsCombination, hotkey(2)), noErr);
     }
+    void startWithPortal() {
+        startHotkeys();
+        ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
+    }
     /// Hotkeys of a portal that is there, bound.
     void startBound() {
         portal.emplace();
-        startHotkeys();
-        ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
+        startWithPortal();
         registerBoth();
         ASSERT_TRUE(runUntil([&] { return portal->asked.size() == 1; }));
     }
@@ -111,8 +114,7 @@ TEST_F(PortalHotkeysTest, BindsAllAtOnceAndTellsEachPressOnce) {
 TEST_F(PortalHotkeysTest, WhatTheDesktopDoesNotGrantIsRefusedAndByNoOtherWayServed) {
     portal.emplace();
     portal->notGranted = {toggleShortcut.id};
-    startHotkeys();
-    ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
+    startWithPortal();
     registerBoth();
     ASSERT_TRUE(runUntil([&] { return !presses.refused.empty(); }));
     EXPECT_THAT(presses.refused, ElementsAre(std::pair(1U, eventHotKeyExistsErr)));
@@ -126,8 +128,7 @@ TEST_F(PortalHotkeysTest, AUserWhoDeclinesIsNotAskedAgain) {
     portal.emplace();
     portal->response = 1;
     portal->answers = false;
-    startHotkeys();
-    ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
+    startWithPortal();
     ASSERT_EQ(hotkeys->registerHotkey(test::toggleCombination, hotkey(1)), noErr);
     ASSERT_TRUE(runUntil([&] { return portal->asked.size() == 1; }));
     // Another hotkey that comes while the user thinks is asked for by itself.
@@ -172,6 +173,13 @@ TEST_F(PortalHotkeysTest, APortalThatCannotServeLeavesItToTheInput) {
     portal->refusesSessions = true;
     ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
     expectServedByTheInput();
+    // Its death over the question is no refusal.
+    portal.reset();
+    portal.emplace();
+    portal->answers = false;
+    ASSERT_TRUE(runUntil([&] { return portal->asked.size() == 1; }));
+    portal.reset();
+    expectServedByTheInput();
 }
 
 TEST_F(PortalHotkeysTest, ChangesAreBoundAnewAndAClosedSessionToo) {
@@ -188,17 +196,6 @@ TEST_F(PortalHotkeysTest, ChangesAreBoundAnewAndAClosedSessionToo) {
     EXPECT_THAT(pressedSoFar(), IsEmpty());
     hotkeys->unregisterHotkey(hotkey(2));
     EXPECT_TRUE(runUntil([&] { return portal->sessionsOpen == 0; }));
-}
-
-TEST_F(PortalHotkeysTest, DeathOverTheQuestionIsNoRefusal) {
-    portal.emplace();
-    portal->answers = false;
-    startHotkeys();
-    ASSERT_TRUE(runUntil([&] { return hotkeys->way() == "portal"; }));
-    registerBoth();
-    ASSERT_TRUE(runUntil([&] { return portal->asked.size() == 1; }));
-    portal.reset();
-    expectServedByTheInput();
 }
 
 TEST_F(PortalHotkeysTest, ABusThatDiesIsJoinedAgain) {
