@@ -20,9 +20,13 @@ using testing::ElementsAre;
 /// A program with one window, on a connection of its own.
 class WindowedClient {
   public:
-    explicit WindowedClient(const std::string& display) : connection_(connectXcb(display.c_str(), nullptr)) {
+    explicit WindowedClient(const std::string& display, std::string_view instanceAndClass = {})
+        : connection_(connectXcb(display.c_str(), nullptr)) {
         xcb_create_window(client_, XCB_COPY_FROM_PARENT, window_, root_, 0, 0, 40, 40, 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+        if (!instanceAndClass.empty()) {
+            setClass(instanceAndClass);
+        }
     }
 
     void setText(xcb_atom_t property, std::string_view text) {
@@ -110,42 +114,30 @@ struct X11FrontmostTest : testing::Test {
     }
 };
 
-TEST_F(X11FrontmostTest, FollowsWindowsThroughSwitchesAndDeaths) {
+TEST_F(X11FrontmostTest, FollowsWindowsThroughSwitchesAndDeathsOfManagerAndServerToo) {
     startManager();
     test::FrontmostFollower follower(makeX11Frontmost(), applications());
     ASSERT_TRUE(follower.follows("X11"));
-    WindowedClient first(server.display());
-    first.setClass(firstClass);
-    first.show();
-    ASSERT_TRUE(bringsToFront(follower, first, "org.example.First"));
     {
-        WindowedClient second(server.display());
-        second.setClass(secondClass);
-        second.show();
-        second.activate();
-        ASSERT_TRUE(follower.hears("second"));
-        first.activate();
-        ASSERT_TRUE(follower.hears("org.example.First"));
-        second.activate();
-        ASSERT_TRUE(follower.hears("second"));
-    } // the window goes with its client, and the manager falls back on the one before
-    ASSERT_TRUE(follower.hears("org.example.First"));
-    // No switch has let a "none" through.
-    EXPECT_THAT(follower.told(), ElementsAre("org.example.First", "second", "org.example.First", "second",
-                                             "org.example.First"));
-}
-
-TEST_F(X11FrontmostTest, SurvivesTheManagerAndTheServer) {
-    startManager();
-    test::FrontmostFollower follower(makeX11Frontmost(), applications());
-    {
-        WindowedClient first(server.display());
-        first.setClass(firstClass);
+        WindowedClient first(server.display(), firstClass);
         first.show();
         ASSERT_TRUE(bringsToFront(follower, first, "org.example.First"));
+        {
+            WindowedClient second(server.display(), secondClass);
+            second.show();
+            second.activate();
+            ASSERT_TRUE(follower.hears("second"));
+            first.activate();
+            ASSERT_TRUE(follower.hears("org.example.First"));
+            second.activate();
+            ASSERT_TRUE(follower.hears("second"));
+        } // the window goes with its client, and the manager falls back on the one before
+        ASSERT_TRUE(follower.hears("org.example.First"));
+        // No switch has let a "none" through.
+        EXPECT_THAT(follower.told(), ElementsAre("org.example.First", "second", "org.example.First", "second",
+                                                 "org.example.First"));
         startManager();
-        WindowedClient second(server.display());
-        second.setClass(secondClass);
+        WindowedClient second(server.display(), secondClass);
         second.show();
         ASSERT_TRUE(bringsToFront(follower, second, "second"));
         server.kill();
@@ -155,8 +147,7 @@ TEST_F(X11FrontmostTest, SurvivesTheManagerAndTheServer) {
     ASSERT_TRUE(server.start());
     ASSERT_TRUE(follower.follows("X11"));
     startManager();
-    WindowedClient again(server.display());
-    again.setClass(firstClass);
+    WindowedClient again(server.display(), firstClass);
     again.show();
     EXPECT_TRUE(bringsToFront(follower, again, "org.example.First"));
 }
@@ -191,10 +182,8 @@ TEST_F(X11FrontmostTest, KnowsAWindowByWhatItHasAndWhenItHasIt) {
 }
 
 TEST_F(X11FrontmostTest, AFloodOfSwitchesEndsWithTheLastOne) {
-    WindowedClient first(server.display());
-    first.setClass(firstClass);
-    WindowedClient second(server.display());
-    second.setClass(secondClass);
+    WindowedClient first(server.display(), firstClass);
+    WindowedClient second(server.display(), secondClass);
     test::FrontmostFollower follower(makeX11Frontmost(), applications());
     ASSERT_TRUE(follower.follows("X11"));
     for (int i = 0; i < 5'000; ++i) {
