@@ -186,7 +186,6 @@ TEST_F(PipeWireRecoveryTest, TheEnvironmentForcesAnOutput) {
     };
     EXPECT_EQ(chosen(""), "pipewire alsa virtual");
     EXPECT_EQ(chosen("alsa"), "alsa");
-    EXPECT_EQ(chosen("virtual"), "virtual");
     EXPECT_EQ(chosen("pipewire"), "pipewire");
     EXPECT_EQ(chosen("speaker"), "pipewire alsa virtual");
     EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
