@@ -74,7 +74,7 @@ TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
     EXPECT_LE(astray, 9);
 }
 
-TEST_F(PipeWireOutputTest, ListsSinksAndFollowsTheChosenOne) {
+TEST_F(PipeWireOutputTest, ListsSinksAndPlaysOnTheDefault) {
     PipeWireOutput output;
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.load(clickSet());
@@ -86,11 +86,8 @@ TEST_F(PipeWireOutputTest, ListsSinksAndFollowsTheChosenOne) {
     EXPECT_EQ(output.devices().defaultOutputDevice(), devices[0].id);
     EXPECT_TRUE(output.devices().latencyFrames(devices[0].id));
     EXPECT_FALSE(output.devices().latencyFrames(devices[1].id)) << "nobody plays there";
+    EXPECT_EQ(output.currentDevice(), devices[0].id);
     EXPECT_TRUE(isHeardOn("test.sink.a", engine));
-
-    engine.setOutputDevice("test.sink.b", false);
-    EXPECT_TRUE(eventually([&] { return output.currentDevice() == devices[1].id; }));
-    EXPECT_TRUE(isHeardOn("test.sink.b", engine));
 }
 
 TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
