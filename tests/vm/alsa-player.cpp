@@ -72,8 +72,6 @@ class Player {
             std::printf("device %s|%s|%u\n", devices.uid(id).value_or("").c_str(),
                         devices.name(id).value_or("").c_str(), devices.outputChannels(id));
         }
-        const auto standard = devices.defaultOutputDevice();
-        std::printf("default %s\n", standard ? devices.uid(*standard).value_or("").c_str() : "none");
     }
 
     std::optional<AudioDeviceId> find(const std::string& uid) {
