@@ -144,6 +144,12 @@ class ModelFixture : public testing::Test {
         } while (!background.empty() || control->isDue() || mainQueue.isDue());
     }
 
+    /// Plugs these devices instead of those before.
+    void plug(const std::vector<VirtualDevice>& devices) {
+        output.devices().replace(devices, 1);
+        settle();
+    }
+
     [[nodiscard]] std::string loadedSet() const {
         const auto set = engine->set();
         return set != nullptr ? set->manifest().id : std::string();

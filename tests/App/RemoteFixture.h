@@ -1,10 +1,9 @@
 #pragma once
 
+#include "App/CoreProgram.h"
 #include "App/ModelFixture.h"
 #include "App/RemoteControl.h"
-#include "support/PrivateBus.h"
 
-#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -17,14 +16,7 @@ namespace keysong::test {
 class RemoteFixture : public ModelFixture {
   public:
     void SetUp() override {
-        // The bus library keeps its connection for the life of the process, so all tests share one bus.
-        static PrivateBus bus;
-        static const bool started = bus.start();
-        ASSERT_TRUE(started);
-        static int count = 1;
-        static char name[] = "test";
-        static char* words[] = {name, nullptr};
-        static const QCoreApplication application(count, words);
+        makeBusApplication();
         ASSERT_TRUE(sessionBus.open());
         remote = std::make_unique<RemoteControl>(sessionBus);
         ASSERT_EQ(remote->claim(), RemoteControl::Claim::owned);

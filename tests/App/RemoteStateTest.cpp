@@ -1,7 +1,7 @@
 #include "App/RemoteState.h"
 
 #include "App/RemoteFixture.h"
-#include "support/Eventually.h"
+#include "support/PumpUntil.h"
 
 namespace keysong::test {
 namespace {
@@ -27,11 +27,7 @@ class RemoteStateTest : public RemoteFixture {
         ASSERT_TRUE(pumpUntil([this] { return loads == 1; }));
     }
     bool pumpUntil(const std::function<bool()>& condition) {
-        return eventually([&] {
-            QCoreApplication::processEvents();
-            settle();
-            return condition();
-        });
+        return test::pumpUntil(condition, [this] { settle(); });
     }
     /// Lets all that is under way arrive.
     void settleBus() {

@@ -1,6 +1,5 @@
 #include "App/Stats.h"
 
-#include <limits>
 #include <thread>
 
 #include "PreferencesFixture.h"
@@ -25,19 +24,6 @@ class StatsTest : public test::PreferencesFixture {
     }
 };
 
-TEST_F(StatsTest, GoesOnFromTheStoredTotal) {
-    const std::vector<std::pair<const char*, std::int64_t>> rows = {
-        {"{}", 0},
-        {R"({"keysPressed": 108060})", 108060},
-        {R"({"keysPressed": "108060"})", 0},
-        {R"({"keysPressed": 9223372036854775807})", std::numeric_limits<std::int64_t>::max()},
-    };
-    for (const auto& [text, count] : rows) {
-        give(text);
-        EXPECT_EQ(storedCount(), count) << text;
-    }
-}
-
 TEST_F(StatsTest, AKillLosesTheLastTenSecondsAtMost) {
     Preferences preferences(domains_, "domain", &writer_);
     Stats stats(preferences);
@@ -53,31 +39,6 @@ TEST_F(StatsTest, AKillLosesTheLastTenSecondsAtMost) {
         writer_.advance(1s);
     }
     EXPECT_EQ(files_.writes, 4) << "an unchanged total is not written";
-}
-
-TEST_F(StatsTest, AnEndLosesNothing) {
-    {
-        Preferences preferences(domains_, "domain", &writer_);
-        Stats stats(preferences);
-        type(stats, 7);
-        stats.flush();
-        EXPECT_TRUE(preferences.flush());
-        EXPECT_EQ(storedCount(), 7);
-    }
-    EXPECT_EQ(storedCount(), 7);
-}
-
-TEST_F(StatsTest, AResetIsOnTheDiskAtOnce) {
-    give(R"({"keysPressed": 12})");
-    Preferences preferences(domains_, "domain", &writer_);
-    Stats stats(preferences);
-    type(stats, 1);
-    stats.flush();
-    stats.reset();
-    EXPECT_EQ(stats.count(), 0);
-    EXPECT_EQ(storedCount(), 0);
-    type(stats, 2);
-    EXPECT_EQ(stats.statsTick(), 2);
 }
 
 TEST_F(StatsTest, NoPressOfAnyThreadIsLostAndNoFlushUndoesAReset) {

@@ -1,13 +1,12 @@
 #include "App/WindowsLauncher.h"
 
 #include "App/AskerData.h"
+#include "App/CoreProgram.h"
 #include "fakes/FakeWindowsProgram.h"
 #include "fakes/ManualQueue.h"
 #include "support/LogCapture.h"
 
 #include <gmock/gmock.h>
-
-#include <QCoreApplication>
 
 namespace keysong::test {
 namespace {
@@ -24,12 +23,7 @@ const Display second{{"DISPLAY", ":2"}, {"WAYLAND_DISPLAY", "wayland-0"}};
 
 class WindowsLauncherTest : public testing::Test {
   public:
-    static void SetUpTestSuite() {
-        static int count = 1;
-        static char name[] = "test";
-        static char* words[] = {name, nullptr};
-        static const QCoreApplication application(count, words);
-    }
+    static void SetUpTestSuite() { makeCoreApplication(); }
     WindowsLauncher& launcher(const Display& own = first) {
         if (!launcher_) {
             launcher_.emplace(program, monitor, queue, own, [this] { return hasBus; });

@@ -37,18 +37,6 @@ std::string describe(const QVariantMap& properties) {
     return properties.value("enabled", true).toBool() ? text : "disabled " + text;
 }
 
-const FakePanel::MenuItem* find(const FakePanel::MenuItem& in, const std::string& text) {
-    for (const FakePanel::MenuItem& item : in.items) {
-        if (item.text == text) {
-            return &item;
-        }
-        if (const auto* inner = find(item, text)) {
-            return inner;
-        }
-    }
-    return nullptr;
-}
-
 } // namespace
 
 QStringList FakeWatcher::items() const {
@@ -175,33 +163,35 @@ void FakePanel::read(Nodes& nodes, int parent) const {
     }
 }
 
-FakePanel::MenuItem FakePanel::seen(const Nodes& nodes, int id) {
-    const auto found = nodes.find(id);
+void FakePanel::list(Menu& menu, const Nodes& nodes, int parent, const std::string& indent) {
+    const auto found = nodes.find(parent);
     if (found == nodes.end()) {
-        return {};
+        return;
     }
-    const auto& [properties, children] = found->second;
-    MenuItem item{id, describe(properties), {}};
-    for (const int child : children) {
-        item.items.push_back(seen(nodes, child));
+    for (const int child : found->second.children) {
+        menu.push_back(indent + describe(nodes.at(child).properties));
+        list(menu, nodes, child, indent + "> ");
     }
-    return item;
 }
 
-FakePanel::MenuItem FakePanel::menu() const {
+FakePanel::Menu FakePanel::menu() const {
     Nodes nodes;
     read(nodes, 0);
-    return seen(nodes, 0);
+    Menu menu;
+    list(menu, nodes, 0);
+    return menu;
 }
 
-FakePanel::MenuItem FakePanel::followedMenu() {
+FakePanel::Menu FakePanel::followedMenu() {
     if (!std::exchange(follows_, true)) {
         outdated_ = {0};
     }
     for (const int parent : std::exchange(outdated_, {})) {
         read(followed_, parent);
     }
-    return seen(followed_, 0);
+    Menu menu;
+    list(menu, followed_, 0);
+    return menu;
 }
 
 void FakePanel::layoutChanged(uint, int parent) {
@@ -210,7 +200,6 @@ void FakePanel::layoutChanged(uint, int parent) {
 }
 
 void FakePanel::propertiesChanged(const QDBusMessage& message) {
-    ++newProperties;
     const auto items = message.arguments().value(0).value<QDBusArgument>();
     items.beginArray();
     while (!items.atEnd()) {
@@ -225,13 +214,15 @@ void FakePanel::propertiesChanged(const QDBusMessage& message) {
 }
 
 bool FakePanel::click(const std::string& text) const {
-    const MenuItem root = menu();
-    const MenuItem* const item = find(root, text);
-    if (item == nullptr) {
-        return false;
+    Nodes nodes;
+    read(nodes, 0);
+    for (const auto& [id, node] : nodes) {
+        if (describe(node.properties) == text) {
+            return callMenu("Event", {id, QString("clicked"), QVariant::fromValue(QDBusVariant(0)), 0U})
+                       .type() == QDBusMessage::ReplyMessage;
+        }
     }
-    return callMenu("Event", {item->id, QString("clicked"), QVariant::fromValue(QDBusVariant(0)), 0U})
-               .type() == QDBusMessage::ReplyMessage;
+    return false;
 }
 
 } // namespace keysong::test

@@ -63,12 +63,9 @@ class FakePanel final : public QObject {
     Q_OBJECT
 
   public:
-    struct MenuItem {
-        int id = 0;
-        /// Such as "radio:1 Alps Blue", "checkmark:1 Enabled", "separator", "disabled Sound".
-        std::string text;
-        std::vector<MenuItem> items;
-    };
+    /// The items one after the other, such as "radio:1 Alps Blue", "checkmark:1 Enabled", "separator",
+    /// "disabled Sound", those of a submenu with "> " in front.
+    using Menu = std::vector<std::string>;
 
     /// Takes the watcher's name, with or without a host that shows what is registered.
     explicit FakePanel(bool hasHost = true);
@@ -89,10 +86,10 @@ class FakePanel final : public QObject {
     /// The greatest alpha of any pixel in any picture of the item; -1 where it has no picture.
     [[nodiscard]] int greatestAlpha() const;
     /// The item's menu as it is now.
-    [[nodiscard]] MenuItem menu() const;
+    [[nodiscard]] Menu menu() const;
     /// The menu as a panel knows it that read it once, and then only what it was told of.
-    [[nodiscard]] MenuItem followedMenu();
-    /// As a click on an item of the menu, found by its text. False where there is none.
+    [[nodiscard]] Menu followedMenu();
+    /// As a click on an item of the menu, found by its text alone. False where there is none.
     [[nodiscard]] bool click(const std::string& text) const;
 
     /// Calls the item, and gives its answer, which may be an error.
@@ -107,7 +104,6 @@ class FakePanel final : public QObject {
     /// How often the item said so.
     int newIcons = 0;
     int newLayouts = 0;
-    int newProperties = 0;
 
   private slots:
     void iconChanged() { ++newIcons; }
@@ -126,7 +122,7 @@ class FakePanel final : public QObject {
     /// Reads what an item holds.
     void read(Nodes& nodes, int parent) const;
     static int read(Nodes& nodes, const QDBusArgument& layout);
-    [[nodiscard]] static MenuItem seen(const Nodes& nodes, int id);
+    static void list(Menu& menu, const Nodes& nodes, int parent, const std::string& indent = "");
 
     QDBusConnection bus_;
     QThread thread_;

@@ -1,16 +1,14 @@
 #include "App/Panel/PanelItem.h"
 
+#include "App/CoreProgram.h"
 #include "App/ModelFixture.h"
 #include "App/Panel/PanelChoice.h"
 #include "Platform/TraySelection.h"
 #include "fakes/FakePanel.h"
-#include "support/PrivateBus.h"
 #include "support/PumpUntil.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>
-
-#include <QCoreApplication>
 
 namespace keysong::test {
 namespace {
@@ -21,39 +19,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// An application without windows or display, on a bus of its own.
-class BusProgram final : public testing::Environment {
-  public:
-    PrivateBus bus;
-
-  private:
-    void SetUp() override {
-        ASSERT_TRUE(bus.start());
-        application_.emplace(count_, words_);
-    }
-    void TearDown() override { application_.reset(); }
-
-    int count_ = 1;
-    char name_[8] = "keysong";
-    char* words_[2] = {name_, nullptr};
-    std::optional<QCoreApplication> application_;
-};
-auto* const program = new BusProgram; // taken over
-[[maybe_unused]] const auto* const added = testing::AddGlobalTestEnvironment(program);
-
-std::vector<std::string> texts(const FakePanel::MenuItem& menu, const std::string& indent = "") {
-    std::vector<std::string> all;
-    for (const auto& item : menu.items) {
-        all.push_back(indent + item.text);
-        for (const std::string& inner : texts(item, indent + "> ")) {
-            all.push_back(inner);
-        }
-    }
-    return all;
-}
-
 class PanelItemTest : public ModelFixture {
   protected:
+    PrivateBus& daemon = makeBusApplication();
     ManualQueue searches;
     SessionBus bus{{[](auto) { return true; }, [](const auto& task) { task(); }, searches}};
     std::optional<FakePanel> panel;
@@ -82,8 +50,8 @@ class PanelItemTest : public ModelFixture {
         return pumpUntil([&] { return panel->greatestAlpha() == alpha; });
     }
     void expectThatThePanelFollows() {
-        EXPECT_TRUE(pumpUntil([&] { return texts(panel->followedMenu()) == texts(panel->menu()); }))
-            << testing::PrintToString(texts(panel->followedMenu()));
+        EXPECT_TRUE(pumpUntil([&] { return panel->followedMenu() == panel->menu(); }))
+            << testing::PrintToString(panel->followedMenu());
     }
 };
 
@@ -119,8 +87,8 @@ TEST_F(PanelItemTest, ReturnsWithEveryPanel) {
 TEST_F(PanelItemTest, ReturnsWithTheBus) {
     launchInPanel();
     panel.reset();
-    program->bus.kill();
-    ASSERT_TRUE(program->bus.start());
+    daemon.kill();
+    ASSERT_TRUE(daemon.start());
     panel.emplace();
     ASSERT_TRUE(pumpUntil([&] { return !panel->items().isEmpty(); },
                           [this] { searches.advance(SessionBus::searchInterval); }));
@@ -170,7 +138,7 @@ TEST_F(PanelItemTest, WithoutAccessItWarns) {
 
 TEST_F(PanelItemTest, ThePanelShowsTheMenuAsItIsAndClicksIt) {
     launchInPanel();
-    EXPECT_THAT(texts(panel->menu()),
+    EXPECT_THAT(panel->menu(),
                 ElementsAre("checkmark:1 Enabled  Control+Alt+K", "separator", "disabled Sound",
                             "radio:1 alpha", "radio:0 beta", "radio:0 gamma", "Volume", "> radio:0 25%",
                             "> radio:0 50%", "> radio:0 75%", "> radio:0 100%", "Output",
@@ -203,21 +171,16 @@ TEST_F(PanelItemTest, ThePanelShowsTheMenuAsItIsAndClicksIt) {
 TEST_F(PanelItemTest, AnOpenMenuFollowsWhatComesAndGoes) {
     launchInPanel();
     (void)panel->followedMenu();
-    output.devices().replace({{1, "uid-a", "Speakers A"}, {3, "uid-c", "snake_case & more"}}, 1);
-    EXPECT_TRUE(pumpUntil(
-        [&] {
-            const auto all = texts(panel->followedMenu());
-            return std::count(all.begin(), all.end(), "> radio:0 snake__case & more") == 1;
-        },
-        [this] { settle(); }));
+    plug({{1, "uid-a", "Speakers A"}, {3, "uid-c", "snake_case & more"}});
+    EXPECT_TRUE(pumpUntil([&] { return panel->newLayouts == 1; }));
     expectThatThePanelFollows();
-    EXPECT_EQ(panel->newLayouts, 1);
-    EXPECT_FALSE(panel->click("> radio:0 Speakers B"));
+    EXPECT_THAT(panel->menu(), testing::Contains("> radio:0 snake__case & more"));
+    EXPECT_FALSE(panel->click("radio:0 Speakers B"));
 }
 
 TEST_F(PanelItemTest, WhatMakesNoSenseIsRefusedAndChangesNothing) {
     launchInPanel();
-    const auto before = texts(panel->menu());
+    const auto before = panel->menu();
     const QVariant none = QVariant::fromValue(QDBusVariant(0));
     const QVariant many = QVariant::fromValue(QList<int>(5000, 1));
     struct Row {
@@ -256,7 +219,7 @@ TEST_F(PanelItemTest, WhatMakesNoSenseIsRefusedAndChangesNothing) {
         "org.freedesktop.DBus.Properties", "Set",
         {QString(FakePanel::itemInterface), "Title", QVariant::fromValue(QDBusVariant("Another"))});
     EXPECT_THAT(set.errorMessage().toStdString(), HasSubstr("can only be read"));
-    EXPECT_EQ(texts(panel->menu()), before);
+    EXPECT_EQ(panel->menu(), before);
     EXPECT_EQ(windows.settings, 0);
 }
 

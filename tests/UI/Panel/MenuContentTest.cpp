@@ -63,16 +63,6 @@ class MenuContentTest : public test::ModelFixture {
     }
     QMenu& submenu(const QString& name) { return *item(name, *menu).menu(); }
     void choose(const QString& in, const QString& text) { item(text, submenu(in)).trigger(); }
-    /// Plugs these instead of those before, and waits until the model has heard of the last of them.
-    void plug(const std::vector<VirtualDevice>& devices) {
-        output.devices().replace(devices, 1);
-        ASSERT_TRUE(test::pumpUntil(
-            [&] {
-                const auto& known = model->outputDevices();
-                return known.size() == devices.size() && known.back().uid == devices.back().uid;
-            },
-            [this] { settle(); }));
-    }
 };
 
 TEST_F(MenuContentTest, DrawsTheMenuWithItsMarks) {
