@@ -7,24 +7,6 @@
 
 namespace keysong::test {
 
-namespace {
-
-nlohmann::json focusedIn(const nlohmann::json& node) {
-    if (node.value("focused", false)) {
-        return node;
-    }
-    for (const char* kind : {"nodes", "floating_nodes"}) {
-        for (const auto& child : node.value(kind, nlohmann::json::array())) {
-            if (auto found = focusedIn(child); !found.is_null()) {
-                return found;
-            }
-        }
-    }
-    return {};
-}
-
-} // namespace
-
 void DesktopFixture::SetUp() {
     for (const char* needed : {"openbox", "dbus-daemon", "/usr/libexec/at-spi-bus-launcher"}) {
         if (!ChildProcess::isInstalled(needed)) {
@@ -65,18 +47,11 @@ void DesktopFixture::TearDown() {
 }
 
 pid_t DesktopFixture::windowsProgram() const {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::ifstream file(entry.path() / "stat");
-        std::string line;
-        std::getline(file, line);
-        std::istringstream rest(line.substr(std::min(line.size(), line.rfind(')') + 1)));
-        std::string state;
-        pid_t parent = 0;
-        if (rest >> state >> parent && parent == program.id()) {
-            return std::stoi(line);
-        }
-    }
-    return 0;
+    const std::string id = std::to_string(program.id());
+    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
+    pid_t first = 0;
+    children >> first;
+    return first;
 }
 
 void DesktopFixture::closeSettings() {
@@ -117,23 +92,13 @@ void DesktopFixture::chooseAndRead(const char* picker, const char* entry, const 
         << picker << " shows " << eyes->name(box) << " and is " << status(property);
 }
 
-DesktopFixture::Node DesktopFixture::formScrollBar() const {
-    return eyes->find(find("frame", "Keysong Settings"), "scroll bar", "");
-}
-
 void DesktopFixture::scrollTo(const Node& control) {
-    const Node bar = formScrollBar();
-    const auto window = eyes->area(find("frame", "Keysong Settings"));
-    const double by = eyes->area(control).centre() - window.centre();
+    const Node window = find("frame", "Keysong Settings");
+    const Node bar = eyes->find(window, "scroll bar", "");
+    const double by = eyes->area(control).centre() - eyes->area(window).centre();
     const double wanted = std::clamp(eyes->value(bar) + by, 0.0, eyes->highest(bar));
     eyes->setValue(bar, wanted);
     EXPECT_TRUE(eventually([&] { return eyes->value(bar) == wanted; }));
-}
-
-std::string DesktopFixture::focusedWindow(const PrivateSway& sway) {
-    const auto tree = nlohmann::json::parse(sway.tree(), nullptr, false);
-    const auto window = tree.is_discarded() ? nlohmann::json() : focusedIn(tree);
-    return window.is_null() || !window["name"].is_string() ? "" : window["name"].get<std::string>();
 }
 
 } // namespace keysong::test

@@ -40,12 +40,8 @@ class DesktopFixture : public ProgramFixture {
     }
     /// Chooses an entry of a picker, and expects to read it back on both ways.
     void chooseAndRead(const char* picker, const char* entry, const char* property, const char* value);
-    /// What scrolls the settings.
-    [[nodiscard]] Node formScrollBar() const;
     /// Scrolls the settings so that the control lies in their middle.
     void scrollTo(const Node& control);
-    /// The title of the window in front; empty where there is none.
-    [[nodiscard]] static std::string focusedWindow(const PrivateSway& sway);
 
     ChildProcess manager;
     /// Part of the errors that the log may hold.

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/Eventually.h"
 #include "support/PrivateBus.h"
 #include "support/PrivateXServer.h"
 #include "support/TempFolder.h"
+#include "support/XTestClient.h"
 
 #include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
 
 #include <chrono>
 #include <filesystem>
@@ -53,14 +56,21 @@ class ProgramFixture : public testing::Test {
         return ChildProcess::run(words, quiet) == 0 ? textOf("control") : std::string();
     }
     static bool eventually(const std::function<bool()>& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
+        return test::eventually([&condition] {
+            if (condition()) {
+                return true;
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // most conditions start a program
+            return false;
+        });
+    }
+    /// Presses Control and Alt with a key, and lets go of them.
+    static void pressHotkey(const XTestClient& hands, XTestClient::DeviceId keyboard, int key) {
+        for (const bool pressed : {true, false}) {
+            for (const int code : {KEY_LEFTCTRL, KEY_LEFTALT, key}) {
+                hands.key(keyboard, code, pressed);
+            }
         }
-        return true;
     }
     /// Starts the program and waits until it hears the keyboard.
     void launch(ChildProcess& program) {

@@ -31,6 +31,8 @@ TEST_F(DrawnControls, TheTonePadReachesEveryCornerAndTheCentre) {
 TEST_F(DrawnControls, ADoubleClickResetsHoweverTheHandTrembles) {
     TonePad pad(*model);
     pad.show();
+    QTest::mouseClick(&pad, Qt::RightButton, {}, {30, 40});
+    EXPECT_EQ(model->tone(), 0) << "the other button moves nothing";
     QTest::mousePress(&pad, Qt::LeftButton, {}, {30, 40});
     EXPECT_LT(model->tone(), 0);
     QTest::mouseMove(&pad, {100, 40});
@@ -116,6 +118,7 @@ TEST_F(DrawnControls, TheKeyboardShowsEveryKeyWholeAndLightsTheHeldOnes) {
         }
     }
     view.resize(392, view.heightForWidth(392));
+    EXPECT_LT(view.capOf(0).right(), 392 / 3) << "A, on the left of the board";
     heldKeys.setWatching(true);
     const auto darkness = [&](std::uint16_t code) {
         const QPoint place = view.capOf(code).topLeft().toPoint() + QPoint(3, 3);
