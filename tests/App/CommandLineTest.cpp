@@ -26,9 +26,7 @@ TEST(CommandLine, OnlyAnExactFirstWordIsAMode) {
     EXPECT_EQ(parse({"--input-test", "selftest"}).mode, Mode::inputTest);
     EXPECT_EQ(parse({"--list-sets", "--play-test"}).mode, Mode::listSets);
     EXPECT_EQ(parse({"--migrate-test"}).mode, Mode::migrateTest);
-    EXPECT_EQ(parse({"--help"}).mode, Mode::help);
     EXPECT_EQ(parse({"-h", "--list-sets"}).mode, Mode::help);
-    EXPECT_EQ(parse({"--version"}).mode, Mode::version);
 }
 
 TEST(CommandLine, HelpListsEveryModeAndNoOther) {

@@ -1,12 +1,5 @@
-#include "App/SleepTriggers.h"
-
 #include "App/AppEquivalents.h"
-#include "fakes/FakeFrontmost.h"
-#include "support/LogCapture.h"
-
-#include <gmock/gmock.h>
-
-#include <memory>
+#include "App/ModelFixture.h"
 
 namespace keysong {
 namespace {
@@ -14,31 +7,20 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class FakeModel final : public SleepModel {
-  public:
-    std::vector<std::string> apps;
-    bool sleeping = false;
-    std::vector<bool> writes;
+struct SleepTriggersTest : test::ModelFixture {
+    std::vector<bool> changes;
 
-    [[nodiscard]] const std::vector<std::string>& mutedApps() const override { return apps; }
-    [[nodiscard]] bool isSleeping() const override { return sleeping; }
-    void setSleeping(bool value) override {
-        sleeping = value;
-        writes.push_back(value);
+    void follow() {
+        model->bootstrap();
+        test::LogCapture::shared().clear();
+        QObject::connect(model.get(), &AppState::isSleepingChanged,
+                         [this] { changes.push_back(model->isSleeping()); });
     }
-};
-
-struct SleepTriggersTest : testing::Test {
-    FakeModel model;
-    test::FakeFrontmost frontmost;
-    std::unique_ptr<SleepTriggers> triggers;
-
-    void follow(std::vector<std::string> apps) {
-        model.apps = std::move(apps);
-        triggers = std::make_unique<SleepTriggers>(model, frontmost);
-    }
-
     static std::vector<std::string> lines() { return test::LogCapture::shared().lines(LogLevel::info); }
+    void follow(const std::vector<std::string>& apps) {
+        preferences->setStringArray("mutedApps", apps);
+        follow();
+    }
 };
 
 TEST_F(SleepTriggersTest, SleepsWhileAListedApplicationIsInFrontAndSaysSo) {
@@ -49,7 +31,7 @@ TEST_F(SleepTriggersTest, SleepsWhileAListedApplicationIsInFrontAndSaysSo) {
     frontmost.activate("org.example.Browser");
     frontmost.activate("org.example.Call");
     frontmost.activate(std::nullopt);
-    EXPECT_THAT(model.writes, ElementsAre(true, false, true, false));
+    EXPECT_THAT(changes, ElementsAre(true, false, true, false));
     EXPECT_THAT(lines(), ElementsAre("sleep trigger: muted (frontmost com.apple.FaceTime)",
                                      "sleep trigger: awake (frontmost org.example.Editor)",
                                      "sleep trigger: muted (frontmost org.example.Call)",
@@ -61,7 +43,7 @@ TEST_F(SleepTriggersTest, StaysAwakeForEverythingElse) {
     for (const char* other :
          {"com.apple.facetime", "com.apple.FaceTime ", "com.apple.FaceTime2", "FaceTime"}) {
         frontmost.activate(other);
-        EXPECT_FALSE(model.sleeping) << other;
+        EXPECT_FALSE(model->isSleeping()) << other;
     }
     EXPECT_THAT(lines(), IsEmpty());
 }
@@ -69,23 +51,22 @@ TEST_F(SleepTriggersTest, StaysAwakeForEverythingElse) {
 TEST_F(SleepTriggersTest, FollowsOnlyWhileItLives) {
     follow({"org.example.Call"});
     EXPECT_TRUE(frontmost.isFollowed());
-    triggers.reset();
-    frontmost.activate("org.example.Call");
-    EXPECT_FALSE(model.sleeping);
+    model.reset();
+    EXPECT_FALSE(frontmost.isFollowed());
 }
 
 TEST_F(SleepTriggersTest, TheDefaultListMeansTheApplicationsOfThisSystemToo) {
-    follow(SleepTriggers::defaultMutedApps());
+    follow();
     for (const char* app : {"us.zoom.xos", "Zoom", "us.zoom.Zoom", "teams", "teams-for-linux",
                             "com.github.IsmaelMartinez.teams_for_linux", "com.microsoft.Teams",
                             "zoom-client_zoom-client", "teams-for-linux_teams-for-linux"}) {
         frontmost.activate("org.example.Editor");
         frontmost.activate(app);
-        EXPECT_TRUE(model.sleeping) << app;
+        EXPECT_TRUE(model->isSleeping()) << app;
     }
     for (const char* app : {"zoom", "Teams", "us.zoom"}) {
         frontmost.activate(app);
-        EXPECT_FALSE(model.sleeping) << app;
+        EXPECT_FALSE(model->isSleeping()) << app;
     }
 }
 

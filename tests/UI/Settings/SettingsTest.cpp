@@ -220,18 +220,13 @@ TEST_F(SettingsTest, WhatIsTypedAnywhereReachesTheScratchFieldOnce) {
 }
 
 TEST_F(SettingsTest, KeysAreWatchedOnlyWhileTheWindowIsOpen) {
-    const auto lights = [&] {
-        heldKeys.setDown({1});
-        return heldKeys.down()[0] != 0;
-    };
-    EXPECT_FALSE(lights());
+    EXPECT_FALSE(heldKeys.isWatching());
     open();
-    EXPECT_TRUE(lights());
+    EXPECT_TRUE(heldKeys.isWatching());
     panel->close();
-    EXPECT_EQ(heldKeys.down()[0], 0U); // what was held is let go
-    EXPECT_FALSE(lights());
+    EXPECT_FALSE(heldKeys.isWatching());
     open();
-    EXPECT_TRUE(lights());
+    EXPECT_TRUE(heldKeys.isWatching());
 }
 
 TEST_F(SettingsTest, MutedAppsAreShownAddedAndRemoved) {
