@@ -1,6 +1,7 @@
 // The built program's windows, worked from outside: as an assistive program does, and with pointer and keys.
 
 #include "Program/DesktopFixture.h"
+#include "support/PrivateSway.h"
 
 #include <gmock/gmock.h>
 #include <linux/input-event-codes.h>

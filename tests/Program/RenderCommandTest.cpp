@@ -1,6 +1,7 @@
 #include "Program/RenderCommand.h"
 
 #include "Linux/Sound/SndfileAudio.h"
+#include "Shared/WholeFile.h"
 #include "fakes/ByteOrder.h"
 #include "fakes/FakePlaces.h"
 #include "support/PlainThreads.h"
@@ -12,8 +13,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 
 namespace keysong {
 namespace {
@@ -37,10 +36,7 @@ class RenderCommandTest : public testing::Test {
         RenderCommand(threads, places, order, files).run(options);
     }
 
-    std::string bytes() const {
-        std::ifstream file(options.output, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string bytes() const { return readWholeFile(options.output, std::size_t{1} << 24); }
 
     std::vector<float> left() const {
         const auto reader = files.open(options.output);

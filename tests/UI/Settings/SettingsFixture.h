@@ -6,7 +6,6 @@
 #include "fakes/FakeApplications.h"
 #include "support/WidgetProgram.h"
 
-#include <QPushButton>
 #include <QtTest/QTest>
 
 namespace keysong::test {
@@ -29,21 +28,6 @@ class SettingsFixture : public ModelFixture {
         EXPECT_TRUE(QTest::qWaitForWindowActive(panel.get()));
         return *panel;
     }
-
-    /// The control of this kind with the accessible name; null where none is.
-    template <typename Widget>
-    Widget* named(const char* name, const QWidget* within = nullptr) {
-        for (auto* widget : (within != nullptr ? within : &open())->findChildren<Widget*>()) {
-            if (widget->accessibleName() == QLatin1String(name) && widget->isVisible()) {
-                return widget;
-            }
-        }
-        return nullptr;
-    }
-    /// The button with this text in the card with this title.
-    QPushButton* button(const char* section, const char* text);
-    /// What can be read, one text after the other.
-    std::vector<std::string> texts();
 
     FakeApplications applications{{{"org.mozilla.firefox", "Firefox", "firefox", "firefox", "", true},
                                    {"Zoom", "Zoom Workplace", "/nowhere.png", "zoom", "", true},

@@ -19,29 +19,6 @@
 #include "SettingsFixture.h"
 
 namespace keysong::test {
-
-QPushButton* SettingsFixture::button(const char* section, const char* text) {
-    for (auto* card : open().findChildren<SettingsSection*>()) {
-        for (auto* candidate : card->findChildren<QPushButton*>()) {
-            if (card->accessibleName() == QLatin1String(section) &&
-                candidate->text() == QString::fromUtf8(text)) {
-                return candidate;
-            }
-        }
-    }
-    return nullptr;
-}
-
-std::vector<std::string> SettingsFixture::texts() {
-    std::vector<std::string> result;
-    for (const auto* label : open().findChildren<QLabel*>()) {
-        if (label->isVisible() && !label->text().isEmpty()) {
-            result.push_back(label->text().toStdString());
-        }
-    }
-    return result;
-}
-
 namespace {
 
 using testing::Contains;
@@ -50,7 +27,37 @@ using testing::Not;
 
 [[maybe_unused]] const auto* const program = testing::AddGlobalTestEnvironment(new WidgetProgram);
 
-using SettingsTest = SettingsFixture;
+struct SettingsTest : SettingsFixture {
+    /// The control of this kind with the accessible name; null where none is.
+    template <typename Widget>
+    Widget* named(const char* name) {
+        for (auto* widget : open().findChildren<Widget*>()) {
+            if (widget->accessibleName() == QLatin1String(name) && widget->isVisible()) {
+                return widget;
+            }
+        }
+        return nullptr;
+    }
+    /// The button with this text in the card with this title.
+    QPushButton* button(const char* section, const char* text) {
+        for (auto* candidate : named<SettingsSection>(section)->findChildren<QPushButton*>()) {
+            if (candidate->text() == QString::fromUtf8(text)) {
+                return candidate;
+            }
+        }
+        return nullptr;
+    }
+    /// What can be read, one text after the other.
+    std::vector<std::string> texts() {
+        std::vector<std::string> result;
+        for (const auto* label : open().findChildren<QLabel*>()) {
+            if (label->isVisible() && !label->text().isEmpty()) {
+                result.push_back(label->text().toStdString());
+            }
+        }
+        return result;
+    }
+};
 
 /// The entries of a picker as they are seen: headings in brackets, the chosen one with a star.
 std::vector<std::string> entries(const PickerBox& picker) {
