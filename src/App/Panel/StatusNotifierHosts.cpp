@@ -33,7 +33,7 @@ void StatusNotifierHosts::start() {
     for (const char* const change : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"}) {
         // From anybody: the library would wait for the bus to learn who the watcher is, and it is asked
         // anyway.
-        connection.connect(QString(), watcherPath, watcherService, change, this, SLOT(askForHosts()));
+        connection.connect(QString(), watcherPath, watcherService, change, this, SLOT(hostsChanged()));
     }
     watcherChanged(false);
     askForWatcher();
@@ -77,6 +77,7 @@ void StatusNotifierHosts::watcherChanged(bool isThere) {
 
 void StatusNotifierHosts::registerItem() {
     isRegistering_ = true;
+    hostsChangedMeanwhile_ = false;
     auto call = QDBusMessage::createMethodCall(watcherService, watcherPath, watcherService,
                                                "RegisterStatusNotifierItem");
     // Every watcher takes the connection's own name, which no other program can hold.
@@ -87,18 +88,26 @@ void StatusNotifierHosts::registerItem() {
         if (!isRegistered_) {
             log.notice("the desktop did not take the status item: %s",
                        answer.error().message().toStdString());
+            if (hostsChangedMeanwhile_) {
+                registerItem();
+            }
         }
         tell();
     });
 }
 
-void StatusNotifierHosts::askForHosts() {
+void StatusNotifierHosts::hostsChanged() {
     if (!hasWatcher_) {
         return;
     }
+    hostsChangedMeanwhile_ = isRegistering_;
     if (!isRegistered_ && !isRegistering_) {
         registerItem(); // refused before
     }
+    askForHosts();
+}
+
+void StatusNotifierHosts::askForHosts() {
     auto call =
         QDBusMessage::createMethodCall(watcherService, watcherPath, "org.freedesktop.DBus.Properties", "Get");
     call << watcherService << "IsStatusNotifierHostRegistered";

@@ -33,9 +33,10 @@ class StatusNotifierHosts final : public QObject {
     void changed();
 
   private slots:
-    void askForHosts();
+    void hostsChanged();
 
   private:
+    void askForHosts();
     void askForWatcher();
     void watcherChanged(bool isThere);
     void registerItem();
@@ -50,6 +51,8 @@ class StatusNotifierHosts final : public QObject {
     bool watcherHasHost_ = false;
     bool isRegistered_ = false;
     bool isRegistering_ = false;
+    /// Whether the hosts changed while the watcher thought about the item: a refusal may be out of date.
+    bool hostsChangedMeanwhile_ = false;
     bool hasHost_ = false;
     /// Counts the watchers that came and went.
     int generation_ = 0;
