@@ -84,7 +84,7 @@ TEST_F(ApplicationTest, ShowsItsSymbolInAPanelAndEndsByItsMenu) {
     launch(program);
     ASSERT_TRUE(eventually([&] {
         tray.process();
-        return tray.embedded == 1;
+        return tray.symbols() == 1;
     })) << textOf("log");
     tray.pointAtSymbol();
     hands.button(XTestClient::injected, 1, true);

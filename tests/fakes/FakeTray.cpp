@@ -50,10 +50,12 @@ void FakeTray::embed(xcb_window_t window) {
     embedding.data32[1] = embeddedNotify;
     embedding.data32[3] = panel_;
     tell(window, XCB_EVENT_MASK_NO_EVENT, xembed_, embedding);
-    // The toolkit may ask twice: it sees both the announcement and the selection.
-    if (std::exchange(newest_, window) != window) {
-        ++embedded;
-    }
+}
+
+int FakeTray::symbols() const {
+    const auto reply =
+        xcbRef(xcb_query_tree_reply(connection_.get(), xcb_query_tree(connection_.get(), panel_), nullptr));
+    return reply ? static_cast<int>(reply->children_len) : 0;
 }
 
 void FakeTray::pointAtSymbol() const {

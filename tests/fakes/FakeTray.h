@@ -21,8 +21,8 @@ class FakeTray {
 
     void process();
 
-    /// How many windows asked to be embedded.
-    int embedded = 0;
+    /// How many symbols are in it. A toolkit may take its symbol away and bring another one.
+    [[nodiscard]] int symbols() const;
 
     /// Puts the pointer on the newest of them. It is there when this returns.
     void pointAtSymbol() const;
@@ -37,7 +37,6 @@ class FakeTray {
     XcbConnection connection_;
     xcb_window_t root_;
     xcb_window_t panel_;
-    xcb_window_t newest_ = XCB_NONE;
     xcb_atom_t opcode_;
     xcb_atom_t xembed_;
 };

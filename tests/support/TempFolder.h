@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <thread>
 
 namespace keysong::test {
 
@@ -21,8 +23,14 @@ class TempFolder {
         path_ = name;
     }
     ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
+        // A program that was just killed, or what it started, may still write here for a moment.
+        for (int attempt = 0; attempt < 200 && exists(); ++attempt) {
+            if (attempt > 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+            std::error_code ignored;
+            std::filesystem::remove_all(path_, ignored);
+        }
     }
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
@@ -44,6 +52,11 @@ class TempFolder {
     }
 
   private:
+    [[nodiscard]] bool exists() const {
+        std::error_code ignored;
+        return std::filesystem::exists(path_, ignored);
+    }
+
     std::filesystem::path path_;
 };
 

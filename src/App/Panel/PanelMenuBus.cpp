@@ -20,15 +20,16 @@ QList<Entry> bounded(const QVariant& value) {
     QList<Entry> entries;
     const auto list = value.value<QDBusArgument>();
     list.beginArray();
-    while (!list.atEnd()) {
-        if (entries.size() == mostAtOnce) {
-            throw BusRefusal(QDBusError::LimitsExceeded, "too many items at once");
-        }
+    while (!list.atEnd() && entries.size() < mostAtOnce) {
         Entry entry{};
         list >> entry;
         entries.append(std::move(entry));
     }
-    list.endArray();
+    const bool isWhole = list.atEnd();
+    list.endArray(); // or the library would leak its place in the list
+    if (!isWhole) {
+        throw BusRefusal(QDBusError::LimitsExceeded, "too many items at once");
+    }
     return entries;
 }
 
