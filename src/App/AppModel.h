@@ -74,6 +74,9 @@ class AppModel final : public AppState {
     [[nodiscard]] std::optional<std::string> playingOn() const override {
         return services_.engine.activeOutputDeviceUid();
     }
+    [[nodiscard]] std::int64_t lateHits() const override {
+        return static_cast<std::int64_t>(services_.engine.lateHits());
+    }
     void previewSet(const std::string& id) override { sets_.preview(id); }
     void resetStats() override;
     void showSettings() override { services_.windows.showSettings({}); }

@@ -62,6 +62,7 @@ std::vector<BusProperty> RemoteControl::describeProperties() {
     addAsked("SystemGivesAccess", &AppState::systemGivesAccess);
     addAsked("Hotkeys", &AppState::hotkeyWay);
     addAsked("PlayingOn", &AppState::playingOn);
+    addAsked("LateHits", &AppState::lateHits);
     return rows;
 }
 

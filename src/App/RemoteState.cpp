@@ -113,6 +113,7 @@ void RemoteState::take(const QVariantMap& values) {
     adopt("SystemGivesAccess", systemGivesAccess_);
     adopt("Hotkeys", hotkeyWay_);
     adopt("PlayingOn", playingOn_);
+    adopt("LateHits", lateHits_);
     for (const auto& [name, value] : values.asKeyValueRange()) {
         if (const auto request = requests_.find(name); request != requests_.end()) {
             request->second.heard = value; // an older one than the value that shows

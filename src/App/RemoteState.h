@@ -33,6 +33,7 @@ class RemoteState final : public AppState {
     [[nodiscard]] bool systemGivesAccess() const override { return systemGivesAccess_; }
     [[nodiscard]] std::string hotkeyWay() const override { return hotkeyWay_; }
     [[nodiscard]] std::optional<std::string> playingOn() const override { return playingOn_; }
+    [[nodiscard]] std::int64_t lateHits() const override { return lateHits_; }
     void previewSet(const std::string& id) override;
     void resetStats() override;
     /// Ends the program.
@@ -75,6 +76,7 @@ class RemoteState final : public AppState {
     bool systemGivesAccess_ = false;
     std::string hotkeyWay_;
     std::optional<std::string> playingOn_;
+    std::int64_t lateHits_ = 0;
 };
 
 } // namespace keysong

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace keysong {
 
@@ -64,13 +65,14 @@ class HitQueue {
         }
     }
 
-    /// The oldest hit, if there is one. One thread at a time, wait-free.
+    /// The oldest hit, if there is one. Nothing of it stays here: when somebody typed shall not be found in
+    /// memory. One thread at a time, wait-free.
     [[nodiscard]] std::optional<ScheduledHit> pop() noexcept {
         Cell& cell = cells_[head_ % capacity];
         if (cell.turn.load(std::memory_order_acquire) != head_ + 1) {
             return std::nullopt;
         }
-        const ScheduledHit hit = cell.hit;
+        const ScheduledHit hit = std::exchange(cell.hit, ScheduledHit());
         cell.turn.store(head_ + capacity, std::memory_order_release);
         ++head_;
         return hit;

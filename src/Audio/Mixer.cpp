@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace keysong {
 
@@ -118,7 +119,7 @@ void Mixer::discardAll() noexcept {
         VoicePool::release(hit->inFlight);
     }
     for (std::size_t index = 0; index < pendingCount_; ++index) {
-        VoicePool::release(pending_[index].hit.inFlight);
+        VoicePool::release(std::exchange(pending_[index], PendingHit()).hit.inFlight);
     }
     pendingCount_ = 0;
     voices_.discardAll();
@@ -128,17 +129,17 @@ void Mixer::discardAll() noexcept {
 
 /// Moves the hits that arrived into the list of those that wait, earliest first.
 void Mixer::takeHits(const IoCycle& cycle, double nanosecondsPerFrame) noexcept {
-    // No hit of this clock lies that far from the cycle that first sees it.
     constexpr std::int64_t second = 1'000'000'000;
     while (pendingCount_ < pending_.size()) {
         auto hit = queue_.pop();
         if (!hit) {
             return;
         }
-        if (hit->timeNanoseconds < cycle.startNanoseconds - second ||
-            hit->timeNanoseconds > cycle.startNanoseconds + second) {
-            hit->timeNanoseconds = cycle.startNanoseconds;
+        if (hit->timeNanoseconds > cycle.startNanoseconds + second) {
+            hit->timeNanoseconds = cycle.startNanoseconds; // the output's clock is wrong, not the hit's
         }
+        // Longer ago than that is too late in any case, and cannot be reckoned with.
+        hit->timeNanoseconds = std::max(hit->timeNanoseconds, cycle.startNanoseconds - 60 * second);
         // The period is added here and once: a hit keeps its place if the period changes while it waits.
         const PendingHit arrival = {nanosecondsPerFrame * cycle.frameCount, *hit};
         const auto end = pending_.begin() + static_cast<std::ptrdiff_t>(pendingCount_);
@@ -165,13 +166,23 @@ void Mixer::beginHits(const IoCycle& cycle, double nanosecondsPerFrame, std::siz
         if (frame >= end) {
             break;
         }
+        if (early < -static_cast<double>(mostLateNanoseconds)) {
+            drop(waiting.hit);
+            continue;
+        }
         const double within = std::max(0.0, frame - static_cast<double>(chunkStart));
         voices_.begin(waiting.hit, static_cast<std::size_t>(within));
     }
     const auto first = pending_.begin();
-    std::move(first + static_cast<std::ptrdiff_t>(begun), first + static_cast<std::ptrdiff_t>(pendingCount_),
-              first);
+    const auto last = first + static_cast<std::ptrdiff_t>(pendingCount_);
+    std::fill(std::move(first + static_cast<std::ptrdiff_t>(begun), last, first), last, PendingHit());
     pendingCount_ -= begun;
+}
+
+void Mixer::drop(const ScheduledHit& hit) noexcept {
+    VoicePool::release(hit.inFlight);
+    // The render thread alone counts.
+    lateHits_.store(lateHits() + 1, std::memory_order_relaxed);
 }
 
 void Mixer::applyMasterVolume(float* left, float* right, std::size_t frames) noexcept {

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 namespace keysong {
 
@@ -19,6 +20,9 @@ namespace keysong {
 /// frame, however the wake-ups of the render thread fall. A hit on a voice that still sounds cuts that sound
 /// off: it fades out within 2 ms while the new one starts at once.
 ///
+/// A hit that could be heard only `mostLateNanoseconds` after its time, or later, is dropped and counted:
+/// what was typed while the render thread stood still would otherwise come out as one bang.
+///
 /// Hits and settings come from any thread, without a lock. The owner keeps the mixer until the output has
 /// stopped, and calls `discardAll` before it goes if anyone still counts hits.
 class Mixer final : public AudioRenderer {
@@ -26,6 +30,7 @@ class Mixer final : public AudioRenderer {
     static constexpr std::size_t voiceCount = VoicePool::voiceCount;
     /// The rate of every recording, in Hz.
     static constexpr double bufferSampleRate = 48000;
+    static constexpr std::int64_t mostLateNanoseconds = 60'000'000;
 
     /// `pans` places each voice, from -1, left, to 1, right. Allocates; ready for 48 kHz.
     explicit Mixer(const std::array<float, voiceCount>& pans);
@@ -54,6 +59,11 @@ class Mixer final : public AudioRenderer {
     void setToneConnected(bool connected) noexcept;
     [[nodiscard]] bool toneConnected() const noexcept;
 
+    /// How many hits came too late to be played. Any thread, real-time safe.
+    [[nodiscard]] std::uint64_t lateHits() const noexcept {
+        return lateHits_.load(std::memory_order_relaxed);
+    }
+
     /// Computes what depends on the output's rate, in Hz. Settings are in force at once. Only while not
     /// rendering; allocates.
     void prepare(double outputSampleRate);
@@ -76,6 +86,7 @@ class Mixer final : public AudioRenderer {
     void takeHits(const IoCycle& cycle, double nanosecondsPerFrame) noexcept;
     void beginHits(const IoCycle& cycle, double nanosecondsPerFrame, std::size_t chunkStart,
                    std::size_t frames) noexcept;
+    void drop(const ScheduledHit& hit) noexcept;
     void applyMasterVolume(float* left, float* right, std::size_t frames) noexcept;
 
     HitQueue queue_;
@@ -84,6 +95,7 @@ class Mixer final : public AudioRenderer {
     std::atomic<float> highShelfGain_ = 0;
     std::atomic<float> makeupGain_ = 0;
     std::atomic<bool> toneConnected_ = true;
+    std::atomic<std::uint64_t> lateHits_ = 0;
 
     // The render thread's own.
     double outputSampleRate_ = bufferSampleRate;

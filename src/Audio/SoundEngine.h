@@ -139,6 +139,9 @@ class SoundEngine {
     /// Puts the output back where it belongs 0.3 s after the last of a burst of calls.
     void recover();
 
+    /// How many hits were dropped since the engine was made, since they could only have been heard too late.
+    [[nodiscard]] std::uint64_t lateHits() const noexcept { return mixer_.lateHits(); }
+
     /// The state as it is now, for diagnostics and tests.
     [[nodiscard]] EngineState snapshot() const;
 

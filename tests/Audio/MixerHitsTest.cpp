@@ -1,9 +1,11 @@
 #include "Audio/MixerHarness.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <random>
+#include <span>
 
 namespace keysong::test {
 namespace {
@@ -101,7 +103,7 @@ TEST(MixerHits, areExactToTheFrame) {
         double latest;
     };
     for (const Row& row : {Row{"within the block", 48000, 1, 2048, -1, 0},
-                           {"too late", 48000, 1, 700, -9, -1},
+                           {"late", 48000, 1, 300, -9, -1},
                            {"for a later cycle", 48000, 1, 700, 0, 5},
                            {"huge", 48000, 8192, 9000, -1, 1},
                            {"another rate", 44100, 1, 700, -1, 2}}) {
@@ -156,15 +158,54 @@ TEST(MixerHits, ofNoUseAreRefusedAndOfNoTimeArePlayedNow) {
     }
     EXPECT_FALSE(harness.play(impulse(), 0, 0, 1, std::numeric_limits<float>::quiet_NaN()));
     EXPECT_FALSE(harness.mixer.schedule({}));
-    for (const std::int64_t time : {std::numeric_limits<std::int64_t>::min(), std::int64_t{0},
-                                    std::numeric_limits<std::int64_t>::max()}) {
-        ++harness.inFlight;
-        ASSERT_TRUE(harness.mixer.schedule({time, 0, &impulse(), 1, 1, &harness.inFlight}));
-        const std::size_t before = harness.left.size();
-        harness.renderPeriods(2);
-        EXPECT_EQ(soundingFrames(harness.left).back(), before + MixerHarness::period) << time;
-        EXPECT_EQ(harness.inFlight, 0U);
+    ++harness.inFlight;
+    ASSERT_TRUE(harness.mixer.schedule(
+        {std::numeric_limits<std::int64_t>::max(), 0, &impulse(), 1, 1, &harness.inFlight}));
+    harness.renderPeriods(2);
+    EXPECT_THAT(soundingFrames(harness.left), testing::ElementsAre(MixerHarness::period));
+    EXPECT_EQ(harness.inFlight, 0U);
+}
+
+// What was typed while the render thread stood still does not come out as one bang.
+TEST(MixerHits, thatComeTooLateAreDroppedAndCounted) {
+    MixerHarness harness;
+    const double limit = Mixer::mostLateNanoseconds / harness.nanosecondsPerFrame + MixerHarness::period;
+    ASSERT_TRUE(harness.play(impulse(), 0, 1 - limit));
+    for (const double frames : {-1 - limit, -2 * limit, -100 * 48000.0}) {
+        ASSERT_TRUE(harness.play(impulse(), 1, frames));
     }
+    ++harness.inFlight;
+    ASSERT_TRUE(harness.mixer.schedule(
+        {std::numeric_limits<std::int64_t>::min(), 2, &impulse(), 1, 1, &harness.inFlight}));
+    harness.renderPeriods(1);
+    EXPECT_EQ(harness.mixer.lateHits(), 4U);
+    EXPECT_EQ(soundingFrames(harness.left).size(), 1U);
+    ASSERT_TRUE(harness.play(impulse(), 3));
+    harness.renderPeriods(2);
+    EXPECT_EQ(soundingFrames(harness.left).size(), 2U) << "what comes in time is heard again";
+    EXPECT_EQ(harness.inFlight, 0U);
+}
+
+// Of what was typed the mixer knows when, and forgets it.
+TEST(MixerHits, leaveNoTimeInMemory) {
+    MixerHarness harness;
+    std::vector<std::int64_t> times;
+    for (const double frames : {-4800.0, 0.0, 10.0, 300.0, 2000.0}) {
+        times.push_back(harness.now() + std::llround(frames * harness.nanosecondsPerFrame));
+        ASSERT_TRUE(harness.play(impulse(), 0, frames));
+    }
+    const auto found = [&] {
+        const auto bytes = std::as_bytes(std::span(&harness.mixer, 1));
+        return std::ranges::count_if(times, [bytes](std::int64_t time) {
+            const auto wanted = std::as_bytes(std::span(&time, 1));
+            return !std::ranges::search(bytes, wanted).empty();
+        });
+    };
+    EXPECT_EQ(found(), 5);
+    harness.renderPeriods(2);
+    EXPECT_EQ(found(), 2) << "those that wait";
+    harness.mixer.discardAll();
+    EXPECT_EQ(found(), 0);
 }
 
 // What a voice plays when it is struck again ends within 2 ms, in one smooth movement, while the new sound
