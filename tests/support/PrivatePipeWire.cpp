@@ -2,6 +2,7 @@
 
 #include "support/Eventually.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace keysong::test {
@@ -49,6 +50,10 @@ PrivatePipeWire::~PrivatePipeWire() {
     kill();
 }
 
+void PrivatePipeWire::configure(const std::string& text) {
+    folder_.write("config/pipewire/pipewire.conf.d/with.conf", text);
+}
+
 bool PrivatePipeWire::start() {
     server_.start({"pipewire"}, {});
     if (!eventually([&] { return std::filesystem::exists(folder_.path() / "run/pipewire-0"); })) {
@@ -76,21 +81,22 @@ void PrivatePipeWire::kill() {
 
 namespace {
 
-bool createNode(const std::string& name, const std::string& mediaClass) {
+bool createNode(const std::string& name, const std::string& mediaClass, const std::string& channels) {
     const std::string properties = "{ factory.name=support.null-audio-sink node.name=" + name +
                                    " node.description=\"" + name + "\" media.class=" + mediaClass +
-                                   " audio.position=[FL FR] priority.session=900 object.linger=true }";
+                                   " audio.position=[" + channels +
+                                   "] priority.session=900 object.linger=true }";
     return std::system(("pw-cli create-node adapter '" + properties + "' >/dev/null 2>&1").c_str()) == 0;
 }
 
 } // namespace
 
-bool PrivatePipeWire::plug(const std::string& sink) {
-    return createNode(sink, "Audio/Sink");
+bool PrivatePipeWire::plug(const std::string& sink, const std::string& channels) {
+    return createNode(sink, "Audio/Sink", channels);
 }
 
 bool PrivatePipeWire::plugMicrophone(const std::string& source) {
-    return createNode(source, "Audio/Source/Virtual");
+    return createNode(source, "Audio/Source/Virtual", "FL FR");
 }
 
 ChildProcess PrivatePipeWire::recordMicrophone(const std::string& source) {
@@ -109,10 +115,12 @@ bool PrivatePipeWire::setDefault(const std::string& sink) {
                            .c_str()) == 0;
 }
 
-ChildProcess PrivatePipeWire::record(const std::string& sink, const std::string& file) {
+ChildProcess PrivatePipeWire::record(const std::string& sink, const std::string& file,
+                                     const std::string& channels) {
     ChildProcess recorder;
+    const auto count = 1 + std::count(channels.begin(), channels.end(), ',');
     recorder.start({"pw-record", "--target", sink, "-P", "{ stream.capture.sink = true }", "--rate", "48000",
-                    "--channels", "2", "--format", "f32", file},
+                    "--channels", std::to_string(count), "--channel-map", channels, "--format", "f32", file},
                    {});
     return recorder;
 }

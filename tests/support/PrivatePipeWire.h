@@ -15,6 +15,8 @@ class PrivatePipeWire {
     PrivatePipeWire();
     ~PrivatePipeWire();
 
+    /// Adds to the server's configuration, for the next start.
+    void configure(const std::string& text);
     /// Starts both and waits until a default sink is there; false when that takes too long.
     bool start();
     /// Kills both at once.
@@ -24,7 +26,7 @@ class PrivatePipeWire {
     void resume() const { server_.resume(); }
 
     /// Adds a sink with this node name, which is then listed last.
-    static bool plug(const std::string& sink);
+    static bool plug(const std::string& sink, const std::string& channels = "FL FR");
     static bool unplug(const std::string& sink);
     /// Adds a source with this node name.
     static bool plugMicrophone(const std::string& source);
@@ -33,8 +35,9 @@ class PrivatePipeWire {
     /// Configures the default sink; returns at once.
     static bool setDefault(const std::string& sink);
 
-    /// Starts recording a sink's monitor as raw stereo floats into a file; returns the recorder.
-    static ChildProcess record(const std::string& sink, const std::string& file);
+    /// Starts recording a sink's monitor as floats into a file; returns the recorder.
+    static ChildProcess record(const std::string& sink, const std::string& file,
+                               const std::string& channels = "FL,FR");
 
   private:
     static bool answers();

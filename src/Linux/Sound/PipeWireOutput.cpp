@@ -122,13 +122,18 @@ Readiness PipeWireOutput::readinessNow() const {
 }
 
 void PipeWireOutput::createStream() {
-    const std::string latency = std::to_string(requestedFrames_.load()) + "/48000";
+    // The server rounds down to a power of two frames of its own rate: by the lowest usual rate it is this
+    // size at 44.1 and 48 kHz, and about this time at higher ones.
+    const std::string latency = std::to_string(requestedFrames_.load()) + "/44100";
     stream_ = pw_stream_new(
         session_->core(), "Keysong",
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
                           "keysong", PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME, "Keysong",
                           PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency.c_str(),
-                          pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT, pinned_.c_str(), nullptr));
+                          PW_KEY_APP_ICON_NAME, "com.orlen.keysong",
+                          // Of more speakers than two only the front ones click.
+                          "channelmix.upmix", "false", pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT,
+                          pinned_.c_str(), nullptr));
     if (stream_ == nullptr) {
         throw AudioOutputError("the sound server refused a stream");
     }

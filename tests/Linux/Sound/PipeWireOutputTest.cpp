@@ -1,7 +1,9 @@
 #include "Audio/OutputDevices.h"
+#include "Linux/Sound/SndfileAudio.h"
 #include "support/PipeWireFixture.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <thread>
@@ -88,6 +90,48 @@ TEST_F(PipeWireOutputTest, ListsSinksAndPlaysOnTheDefault) {
     EXPECT_FALSE(output.devices().latencyFrames(devices[1].id)) << "nobody plays there";
     EXPECT_EQ(output.currentDevice(), devices[0].id);
     EXPECT_TRUE(isHeardOn("test.sink.a", engine));
+}
+
+TEST_F(PipeWireOutputTest, AsksForPeriodsOfOneSizeAtTheUsualRates) {
+    for (const char* const rate : {"44100", "96000"}) {
+        server.kill();
+        server.configure(std::string("context.properties = { default.clock.rate = ") + rate + " }");
+        ASSERT_TRUE(server.start());
+        PipeWireOutput output;
+        SoundEngine engine(output, clock, threads, RandomSource(1));
+        engine.start();
+        EXPECT_EQ(output.bufferFrames(), rate == std::string("44100") ? 128U : 256U) << rate;
+    }
+}
+
+TEST_F(PipeWireOutputTest, PlaysOnTheFrontPairOfManySpeakers) {
+    ASSERT_TRUE(PrivatePipeWire::plug("surround", "FL FR FC LFE RL RR"));
+    PipeWireOutput output;
+    SoundEngine engine(output, clock, threads, RandomSource(1));
+    engine.load(clickSet());
+    ASSERT_TRUE(eventually([&] { return OutputDevices::all(output.devices()).size() == 3; }));
+    engine.setOutputDevice("surround", false);
+    const auto file = folder.path() / "surround.wav";
+    ChildProcess recorder = PrivatePipeWire::record("surround", file.string(), "FL,FR,FC,LFE,RL,RR");
+    ASSERT_TRUE(eventually(
+        [&] { return std::filesystem::exists(file) && std::filesystem::file_size(file) > 100'000; }));
+    for (int i = 0; i < 6; ++i) {
+        engine.play(SoundEvent::keyDown(0));
+        std::this_thread::sleep_for(milliseconds(50));
+    }
+    std::this_thread::sleep_for(milliseconds(150));
+    recorder.interrupt();
+    const auto reader = SndfileAudio().open(file);
+    ASSERT_EQ(reader->format().channels, 6U);
+    std::vector<float> frames(static_cast<std::size_t>(reader->lengthFrames()) * 6);
+    frames.resize(reader->read(frames) * 6);
+    std::array<float, 6> peaks{};
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        peaks[i % 6] = std::max(peaks[i % 6], std::abs(frames[i]));
+    }
+    EXPECT_GT(peaks[0], 0.1F);
+    EXPECT_GT(peaks[1], 0.1F);
+    EXPECT_THAT(std::vector(peaks.begin() + 2, peaks.end()), testing::Each(0.0F));
 }
 
 TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
