@@ -72,7 +72,7 @@ class AppModel final : public AppState {
     [[nodiscard]] bool systemGivesAccess() const override { return services_.input.hasAccess(); }
     [[nodiscard]] std::string hotkeyWay() const override { return std::string(services_.hotkeys.way()); }
     [[nodiscard]] std::optional<std::string> playingOn() const override {
-        return services_.engine.activeOutputDeviceUid();
+        return services_.engine.isPlaying() ? services_.engine.activeOutputDeviceUid() : std::nullopt;
     }
     [[nodiscard]] std::int64_t lateHits() const override {
         return static_cast<std::int64_t>(services_.engine.lateHits());
@@ -87,8 +87,8 @@ class AppModel final : public AppState {
     /// Silences the engine while the sound is off or the program sleeps.
     void applyMute();
     void loadSelectedSet() { sets_.loadSelected(); }
-    /// Asks the engine to play on the chosen device. Returns at once; one that cannot be used is forgotten
-    /// later.
+    /// Asks the engine to play on the chosen device. Returns at once. A device that is gone for good is
+    /// forgotten later.
     void applyOutputDevice();
     /// Looks again whether a muted application is in front.
     void reevaluateFrontmost();
@@ -120,6 +120,8 @@ class AppModel final : public AppState {
     void updateSleeping();
     void listOutputDevices(const std::vector<AudioOutputDevice>& devices);
     void outputDevicesChanged(const std::vector<AudioOutputDevice>& devices);
+    /// Gives the chosen device up if it is gone and nothing changes for a while.
+    void reviewChoice();
 
     AppServices services_;
     Lifetime lifetime_;
@@ -128,6 +130,8 @@ class AppModel final : public AppState {
     bool isRestoring_ = false;
     bool accessIsPolled_ = false;
     bool launchAtLoginIsSettling_ = false;
+    /// Counts what may matter to the chosen device; only the newest review ends in a decision.
+    std::uint64_t choiceReviews_ = 0;
 
     /// Made after the migration, so that a carried-over total is what it goes on from.
     std::optional<Stats> stats_;

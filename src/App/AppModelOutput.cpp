@@ -3,10 +3,16 @@
 #include "App/AppModel.h"
 #include "Shared/Log.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace keysong {
+
+namespace {
+
+/// How long the devices must stay as they are before a chosen one that is not among them counts as gone.
+constexpr std::chrono::seconds settlingTime{2};
+
+} // namespace
 
 OutputReport AppModel::onFailure(std::function<void(const std::string&)> tell) {
     return lifetime_.guarded([this, tell = std::move(tell)](const std::optional<std::string>& failure) {
@@ -23,13 +29,10 @@ void AppModel::startEngine() {
 
 void AppModel::applyOutputDevice() {
     services_.engine.requestOutputDevice(
-        outputDeviceUid(), onFailure([this, asked = outputDeviceUid()](const std::string& failure) {
+        outputDeviceUid(), onFailure([](const std::string& failure) {
             log.error("output device unavailable, using the system default: %s", failure);
-            // The user may have chosen another one since.
-            if (asked && outputDeviceUid() == asked) {
-                setOutputDeviceUid(std::nullopt);
-            }
         }));
+    reviewChoice();
 }
 
 void AppModel::observeDevices() {
@@ -55,11 +58,32 @@ void AppModel::outputDevicesChanged(const std::vector<AudioOutputDevice>& device
     listOutputDevices(devices);
     // Where the sound goes after a change of the devices is the engine's business alone. A choice that is
     // gone is given up here.
-    const bool present = std::ranges::any_of(
-        devices, [this](const AudioOutputDevice& device) { return device.uid == outputDeviceUid(); });
-    if (outputDeviceUid() && !present) {
-        setOutputDeviceUid(std::nullopt);
+    reviewChoice();
+}
+
+void AppModel::reviewChoice() {
+    const std::uint64_t review = ++choiceReviews_;
+    const auto chosen = outputDeviceUid();
+    if (!chosen) {
+        return;
     }
+    const auto giveUp = [this, review] {
+        if (review == choiceReviews_) {
+            log.notice("the chosen output device is gone, following the system default");
+            setOutputDeviceUid(std::nullopt);
+        }
+    };
+    // A server that was restarted finds its devices one by one.
+    services_.mainQueue.asyncAfter(settlingTime, lifetime_.guarded([this, review, uid = *chosen, giveUp] {
+        if (review != choiceReviews_ || deviceObserver_ == nullptr) {
+            return;
+        }
+        deviceObserver_->look([this, uid, giveUp] {
+            if (services_.devices.isGone(uid)) {
+                services_.mainQueue.async(lifetime_.guarded(giveUp));
+            }
+        });
+    }));
 }
 
 } // namespace keysong

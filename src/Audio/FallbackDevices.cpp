@@ -76,6 +76,11 @@ std::optional<AudioDeviceId> FallbackDevices::defaultOutputDevice() const {
     return own ? std::optional(numbered(rank, *own)) : std::nullopt;
 }
 
+bool FallbackDevices::isGone(std::string_view uid) const {
+    const AudioDevices* const devices = devicesAt_(wantedRank_());
+    return devices != nullptr && devices->isGone(uid);
+}
+
 std::int32_t FallbackDevices::addListener(DeviceListProperty property,
                                           std::shared_ptr<const ChangeHandler> handler) {
     return listeners_.add(property, std::move(handler));

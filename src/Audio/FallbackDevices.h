@@ -36,6 +36,7 @@ class FallbackDevices final : public AudioDevices {
     [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override;
+    [[nodiscard]] bool isGone(std::string_view uid) const override;
     std::int32_t addListener(DeviceListProperty property,
                              std::shared_ptr<const ChangeHandler> handler) override;
     void removeListener(DeviceListProperty property,

@@ -284,17 +284,29 @@ bool FallbackOutput::isRunning() const noexcept {
     return output != nullptr && output->isRunning();
 }
 
-std::int32_t FallbackOutput::setDevice(AudioDeviceId device) {
+bool FallbackOutput::isRendering() const noexcept {
+    const AudioOutput* const output = active();
+    return output != nullptr && output->isRendering();
+}
+
+std::int32_t FallbackOutput::setDevice(std::optional<AudioDeviceId> device) {
     const MutexLock control(controlMutex_);
-    const auto rank = FallbackDevices::rankOf(device);
-    if (!rank || rank != wanted_) {
+    const std::size_t rank = wanted_;
+    AudioOutput* const output = at(rank);
+    if (output == nullptr || (device && FallbackDevices::rankOf(*device) != rank)) {
         return ENODEV;
     }
-    const std::int32_t status = at(*rank)->setDevice(FallbackDevices::ownNumber(device));
+    const std::int32_t status =
+        output->setDevice(device ? std::optional(FallbackDevices::ownNumber(*device)) : std::nullopt);
     if (status == 0) {
-        active_ = *rank;
+        active_ = rank;
     }
     return status;
+}
+
+bool FallbackOutput::isMovedBySystem() const noexcept {
+    const AudioOutput* const output = at(wanted_);
+    return output != nullptr && output->isMovedBySystem();
 }
 
 std::optional<AudioDeviceId> FallbackOutput::currentDevice() const {

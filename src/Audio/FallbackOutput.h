@@ -58,8 +58,10 @@ class FallbackOutput final : public AudioOutput {
     void stop() noexcept override;
     [[nodiscard]] Readiness readiness() const override;
     [[nodiscard]] bool isRunning() const noexcept override;
-    /// Moves to the device's back end.
-    std::int32_t setDevice(AudioDeviceId device) override;
+    [[nodiscard]] bool isRendering() const noexcept override;
+    /// Moves to the device's back end, without a device to the one that should be in use.
+    std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
+    [[nodiscard]] bool isMovedBySystem() const noexcept override;
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
     /// Those of the back end that should be in use.

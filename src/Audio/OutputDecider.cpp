@@ -38,6 +38,19 @@ constexpr std::array rows{
     Row{Event::rebuild, Choice::none,    false,   any,              Action::refuseNothingThere},
     Row{Event::rebuild, Choice::none,    true,    any,              Action::move},
 
+    // While the device of a choice is away, the default stands in for it.
+    Row{Event::choice,  Choice::present, any,     Place::stopped,   Action::move},
+    Row{Event::choice,  Choice::present, any,     Place::elsewhere, Action::move},
+    Row{Event::choice,  Choice::present, any,     Place::onTarget,  Action::keep},
+    Row{Event::choice,  Choice::absent,  false,   any,              Action::wait},
+    Row{Event::choice,  Choice::absent,  true,    Place::stopped,   Action::standIn},
+    Row{Event::choice,  Choice::absent,  true,    Place::elsewhere, Action::standIn},
+    Row{Event::choice,  Choice::absent,  true,    Place::onTarget,  Action::keep},
+    Row{Event::choice,  Choice::none,    false,   any,              Action::refuseNothingThere},
+    Row{Event::choice,  Choice::none,    true,    Place::stopped,   Action::move},
+    Row{Event::choice,  Choice::none,    true,    Place::elsewhere, Action::move},
+    Row{Event::choice,  Choice::none,    true,    Place::onTarget,  Action::keep},
+
     // The system's changes refuse nothing. The choice stays while its device is away.
     Row{Event::change,  Choice::present, any,     Place::stopped,   Action::move},
     Row{Event::change,  Choice::present, any,     Place::elsewhere, Action::move},

@@ -13,6 +13,8 @@ enum class OutputEvent {
     wish,
     /// As a wish, and the output is to be restarted wherever it is.
     rebuild,
+    /// The user's choice, now or at an earlier start of the program: it stands while its device is away.
+    choice,
     /// The system changed something: devices, the default, the server, or the stream's place.
     change,
 };

@@ -55,7 +55,7 @@ SoundEngine::SoundEngine(AudioOutput& output, const Clock& clock, Threads& threa
 
 SoundEngine::SoundEngine(AudioOutput& output, SoundEngineServices services, const RandomSource& random)
     : output_(output), clock_(services.clock), sleep_(std::move(services.sleep)), random_(random),
-      mixer_(VoiceLanes::pans()), control_(std::move(services.control)) {
+      mixer_(VoiceLanes::pans()), retryDelay_(firstRetryDelay), control_(std::move(services.control)) {
     output_.setRenderer(&mixer_);
     output_.setConfigurationChangeHandler(lifetime_.guarded([this] { recover(); }));
 }
@@ -139,6 +139,10 @@ void SoundEngine::setVolume(float volume) {
     const MutexLock lock(mutex_);
     state_.volume = limited;
     mixer_.setMasterVolume(limited);
+}
+
+bool SoundEngine::isPlaying() const {
+    return snapshot().running && output_.isRendering();
 }
 
 float SoundEngine::volume() const {

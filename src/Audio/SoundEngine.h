@@ -81,6 +81,9 @@ class SoundEngine {
     static constexpr AudioFormat renderFormat{48000, 1};
     /// The period that is asked of the output: 2.67 ms.
     static constexpr std::uint32_t requestedBufferFrames = 128;
+    /// An output that does not start is tried again after this time, then after twice as long, and so on.
+    static constexpr std::chrono::milliseconds firstRetryDelay{250};
+    static constexpr std::chrono::milliseconds longestRetryDelay{8000};
 
     /// With a control queue of its own. The references outlive the engine. The output is stopped and this
     /// engine's alone.
@@ -129,13 +132,16 @@ class SoundEngine {
     /// restarts the output even if it is there already. Throws `SoundEngineError`, or `AudioOutputError`
     /// when the output starts neither with the tone stage nor without.
     void setOutputDevice(const std::optional<std::string>& uid, bool rebuild);
-    /// As `setOutputDevice` without a rebuild, later: returns at once. Of several requests only the newest is
-    /// carried out; the others are dropped without a report.
+    /// Plays through the device with this UID from now on, or without one where the system puts the sound.
+    /// While the device is away, which is reported as a failure, the default stands in for it. Returns at
+    /// once; of several requests only the newest is carried out, and the others are dropped without a report.
     void requestOutputDevice(const std::optional<std::string>& uid, OutputReport done);
     /// The UID of the device in use, asked of the output if need be; none when unknown.
     [[nodiscard]] std::optional<std::string> currentOutputDeviceUid();
-    /// The UID of the device that the output was last started on, none before that. Never waits.
+    /// The UID of the device that the sound comes from, none before the first start. Never waits.
     [[nodiscard]] std::optional<std::string> activeOutputDeviceUid() const;
+    /// Whether the output runs and asks for periods. Never waits.
+    [[nodiscard]] bool isPlaying() const;
     /// Puts the output back where it belongs 0.3 s after the last of a burst of calls.
     void recover();
 
@@ -153,7 +159,14 @@ class SoundEngine {
     /// Where the output should be, and how things stand.
     struct Target {
         std::optional<AudioDeviceId> device;
+        /// The output shall be where the system puts it, which is that device for now.
+        bool isSystems = false;
         OutputSituation situation;
+
+        /// What the output is told.
+        [[nodiscard]] std::optional<AudioDeviceId> belonging() const {
+            return isSystems ? std::nullopt : device;
+        }
     };
 
     /// Runs the operation and tells what came of it. Control queue, as are the next three.
@@ -162,7 +175,17 @@ class SoundEngine {
     /// Looks, decides and acts. Throws `SoundEngineError` and `AudioOutputError`.
     void settleOutput(OutputEvent event, const std::optional<std::string>& choice);
     /// Lets the running output belong where it is.
-    void keepOn(AudioDeviceId target);
+    void keepOn(const Target& target);
+    /// Takes down where the system has moved the running output.
+    void notePlace();
+    /// The UID of where the output belongs; empty where the system puts it.
+    [[nodiscard]] std::optional<std::string> belongingOf(const Target& target) const;
+    /// Puts the output where it belongs after a change, and logs a failure.
+    void settleAfterChange();
+    /// Logs a failure, unless it is the last attempt's once more.
+    void logFailure(const std::string& text);
+    /// Tries again later if the output does not run, and sooner at first.
+    void tryAgain();
     /// Whether the output plays and hits reach it. Control queue.
     [[nodiscard]] bool outputRuns() const;
     /// Asks for the period length, logging a refusal. Control queue.
@@ -176,7 +199,7 @@ class SoundEngine {
     void logStartLine(std::optional<AudioDeviceId> device) const;
     [[nodiscard]] std::optional<AudioDeviceId> currentDeviceId() const;
     [[nodiscard]] std::optional<std::string> uidOf(std::optional<AudioDeviceId> device) const;
-    void retarget(AudioDeviceId target);
+    void retarget(const Target& target);
     /// Throws the first failure, an `AudioOutputError`, when the output starts neither way.
     void startWithOrWithoutTone();
     void drainScheduling();
@@ -200,6 +223,15 @@ class SoundEngine {
 
     /// Counts the user's wishes; only the newest is carried out.
     std::atomic<std::uint64_t> wishes_ = 0;
+
+    // The control queue's own.
+    /// Where the engine put the output last (`belongingOf`); none before the first start.
+    std::optional<std::string> placedOn_;
+    bool isWanted_ = false;
+    std::chrono::milliseconds retryDelay_;
+    std::uint64_t attempts_ = 0;
+    /// What the last attempt said, so that the same is not logged again and again.
+    std::string lastFailure_;
 
     /// For the output's callback, which may come a moment after it was taken back.
     Lifetime lifetime_;

@@ -6,7 +6,9 @@
 #include "Shared/Log.h"
 #include "Shared/NumberText.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace keysong {
 
@@ -42,6 +44,7 @@ void SoundEngine::start() {
 void SoundEngine::requestStart(OutputReport done) {
     control_->async([this, done = std::move(done)] {
         report(done, [this] { settleOutput(OutputEvent::start, snapshot().selectedUid); });
+        tryAgain();
     });
 }
 
@@ -53,7 +56,12 @@ void SoundEngine::setOutputDevice(const std::optional<std::string>& uid, bool re
 void SoundEngine::requestOutputDevice(const std::optional<std::string>& uid, OutputReport done) {
     control_->async([this, uid, wish = ++wishes_, done = std::move(done)] {
         if (wishes_ == wish) {
-            report(done, [&] { settleOutput(OutputEvent::wish, uid); });
+            {
+                const MutexLock lock(mutex_);
+                state_.selectedUid = uid; // whatever comes of it: it is what the user chose
+            }
+            report(done, [&] { settleOutput(OutputEvent::choice, uid); });
+            tryAgain();
         }
     });
 }
@@ -74,14 +82,15 @@ SoundEngine::Target SoundEngine::look(OutputEvent event, const std::optional<std
     const auto standard = OutputDevices::defaultDeviceId(devices);
     Target target;
     target.device = chosen ? chosen : standard;
+    target.isSystems = !chosen && output_.isMovedBySystem();
     target.situation.hasDefault = standard.has_value();
     if (choice) {
         target.situation.choice = chosen ? OutputChoice::present : OutputChoice::absent;
     }
     if (outputRuns()) {
-        // After a change of the system the engine's own note counts: the user may have moved the sound
-        // with the system's mixer since, and it stays there.
-        const bool there = event == OutputEvent::change ? uidOf(target.device) == snapshot().activeUid
+        // After a change of the system it counts where the engine put the output: the user may have moved
+        // the sound with the system's mixer since, and it stays there.
+        const bool there = event == OutputEvent::change ? belongingOf(target) == placedOn_
                                                         : currentDeviceId() == target.device;
         target.situation.place = there ? OutputPlace::onTarget : OutputPlace::elsewhere;
     }
@@ -89,6 +98,7 @@ SoundEngine::Target SoundEngine::look(OutputEvent event, const std::optional<std
 }
 
 void SoundEngine::settleOutput(OutputEvent event, const std::optional<std::string>& choice) {
+    isWanted_ = true;
     const Target target = look(event, choice);
     const OutputAction action = OutputDecider::decide(event, target.situation);
     if (action == OutputAction::refuseDevice) {
@@ -106,31 +116,55 @@ void SoundEngine::settleOutput(OutputEvent event, const std::optional<std::strin
         applyBufferFrameSize();
         startOutput();
         finishStart(currentDeviceId());
+        placedOn_ = output_.isMovedBySystem() ? placedOn_.value_or("") : snapshot().activeUid;
         break;
     case OutputAction::keep:
-        keepOn(*target.device);
+        keepOn(target);
         break;
     case OutputAction::standIn:
         log.notice("selected output device is gone, falling back to the system default");
-        retarget(*target.device);
+        retarget(target);
         break;
     case OutputAction::move:
-        retarget(*target.device);
+        retarget(target);
         break;
     case OutputAction::wait:
-        log.error("configuration change: no output device available");
+        logFailure("configuration change: no output device available");
         break;
     default:
+        notePlace();
         break;
+    }
+    if (event == OutputEvent::choice && target.situation.choice == OutputChoice::absent) {
+        throw SoundEngineError::deviceUnavailable(*choice);
     }
 }
 
-void SoundEngine::keepOn(AudioDeviceId target) {
+void SoundEngine::logFailure(const std::string& text) {
+    if (std::exchange(lastFailure_, text) != text) {
+        log.error("%{public}s", text);
+    }
+}
+
+void SoundEngine::keepOn(const Target& target) {
     // The system may have moved the output here by itself; from now on it belongs here.
-    output_.setDevice(target);
-    auto uid = uidOf(target);
+    output_.setDevice(target.belonging());
+    placedOn_ = belongingOf(target);
+    auto uid = uidOf(target.device);
     const MutexLock lock(mutex_);
     state_.activeUid.swap(uid);
+}
+
+void SoundEngine::notePlace() {
+    const auto device = outputRuns() ? output_.currentDevice() : std::nullopt;
+    if (auto uid = uidOf(device)) {
+        const MutexLock lock(mutex_);
+        state_.activeUid.swap(uid);
+    }
+}
+
+std::optional<std::string> SoundEngine::belongingOf(const Target& target) const {
+    return target.isSystems ? std::string() : uidOf(target.device);
 }
 
 void SoundEngine::startOutput() {
@@ -218,7 +252,7 @@ std::optional<std::string> SoundEngine::currentOutputDeviceUid() {
     return uid;
 }
 
-void SoundEngine::retarget(AudioDeviceId target) {
+void SoundEngine::retarget(const Target& target) {
     {
         const MutexLock lock(mutex_);
         state_.running = false;
@@ -226,7 +260,8 @@ void SoundEngine::retarget(AudioDeviceId target) {
     drainScheduling();
     output_.stop();
     mixer_.discardAll();
-    const std::int32_t status = output_.setDevice(target);
+    placedOn_.reset();
+    const std::int32_t status = output_.setDevice(target.belonging());
     if (status != 0) {
         startOutputIfPossible();
         throw SoundEngineError::deviceSwitchFailed(status);
@@ -234,7 +269,10 @@ void SoundEngine::retarget(AudioDeviceId target) {
     mixer_.setToneConnected(true);
     applyBufferFrameSize();
     startWithOrWithoutTone();
-    finishStart(target);
+    placedOn_ = belongingOf(target);
+    // The system may know better than by its default where to put the sound.
+    const auto current = target.isSystems ? output_.currentDevice() : std::nullopt;
+    finishStart(current ? current : target.device);
 }
 
 void SoundEngine::startWithOrWithoutTone() {
@@ -276,12 +314,34 @@ void SoundEngine::recover() {
         if (snapshot().recoverGeneration != generation) {
             return;
         }
-        try {
-            settleOutput(OutputEvent::change, snapshot().selectedUid);
-        } catch (const std::runtime_error& error) {
-            log.error("recover failed: %{public}s", error.what());
+        lastFailure_.clear();
+        retryDelay_ = firstRetryDelay;
+        settleAfterChange();
+    });
+}
+
+void SoundEngine::settleAfterChange() {
+    try {
+        settleOutput(OutputEvent::change, snapshot().selectedUid);
+    } catch (const std::runtime_error& error) {
+        logFailure(std::string("recover failed: ") + error.what());
+    }
+    tryAgain();
+}
+
+void SoundEngine::tryAgain() {
+    const std::uint64_t attempt = ++attempts_;
+    if (!isWanted_ || outputRuns()) {
+        retryDelay_ = firstRetryDelay;
+        lastFailure_.clear();
+        return;
+    }
+    control_->asyncAfter(retryDelay_, [this, attempt] {
+        if (attempts_ == attempt) {
+            settleAfterChange();
         }
     });
+    retryDelay_ = std::min(2 * retryDelay_, longestRetryDelay);
 }
 
 } // namespace keysong

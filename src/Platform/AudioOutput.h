@@ -74,6 +74,11 @@ class AudioDevices {
     /// The device that the system plays to when nobody chose one.
     [[nodiscard]] virtual std::optional<AudioDeviceId> defaultOutputDevice() const = 0;
 
+    /// Whether the device of this identifier is known not to be there: the sound system that gave the
+    /// identifier is whole and does not list it. False while a server or whoever finds its devices is away,
+    /// and for identifiers of another sound system.
+    [[nodiscard]] virtual bool isGone(std::string_view uid) const = 0;
+
     /// Calls `*handler` on a thread of the implementation after each change of `property`, until the same
     /// handler is removed. Returns 0, or the status of a refusal. The implementation holds the handler
     /// weakly or drops it on removal; a call under way may still end after `removeListener` returned.
@@ -144,10 +149,19 @@ class AudioOutput {
     /// device went. Any thread.
     [[nodiscard]] virtual bool isRunning() const noexcept = 0;
 
+    /// Whether the running output renders: false too while a server that stands still asks for nothing. Any
+    /// thread; never waits.
+    [[nodiscard]] virtual bool isRendering() const noexcept { return isRunning(); }
+
     /// Points the output at a device: a stopped one at any, a running one at the device that it is on
     /// already, where the system may have moved it. Such a call does not interrupt the sound; it only keeps
-    /// the output from going back. Returns 0, or the status of a refusal; then the output stays where it was.
-    virtual std::int32_t setDevice(AudioDeviceId device) = 0;
+    /// the output from going back. Without a device the output belongs where the system puts it, which is its
+    /// default. Returns 0, or the status of a refusal; then the output stays where it was.
+    virtual std::int32_t setDevice(std::optional<AudioDeviceId> device) = 0;
+
+    /// Whether the system itself moves a running output that belongs nowhere, as its default or its user's
+    /// mixer says. Any thread.
+    [[nodiscard]] virtual bool isMovedBySystem() const noexcept { return false; }
 
     /// The device that the output is on, none when unknown.
     [[nodiscard]] virtual std::optional<AudioDeviceId> currentDevice() const = 0;

@@ -50,6 +50,17 @@ std::optional<AudioDeviceId> VirtualDevices::defaultOutputDevice() const {
     return default_;
 }
 
+bool VirtualDevices::isGone(std::string_view uid) const {
+    const std::lock_guard lock(mutex_);
+    return isWhole_ && std::none_of(devices_.begin(), devices_.end(),
+                                    [&](const VirtualDevice& device) { return device.uid == uid; });
+}
+
+void VirtualDevices::setWhole(bool whole) {
+    const std::lock_guard lock(mutex_);
+    isWhole_ = whole;
+}
+
 std::int32_t VirtualDevices::addListener(DeviceListProperty property,
                                          std::shared_ptr<const ChangeHandler> handler) {
     const std::lock_guard lock(mutex_);

@@ -33,6 +33,8 @@ class VirtualDevices final : public AudioDevices {
     [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override;
+    /// Only after `setWhole`: a stand-in knows nothing of the devices that it stands in for.
+    [[nodiscard]] bool isGone(std::string_view uid) const override;
     std::int32_t addListener(DeviceListProperty property,
                              std::shared_ptr<const ChangeHandler> handler) override;
     void removeListener(DeviceListProperty property,
@@ -45,6 +47,8 @@ class VirtualDevices final : public AudioDevices {
     /// Takes a device away and returns it; none when it is not there. The default stays as it is.
     std::optional<VirtualDevice> unplug(AudioDeviceId device);
     void setDefault(std::optional<AudioDeviceId> device);
+    /// Whether what is not listed is gone.
+    void setWhole(bool whole);
     /// Coming listeners of this property are refused with a status; 0 accepts them again.
     void refuseListeners(DeviceListProperty property, std::int32_t status);
 
@@ -63,6 +67,7 @@ class VirtualDevices final : public AudioDevices {
     mutable std::mutex mutex_;
     std::vector<VirtualDevice> devices_{VirtualDevice()};
     std::optional<AudioDeviceId> default_ = 1;
+    bool isWhole_ = false;
     DeviceListeners listeners_;
     DeviceListProperty refused_{};
     std::int32_t refusal_ = 0;

@@ -26,10 +26,11 @@ std::int32_t BuiltInOutput::requestBufferFrames(std::uint32_t frames) {
     return failures.buffer;
 }
 
-std::int32_t BuiltInOutput::setDevice(AudioDeviceId device) {
+std::int32_t BuiltInOutput::setDevice(std::optional<AudioDeviceId> wished) {
     if (failures.device != 0) {
         return failures.device;
     }
+    const AudioDeviceId device = wished.value_or(devices_.defaultOutputDevice().value_or(0));
     if (devices_.outputChannels(device) == 0) {
         return ENODEV;
     }

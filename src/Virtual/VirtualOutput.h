@@ -40,7 +40,7 @@ class BuiltInOutput : public AudioOutput {
     [[nodiscard]] double sampleRate() const override { return rate; }
     [[nodiscard]] Readiness readiness() const override { return readiness_; }
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
-    std::int32_t setDevice(AudioDeviceId device) override;
+    std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
     [[nodiscard]] VirtualDevices& devices() override { return devices_; }

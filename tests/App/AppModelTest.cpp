@@ -141,21 +141,48 @@ TEST_F(AppModelTest, AnUnpluggedChoiceIsClearedAndNotTakenUpAgain) {
     settle();
     EXPECT_EQ(model->playingOn(), "uid-b");
     const auto unplugged = output.unplug(2);
-    settle();
-    EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
+    settleDevices(milliseconds(1900));
+    EXPECT_EQ(model->playingOn(), "uid-a");
+    EXPECT_EQ(model->outputDeviceUid(), "uid-b") << "it may come back";
+    settleDevices(milliseconds(200));
+    EXPECT_TRUE(isChoiceGivenUp());
     EXPECT_FALSE(preferences->contains("outputUID"));
     EXPECT_EQ(model->outputDevices().size(), 1U);
     output.plug(*unplugged);
-    settle();
-    control->advance(milliseconds(300));
+    settleDevices(milliseconds(300));
     EXPECT_EQ(model->playingOn(), "uid-a");
     // A choice that cannot be had is cleared as well.
     model->setOutputDeviceUid("gone");
-    settle();
-    EXPECT_EQ(model->outputDeviceUid(), std::nullopt);
+    settleDevices(milliseconds(2100));
+    EXPECT_TRUE(isChoiceGivenUp());
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("output device unavailable, using the system default: "
                             "output device gone is not attached"));
+}
+
+// A server that is restarted, or starts after the program, finds its devices one by one.
+TEST_F(AppModelTest, AChoiceStandsWhileTheSoundSystemIsNotWhole) {
+    const auto late = *output.devices().unplug(2);
+    output.devices().setWhole(false);
+    preferences->setString("outputUID", "uid-b");
+    model->bootstrap();
+    settleDevices(seconds(60));
+    EXPECT_EQ(model->playingOn(), "uid-a");
+    EXPECT_EQ(model->outputDeviceUid(), "uid-b") << "a stand-in knows nothing of it";
+    output.devices().setWhole(true);
+    output.plug({7, "uid-d", "Speakers D"});
+    settleDevices(milliseconds(1900));
+    output.plug({8, "uid-e", "Speakers E"});
+    settleDevices(milliseconds(1900));
+    EXPECT_EQ(model->outputDeviceUid(), "uid-b") << "devices still come";
+    output.plug(late);
+    settleDevices(seconds(10));
+    EXPECT_EQ(model->outputDeviceUid(), "uid-b");
+    EXPECT_EQ(model->playingOn(), "uid-b");
+    EXPECT_EQ(preferences->string("outputUID"), "uid-b");
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre("output device unavailable, using the system default: "
+                            "output device uid-b is not attached"));
 }
 
 TEST_F(AppModelTest, ALateRefusalDoesNotClearANewerChoice) {

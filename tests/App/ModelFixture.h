@@ -132,6 +132,22 @@ class ModelFixture : public testing::Test {
         }));
     }
 
+    /// Settles, lets so much time pass on the engine's queue and the main thread, and settles again.
+    void settleDevices(std::chrono::nanoseconds time) {
+        settle();
+        control->advance(time);
+        mainQueue.advance(time);
+        settle();
+    }
+    /// Whether the chosen device is given up soon; what is asked of the devices is answered on a thread of
+    /// their own.
+    bool isChoiceGivenUp() {
+        return eventually([this] {
+            runDue();
+            return !model->outputDeviceUid();
+        });
+    }
+
     void runDue() {
         do {
             while (!background.empty()) {

@@ -9,8 +9,8 @@ namespace {
 
 template <typename Check>
 void forEverySituation(const Check& check) {
-    for (const auto event :
-         {OutputEvent::start, OutputEvent::wish, OutputEvent::rebuild, OutputEvent::change}) {
+    for (const auto event : {OutputEvent::start, OutputEvent::wish, OutputEvent::rebuild, OutputEvent::choice,
+                             OutputEvent::change}) {
         for (const auto choice : {OutputChoice::none, OutputChoice::present, OutputChoice::absent}) {
             for (const bool hasDefault : {false, true}) {
                 for (const auto place :
@@ -43,6 +43,9 @@ TEST(OutputDecider, NeverMovesWithoutATargetAndNeverWithoutNeed) {
         if (event == OutputEvent::change) {
             EXPECT_NE(action, OutputAction::refuseDevice) << "nobody asked";
             EXPECT_NE(action, OutputAction::refuseNothingThere) << "nobody asked";
+        }
+        if (event == OutputEvent::choice) {
+            EXPECT_NE(action, OutputAction::refuseDevice) << "it may come";
         }
         if (event == OutputEvent::change && hasTarget && situation.place != OutputPlace::onTarget) {
             EXPECT_TRUE(moves) << "the sound would stay away";

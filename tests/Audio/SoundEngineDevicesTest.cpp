@@ -32,6 +32,54 @@ class EngineDevicesTest : public EngineFixture {
     }
 };
 
+TEST_F(EngineDevicesTest, AnOutputThatDoesNotStartIsTriedAgainAndAgain) {
+    output.die();
+    output.failures.starts = {"busy", "busy", "busy", "busy", "busy", "busy", "busy", "busy"};
+    std::vector<std::string> reports;
+    const OutputReport report = [&](const auto& failure) { reports.push_back(failure.value_or("")); };
+    engine->requestStart(report);
+    queue->advance({});
+    EXPECT_THAT(reports, ElementsAre("busy"));
+    // Each attempt is made with the tone stage, without it, and once more.
+    for (const auto wait : {milliseconds(250), milliseconds(500), milliseconds(1000)}) {
+        const std::size_t before = output.operations.size();
+        queue->advance(wait - milliseconds(1));
+        EXPECT_EQ(output.operations.size(), before);
+        EXPECT_FALSE(engine->isPlaying());
+        queue->advance(milliseconds(1));
+        EXPECT_GT(output.operations.size(), before);
+    }
+    EXPECT_TRUE(engine->isPlaying());
+    EXPECT_EQ(engine->activeOutputDeviceUid(), "uid-a");
+    queue->advance(std::chrono::seconds(60));
+    EXPECT_TRUE(queue->empty()) << "no more attempts";
+    static_cast<void>(LogCapture::shared().takeErrors());
+}
+
+// Whoever moves the sound with the system's mixer finds it there after every change of the system, until the
+// user chooses anew.
+TEST_F(EngineDevicesTest, WhatTheUserMovedStaysThere) {
+    output.movedBySystem = true;
+    const OutputReport ignore = [](const auto&) {};
+    for (const auto& choice : {std::optional<std::string>(), std::optional<std::string>("uid-a")}) {
+        engine->requestOutputDevice(choice, ignore);
+        queue->advance({});
+        output.operations.clear();
+        output.moveTo(2);
+        queue->advance(milliseconds(300));
+        output.plug({3, "uid-c", "Speakers C"});
+        output.reportChange();
+        queue->advance(milliseconds(300));
+        EXPECT_THAT(output.operations, ElementsAre());
+        EXPECT_EQ(engine->activeOutputDeviceUid(), "uid-b") << "it is known where the sound is";
+        engine->requestOutputDevice(choice, ignore);
+        queue->advance({});
+        EXPECT_THAT(output.operations, ElementsAre("stop", choice ? "device 1" : "device 0", "start"));
+        output.unplug(3);
+        queue->advance(milliseconds(300));
+    }
+}
+
 const char* const toneDropped = "engine did not start with the tone EQ in the graph, dropping it";
 
 /// A switch to a device, which the rows describe by how it differs from one that changes nothing.

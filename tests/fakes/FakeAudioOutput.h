@@ -19,7 +19,10 @@ class FakeAudioOutput final : public BuiltInOutput {
     double deviceRate = rate;
 
     /// Two speakers, 1 ("uid-a", the default) and 2 ("uid-b").
-    FakeAudioOutput() { devices().replace({{1, "uid-a", "Speakers A"}, {2, "uid-b", "Speakers B"}}, 1); }
+    FakeAudioOutput() {
+        devices().replace({{1, "uid-a", "Speakers A"}, {2, "uid-b", "Speakers B"}}, 1);
+        devices().setWhole(true);
+    }
 
     [[nodiscard]] const char* backendName() const noexcept override { return "fake"; }
     [[nodiscard]] std::optional<std::uint32_t> bufferFrames() const override { return granted; }
@@ -41,11 +44,19 @@ class FakeAudioOutput final : public BuiltInOutput {
         return BuiltInOutput::requestBufferFrames(frames);
     }
     [[nodiscard]] double sampleRate() const override { return deviceRate; }
-    std::int32_t setDevice(AudioDeviceId device) override {
+    std::int32_t setDevice(std::optional<AudioDeviceId> device) override {
         asked = 0;
-        operations.push_back("device " + std::to_string(device));
+        operations.push_back("device " + std::to_string(device.value_or(0)));
         return BuiltInOutput::setDevice(device);
     }
+    [[nodiscard]] bool isMovedBySystem() const noexcept override { return movedBySystem; }
+    /// As the user does in the system's mixer.
+    void moveTo(AudioDeviceId device) {
+        static_cast<void>(BuiltInOutput::setDevice(device));
+        reportChange();
+    }
+    /// Whether it is one that the system moves.
+    bool movedBySystem = false;
 
     void setConfigurationChangeHandler(std::function<void()> handler) override {
         configurationChanged = handler;

@@ -70,7 +70,8 @@ class GatedOutput final : public AudioOutput, private AudioDevices {
     void stop() noexcept override { gated().stop(); }
     [[nodiscard]] Readiness readiness() const override { return gated().readiness(); }
     [[nodiscard]] bool isRunning() const noexcept override { return gated().isRunning(); }
-    std::int32_t setDevice(AudioDeviceId device) override { return gated().setDevice(device); }
+    [[nodiscard]] bool isRendering() const noexcept override { return output_.isRendering(); }
+    std::int32_t setDevice(std::optional<AudioDeviceId> device) override { return gated().setDevice(device); }
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override {
         return gated().currentDevice();
     }
@@ -102,6 +103,7 @@ class GatedOutput final : public AudioOutput, private AudioDevices {
     [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override {
         return list().defaultOutputDevice();
     }
+    [[nodiscard]] bool isGone(std::string_view uid) const override { return list().isGone(uid); }
     std::int32_t addListener(DeviceListProperty property,
                              std::shared_ptr<const ChangeHandler> handler) override {
         return output_.devices().addListener(property, std::move(handler));

@@ -109,6 +109,14 @@ bool PrivatePipeWire::unplug(const std::string& sink) {
     return std::system(("pw-cli destroy " + sink + " >/dev/null 2>&1").c_str()) == 0;
 }
 
+bool PrivatePipeWire::moveStream(const std::string& sink) {
+    const std::string command =
+        "pw-metadata $(pw-cli info keysong | sed -n 's/^\\tid: \\([0-9]*\\).*/\\1/p') target.object "
+        "$(pw-cli info " +
+        sink + " | sed -n 's/.*object.serial = \"\\([0-9]*\\)\".*/\\1/p') Spa:Id >/dev/null";
+    return std::system(command.c_str()) == 0;
+}
+
 bool PrivatePipeWire::setDefault(const std::string& sink) {
     return std::system(("pw-metadata -n default 0 default.configured.audio.sink '{ \"name\": \"" + sink +
                         "\" }' Spa:String:JSON >/dev/null 2>&1")

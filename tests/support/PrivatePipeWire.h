@@ -21,6 +21,8 @@ class PrivatePipeWire {
     bool start();
     /// Kills both at once.
     void kill();
+    /// Kills the session manager alone.
+    void killManager() { manager_.kill(); }
     /// Lets the server stand still: it still accepts connections and never answers. Until `resume`.
     void pause() const { server_.pause(); }
     void resume() const { server_.resume(); }
@@ -32,6 +34,8 @@ class PrivatePipeWire {
     static bool plugMicrophone(const std::string& source);
     /// Starts recording from a source; returns the recorder.
     static ChildProcess recordMicrophone(const std::string& source);
+    /// Moves our stream to a sink, as the user does in a mixer.
+    static bool moveStream(const std::string& sink);
     /// Configures the default sink; returns at once.
     static bool setDefault(const std::string& sink);
 

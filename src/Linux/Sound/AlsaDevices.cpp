@@ -100,8 +100,14 @@ std::optional<AlsaDevices::Device> defaultPcm(const std::string& earlierName) {
 
 } // namespace
 
+namespace {
+
+constexpr std::string_view uidPrefix = "alsa:";
+
+} // namespace
+
 std::string alsaUid(std::string_view cardId, int device) {
-    return "alsa:" + std::string(cardId) + "," + std::to_string(device);
+    return std::string(uidPrefix) + std::string(cardId) + "," + std::to_string(device);
 }
 
 std::string alsaPcmName(std::string_view kind, std::string_view cardId, int device) {
@@ -173,6 +179,10 @@ std::vector<AudioDeviceId> AlsaDevices::deviceIds() const {
 std::uint32_t AlsaDevices::outputChannels(AudioDeviceId device) const {
     const auto found = find(device);
     return found && found->plays ? 2 : 0;
+}
+
+bool AlsaDevices::isGone(std::string_view uid) const {
+    return uid.starts_with(uidPrefix) && !find(uid);
 }
 
 std::optional<std::string> AlsaDevices::uid(AudioDeviceId device) const {

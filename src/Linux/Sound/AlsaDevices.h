@@ -69,6 +69,8 @@ class AlsaDevices final : public AudioDevices {
     [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override;
+    /// Of this system's own identifiers.
+    [[nodiscard]] bool isGone(std::string_view uid) const override;
     std::int32_t addListener(DeviceListProperty property,
                              std::shared_ptr<const ChangeHandler> handler) override;
     void removeListener(DeviceListProperty property,

@@ -172,16 +172,17 @@ bool AlsaOutput::isRunning() const noexcept {
     return stream_ != nullptr && stream_->isRunning();
 }
 
-std::int32_t AlsaOutput::setDevice(AudioDeviceId device) {
-    if (isRunning() && currentDevice() != device) {
+std::int32_t AlsaOutput::setDevice(std::optional<AudioDeviceId> device) {
+    const auto wanted = device ? device : devices_.defaultOutputDevice();
+    if (isRunning() && currentDevice() != wanted) {
         return EBUSY;
     }
-    const auto found = devices_.find(device);
+    const auto found = wanted ? devices_.find(*wanted) : std::nullopt;
     if (!found || !found->plays) {
         return ENODEV;
     }
     const MutexLock lock(mutex_);
-    chosenUid_ = found->uid;
+    chosenUid_ = device ? found->uid : std::string();
     return 0;
 }
 

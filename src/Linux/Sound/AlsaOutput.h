@@ -52,7 +52,7 @@ class AlsaOutput final : public AudioOutput {
     }
     [[nodiscard]] bool isRunning() const noexcept override;
     /// Keeps to the device until the next call, the default device too. EBUSY while running.
-    std::int32_t setDevice(AudioDeviceId device) override;
+    std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
     [[nodiscard]] AudioDevices& devices() override { return devices_; }

@@ -72,6 +72,14 @@ std::optional<AudioDeviceId> PipeWireOutput::defaultOutputDevice() const {
     return std::nullopt;
 }
 
+bool PipeWireOutput::isGone(std::string_view uid) const {
+    const PipeWireLock lock(session_->loop());
+    const auto& nodes = session_->nodes();
+    return readinessNow() == Readiness::ready &&
+           std::none_of(nodes.begin(), nodes.end(),
+                        [uid](const auto& entry) { return entry.second.name == uid; });
+}
+
 std::int32_t PipeWireOutput::addListener(DeviceListProperty property,
                                          std::shared_ptr<const ChangeHandler> handler) {
     return listeners_.add(property, std::move(handler));

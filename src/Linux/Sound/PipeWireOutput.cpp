@@ -23,7 +23,15 @@ constexpr std::chrono::milliseconds firstPeriodLimit{300};
 constexpr std::uint32_t mostFrames = 8192;
 /// A driver whose clock says something this far from now has another clock.
 constexpr std::int64_t implausibleNanoseconds = 1'000'000'000;
+/// Longer than any period, and than a server on a busy machine stands still.
+constexpr std::int64_t stalledNanoseconds = 1'000'000'000;
 constexpr std::uint32_t channels = 2;
+
+std::int64_t monotonicNow() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+}
 
 } // namespace
 
@@ -101,6 +109,7 @@ void PipeWireOutput::start() {
     }
     createStream();
     waitForStream();
+    lastPeriod_ = monotonicNow();
     running_ = true;
     logScheduling();
 }
@@ -142,6 +151,7 @@ void PipeWireOutput::createStream() {
     streamError_.clear();
     grantedFrames_ = 0;
     lastLinked_.reset();
+    isPointed_ = false;
     cycleStart_ = 0;
     pw_stream_add_listener(stream_, &streamListener_, &streamEvents, this);
 
@@ -216,17 +226,21 @@ void PipeWireOutput::destroyStream() noexcept {
     position_ = nullptr;
 }
 
-std::int32_t PipeWireOutput::setDevice(AudioDeviceId device) {
+std::int32_t PipeWireOutput::setDevice(std::optional<AudioDeviceId> device) {
     const PipeWireLock lock(session_->loop());
-    const auto target = node(device);
-    if (!target || !target->isSink()) {
+    const auto target = device ? node(*device) : std::nullopt;
+    if (device && (!target || !target->isSink())) {
         return ENODEV;
     }
-    pinned_ = target->name;
+    pinned_ = target ? target->name : std::string();
     if (stream_ != nullptr && streamState_ >= PW_STREAM_STATE_PAUSED) {
         session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
     }
     return 0;
+}
+
+bool PipeWireOutput::isRendering() const noexcept {
+    return running_ && monotonicNow() - lastPeriod_ < stalledNanoseconds;
 }
 
 std::optional<AudioDeviceId> PipeWireOutput::currentDevice() const {
@@ -282,6 +296,8 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
         reportChange();
         break;
     case Change::manager:
+        // Without a manager the list says nothing of what is gone.
+        listeners_.tell(DeviceListProperty::devices);
         reportChange();
         break;
     case Change::defaultDevice:
@@ -301,7 +317,8 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
 
 void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
     streamState_ = state;
-    if (state == PW_STREAM_STATE_PAUSED && !pinned_.empty()) {
+    // Once: a stream is paused again whenever somebody moves it, and then belongs where they put it.
+    if (state == PW_STREAM_STATE_PAUSED && !pinned_.empty() && !std::exchange(isPointed_, true)) {
         session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
     }
     if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) {
@@ -321,10 +338,9 @@ void PipeWireOutput::reportChange() {
 }
 
 IoCycle PipeWireOutput::nextCycle(std::uint32_t frames) noexcept {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
     IoCycle cycle;
-    cycle.startNanoseconds = time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+    cycle.startNanoseconds = monotonicNow();
+    lastPeriod_.store(cycle.startNanoseconds, std::memory_order_relaxed);
     cycle.frameCount = frames;
     const spa_io_position* position = position_;
     if (position == nullptr || position->clock.duration == 0) {

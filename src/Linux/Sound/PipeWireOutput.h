@@ -37,9 +37,11 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     /// Preparing while there is no sink or no session manager.
     [[nodiscard]] Readiness readiness() const override;
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
-    /// Pins the stream to the device until the next call, the default device too. A running stream moves by
-    /// itself.
-    std::int32_t setDevice(AudioDeviceId device) override;
+    [[nodiscard]] bool isRendering() const noexcept override;
+    /// Pins the stream to the device until the next call, or takes the pin away. A running stream moves by
+    /// itself. What somebody chose for the stream since, in a mixer, stands until the next call.
+    std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
+    [[nodiscard]] bool isMovedBySystem() const noexcept override { return true; }
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
     [[nodiscard]] AudioDevices& devices() override { return *this; }
@@ -57,6 +59,7 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     [[nodiscard]] std::optional<std::uint32_t> latencyFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<std::uint32_t> safetyOffsetFrames(AudioDeviceId device) const override;
     [[nodiscard]] std::optional<AudioDeviceId> defaultOutputDevice() const override;
+    [[nodiscard]] bool isGone(std::string_view uid) const override;
     std::int32_t addListener(DeviceListProperty property,
                              std::shared_ptr<const ChangeHandler> handler) override;
     void removeListener(DeviceListProperty property,
@@ -91,12 +94,16 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     std::string streamError_;
     /// The node that the stream fed last, to tell a move from a first link.
     std::optional<std::uint32_t> lastLinked_;
+    /// Whether the stream was pointed at its pinned device.
+    bool isPointed_ = false;
     bool schedulingLogged_ = false;
 
     std::atomic<bool> running_ = false;
     std::atomic<spa_io_position*> position_ = nullptr;
     std::atomic<std::uint32_t> grantedFrames_ = 0;
     std::atomic<std::uint32_t> graphRate_ = 0;
+    /// When the last period was asked for, on the monotonic clock.
+    std::atomic<std::int64_t> lastPeriod_ = 0;
     // The render thread's own: the server's cycle that was begun last, and how much of it was delivered.
     std::int64_t cycleStart_ = 0;
     std::uint64_t cycleFrames_ = 0;

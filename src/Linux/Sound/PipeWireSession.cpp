@@ -306,7 +306,9 @@ int PipeWireSession::onMetadata(std::uint32_t subject, const char* key, const ch
 
 void PipeWireSession::setTarget(std::uint32_t streamNode, const std::string& sinkName) {
     if (metadata_ != nullptr) {
-        pw_metadata_set_property(metadata_, streamNode, "target.object", "Spa:Id", sinkName.c_str());
+        const bool isSet = !sinkName.empty();
+        pw_metadata_set_property(metadata_, streamNode, "target.object", isSet ? "Spa:Id" : nullptr,
+                                 isSet ? sinkName.c_str() : nullptr);
     }
 }
 

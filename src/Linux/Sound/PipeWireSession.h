@@ -90,7 +90,7 @@ class PipeWireSession {
     /// The node name of the default sink; empty while unknown.
     [[nodiscard]] const std::string& defaultSink() const { return defaultSink_; }
 
-    /// Points one of our streams at a sink by its node name.
+    /// Points one of our streams at a sink by its node name; an empty name takes that back.
     void setTarget(std::uint32_t streamNode, const std::string& sinkName);
 
   private:

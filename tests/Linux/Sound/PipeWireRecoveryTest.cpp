@@ -128,10 +128,44 @@ TEST_F(PipeWireSwitchTest, AChoiceThatWasGivenUpIsNotReturnedToAndTheDefaultIsFo
     for (const char* sink : {"test.sink.b", "test.sink.a", "test.sink.b"}) {
         ASSERT_TRUE(makeDefault(sink));
     }
-    control->advance(milliseconds(300));
-    EXPECT_EQ(engine->snapshot().activeUid, "test.sink.b");
-    EXPECT_EQ(starts(), before + 1) << "one restart for all these changes";
+    EXPECT_TRUE(settlesOn("test.sink.b"));
+    EXPECT_EQ(starts(), before) << "the session manager moves it";
     EXPECT_TRUE(isHeardOn("test.sink.b", *engine));
+}
+
+TEST_F(PipeWireSwitchTest, WhatTheUserMovedInTheMixerStaysThereUntilTheyChooseHere) {
+    const auto staysOn = [&](const char* sink, const char* plugged) {
+        ASSERT_TRUE(PrivatePipeWire::moveStream(sink));
+        EXPECT_TRUE(settlesOn(sink));
+        const std::size_t before = starts();
+        ASSERT_TRUE(PrivatePipeWire::plug(plugged));
+        ASSERT_TRUE(eventually([&] { return isListed(plugged); }));
+        control->advance(milliseconds(300));
+        EXPECT_TRUE(isHeardOn(sink, *engine));
+        EXPECT_EQ(streamIsOn(), sink);
+        EXPECT_EQ(starts(), before);
+    };
+    staysOn("test.sink.b", "test.sink.usb");
+    engine->setOutputDevice("test.sink.usb", false);
+    EXPECT_TRUE(isHeardOn("test.sink.usb", *engine));
+    staysOn("test.sink.a", "test.sink.hdmi");
+    staysOn("test.sink.hdmi", "test.sink.phone");
+    engine->setOutputDevice(std::nullopt, false);
+    EXPECT_TRUE(isHeardOn("test.sink.a", *engine));
+}
+
+TEST_F(PipeWireSwitchTest, ASinkIsGoneOnlyForAWholeSoundSystem) {
+    const auto isGone = [&](const char* uid) { return output->devices().isGone(uid); };
+    EXPECT_TRUE(isGone("test.sink.usb"));
+    EXPECT_FALSE(isGone("test.sink.a"));
+    server.killManager();
+    EXPECT_TRUE(eventually([&] { return !isGone("test.sink.usb"); }));
+    server.kill();
+    EXPECT_TRUE(eventually([&] { return !output->isRunning(); }));
+    EXPECT_FALSE(isGone("test.sink.a"));
+    ASSERT_TRUE(server.start());
+    EXPECT_TRUE(eventually([&] { return isGone("test.sink.usb"); }));
+    EXPECT_FALSE(isGone("test.sink.a"));
 }
 
 TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
