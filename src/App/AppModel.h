@@ -122,6 +122,8 @@ class AppModel final : public AppState {
     void outputDevicesChanged(const std::vector<AudioOutputDevice>& devices);
     /// Gives the chosen device up if it is gone and nothing changes for a while.
     void reviewChoice();
+    /// Acts if the chosen device is gone, unless another review has begun by then.
+    void ifChoiceIsGone(std::uint64_t review, std::function<void()> act);
 
     AppServices services_;
     Lifetime lifetime_;

@@ -48,6 +48,7 @@ void AppModel::observeDevices() {
         std::vector{DeviceListProperty::defaultOutputDevice, DeviceListProperty::devices},
         list(&AppModel::outputDevicesChanged));
     deviceObserver_->look(list(&AppModel::listOutputDevices));
+    reviewChoice();
 }
 
 void AppModel::listOutputDevices(const std::vector<AudioOutputDevice>& devices) {
@@ -63,27 +64,31 @@ void AppModel::outputDevicesChanged(const std::vector<AudioOutputDevice>& device
 
 void AppModel::reviewChoice() {
     const std::uint64_t review = ++choiceReviews_;
+    // A server that was restarted finds its devices one by one.
+    ifChoiceIsGone(review, [this, review] {
+        services_.mainQueue.asyncAfter(settlingTime, lifetime_.guarded([this, review] {
+            ifChoiceIsGone(review, [this] {
+                log.notice("the chosen output device is gone, following the system default");
+                setOutputDeviceUid(std::nullopt);
+            });
+        }));
+    });
+}
+
+void AppModel::ifChoiceIsGone(std::uint64_t review, std::function<void()> act) {
     const auto chosen = outputDeviceUid();
-    if (!chosen) {
+    if (review != choiceReviews_ || !chosen || deviceObserver_ == nullptr) {
         return;
     }
-    const auto giveUp = [this, review] {
-        if (review == choiceReviews_) {
-            log.notice("the chosen output device is gone, following the system default");
-            setOutputDeviceUid(std::nullopt);
+    deviceObserver_->look([this, review, uid = *chosen, act = std::move(act)] {
+        if (services_.devices.isGone(uid)) {
+            services_.mainQueue.async(lifetime_.guarded([this, review, act] {
+                if (review == choiceReviews_) {
+                    act();
+                }
+            }));
         }
-    };
-    // A server that was restarted finds its devices one by one.
-    services_.mainQueue.asyncAfter(settlingTime, lifetime_.guarded([this, review, uid = *chosen, giveUp] {
-        if (review != choiceReviews_ || deviceObserver_ == nullptr) {
-            return;
-        }
-        deviceObserver_->look([this, uid, giveUp] {
-            if (services_.devices.isGone(uid)) {
-                services_.mainQueue.async(lifetime_.guarded(giveUp));
-            }
-        });
-    }));
+    });
 }
 
 } // namespace keysong

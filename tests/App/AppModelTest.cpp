@@ -144,7 +144,6 @@ TEST_F(AppModelTest, AnUnpluggedChoiceIsClearedAndNotTakenUpAgain) {
     settleDevices(milliseconds(1900));
     EXPECT_EQ(model->playingOn(), "uid-a");
     EXPECT_EQ(model->outputDeviceUid(), "uid-b") << "it may come back";
-    settleDevices(milliseconds(200));
     EXPECT_TRUE(isChoiceGivenUp());
     EXPECT_FALSE(preferences->contains("outputUID"));
     EXPECT_EQ(model->outputDevices().size(), 1U);
@@ -153,7 +152,7 @@ TEST_F(AppModelTest, AnUnpluggedChoiceIsClearedAndNotTakenUpAgain) {
     EXPECT_EQ(model->playingOn(), "uid-a");
     // A choice that cannot be had is cleared as well.
     model->setOutputDeviceUid("gone");
-    settleDevices(milliseconds(2100));
+    settle();
     EXPECT_TRUE(isChoiceGivenUp());
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("output device unavailable, using the system default: "

@@ -139,10 +139,11 @@ class ModelFixture : public testing::Test {
         mainQueue.advance(time);
         settle();
     }
-    /// Whether the chosen device is given up soon; what is asked of the devices is answered on a thread of
+    /// Whether the chosen device is given up in time; what is asked of the devices is answered on a thread of
     /// their own.
     bool isChoiceGivenUp() {
         return eventually([this] {
+            mainQueue.advance(std::chrono::milliseconds(100));
             runDue();
             return !model->outputDeviceUid();
         });
