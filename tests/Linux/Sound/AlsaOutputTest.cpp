@@ -153,7 +153,10 @@ TEST_F(AlsaOutputTest, TheDefaultIsADeviceLikeAnyOther) {
     EXPECT_EQ(output().setDevice(*device + 1), EBUSY);
     EXPECT_EQ(devices.nominalSampleRate(*device), 48000.0);
     EXPECT_EQ(devices.latencyFrames(*device), 0U);
-    EXPECT_EQ(devices.safetyOffsetFrames(*device), 128U);
+    // A period ahead, and one more for every time that a busy machine was late while it started.
+    const std::uint32_t ahead = devices.safetyOffsetFrames(*device).value_or(0);
+    EXPECT_GE(ahead, 128U);
+    EXPECT_EQ(ahead % 128, 0U);
 }
 
 TEST_F(AlsaOutputTest, EveryFrameIsPlayedOnceAndOnTime) {
