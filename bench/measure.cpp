@@ -131,6 +131,7 @@ class World {
     void press() const { hands_->key(keyboard_, KEY_A, true); }
     void release() const { hands_->key(keyboard_, KEY_A, false); }
     [[nodiscard]] ProcessFigures figures() const { return ProcessFigures::of(program_.id()); }
+    [[nodiscard]] ProcessFigures serverFigures() const { return ProcessFigures::of(sound_.serverId()); }
     [[nodiscard]] const test::TempFolder& home() const { return home_; }
 
   private:
@@ -254,9 +255,20 @@ void printLoad(const char* what, const ProcessFigures& before, const ProcessFigu
 
 void measureLoad(World& world, int seconds) {
     world.launchAndSettle();
+    world.press();
+    world.release();
+    std::this_thread::sleep_for(1s);
     ProcessFigures before = world.figures();
+    ProcessFigures server = world.serverFigures();
+    std::this_thread::sleep_for(8s);
+    printLoad("awake, nobody types", before, world.figures(), 8);
+    printLoad("  the sound server meanwhile", server, world.serverFigures(), 8);
+    std::this_thread::sleep_for(4s);
+    before = world.figures();
+    server = world.serverFigures();
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
-    printLoad("idle", before, world.figures(), seconds);
+    printLoad("asleep", before, world.figures(), seconds);
+    printLoad("  the sound server meanwhile", server, world.serverFigures(), seconds);
     before = world.figures();
     for (const auto end = steady_clock::now() + std::chrono::seconds(seconds); steady_clock::now() < end;) {
         world.press();
@@ -265,6 +277,28 @@ void measureLoad(World& world, int seconds) {
         std::this_thread::sleep_for(50ms);
     }
     printLoad("10 keys a second", before, world.figures(), seconds);
+    world.quit();
+}
+
+/// The sink runs all the while, since somebody listens to it.
+void measureWaking(World& world, int rounds) {
+    MonitorListener listener(sink);
+    world.launchAndSettle();
+    std::vector<double> delays;
+    for (int i = 0; i < rounds; ++i) {
+        std::this_thread::sleep_for(12s);
+        static_cast<void>(listener.take());
+        const nanoseconds pressed = now();
+        world.press();
+        std::this_thread::sleep_for(200ms);
+        const auto begins = listener.take();
+        if (!begins.empty()) {
+            delays.push_back(milliseconds(begins.front() - pressed));
+        }
+        world.release();
+    }
+    printSpread("first press after sleep to sound, ms", delays);
+    std::printf("%-44s %d\n", "first presses without a sound", rounds - static_cast<int>(delays.size()));
     world.quit();
 }
 
@@ -286,6 +320,7 @@ int main(int count, char** words) {
         keysong::bench::measurePress(world, isQuick ? 50 : 500);
         keysong::bench::measureMemory(world, isQuick ? 2 : 10);
         keysong::bench::measureLoad(world, isQuick ? 10 : 60);
+        keysong::bench::measureWaking(world, isQuick ? 3 : 10);
         std::printf("load of the machine: %s before, measured on %u processors\n", before.c_str(),
                     std::thread::hardware_concurrency());
     } catch (const std::exception& error) {

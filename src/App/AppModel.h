@@ -77,6 +77,9 @@ class AppModel final : public AppState {
     [[nodiscard]] std::int64_t lateHits() const override {
         return static_cast<std::int64_t>(services_.engine.lateHits());
     }
+    [[nodiscard]] std::int64_t xruns() const override {
+        return static_cast<std::int64_t>(services_.engine.xruns());
+    }
     void previewSet(const std::string& id) override { sets_.preview(id); }
     void resetStats() override;
     void showSettings() override { services_.windows.showSettings({}); }

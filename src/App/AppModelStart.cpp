@@ -40,6 +40,7 @@ void AppModel::bootstrap() {
     sets_.watchFolders();
     everySecond([this] {
         statsTick();
+        services_.engine.restIfUnused();
         return true;
     });
 }
@@ -55,6 +56,7 @@ void AppModel::makeTap() {
                                           KeyMonitor::shared().record(event);
                                       });
     tap_->afterRawEvent = services_.observeRawEvent;
+    tap_->onInput = [&engine = services_.engine] { engine.noteInput(); };
 }
 
 void AppModel::startTap() {
@@ -67,10 +69,12 @@ void AppModel::startTap() {
         return;
     }
     accessIsPolled_ = false;
+    services_.engine.setListening(true);
     store(live_.hasAccess, true, &AppState::hasAccessChanged);
 }
 
 void AppModel::requireAccess() {
+    services_.engine.setListening(false);
     if (accessIsPolled_) {
         return;
     }

@@ -93,6 +93,8 @@ class AppState : public QObject {
     [[nodiscard]] virtual std::optional<std::string> playingOn() const = 0;
     /// How many sounds were left out since the start, since they would have come too late.
     [[nodiscard]] virtual std::int64_t lateHits() const = 0;
+    /// How often the sound came too late for its device since the start.
+    [[nodiscard]] virtual std::int64_t xruns() const = 0;
 
     // Requests.
     /// Selects the set and plays a short phrase with it, unless another preview comes in between.

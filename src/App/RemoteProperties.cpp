@@ -63,6 +63,7 @@ std::vector<BusProperty> RemoteControl::describeProperties() {
     addAsked("Hotkeys", &AppState::hotkeyWay);
     addAsked("PlayingOn", &AppState::playingOn);
     addAsked("LateHits", &AppState::lateHits);
+    addAsked("Xruns", &AppState::xruns);
     return rows;
 }
 

@@ -114,6 +114,7 @@ void RemoteState::take(const QVariantMap& values) {
     adopt("Hotkeys", hotkeyWay_);
     adopt("PlayingOn", playingOn_);
     adopt("LateHits", lateHits_);
+    adopt("Xruns", xruns_);
     for (const auto& [name, value] : values.asKeyValueRange()) {
         if (const auto request = requests_.find(name); request != requests_.end()) {
             request->second.heard = value; // an older one than the value that shows

@@ -34,6 +34,7 @@ class RemoteState final : public AppState {
     [[nodiscard]] std::string hotkeyWay() const override { return hotkeyWay_; }
     [[nodiscard]] std::optional<std::string> playingOn() const override { return playingOn_; }
     [[nodiscard]] std::int64_t lateHits() const override { return lateHits_; }
+    [[nodiscard]] std::int64_t xruns() const override { return xruns_; }
     void previewSet(const std::string& id) override;
     void resetStats() override;
     /// Ends the program.
@@ -77,6 +78,7 @@ class RemoteState final : public AppState {
     std::string hotkeyWay_;
     std::optional<std::string> playingOn_;
     std::int64_t lateHits_ = 0;
+    std::int64_t xruns_ = 0;
 };
 
 } // namespace keysong

@@ -7,6 +7,14 @@
 
 namespace keysong {
 
+namespace {
+
+/// The output rests after this time without use; and much sooner where no use is to be expected.
+constexpr std::chrono::seconds idleTime{10};
+constexpr std::chrono::milliseconds settlingTime{500};
+
+} // namespace
+
 std::size_t VoiceLanes::laneFor(float pan) noexcept {
     const float x = (pan / KeyPan::stereoWidth + 1.0F) * 0.5F * static_cast<float>(laneCount);
     constexpr float last = laneCount - 1;
@@ -50,6 +58,11 @@ std::optional<Hit> EngineState::resolve(const SoundEvent& event, const Draws& dr
     set->inFlight.fetch_add(1, std::memory_order_relaxed);
     ++scheduling;
     return hit;
+}
+
+bool EngineState::mayRest(std::chrono::nanoseconds now) const noexcept {
+    return running && !resting && scheduling == 0 &&
+           now - lastUse >= (expectsHits() ? idleTime : settlingTime);
 }
 
 bool EngineState::accepts(const SoundEvent& event) const noexcept {

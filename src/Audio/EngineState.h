@@ -6,6 +6,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -79,10 +80,24 @@ struct EngineState {
     float body = 0;
     /// Hits resolved and not yet handed to the mixer.
     std::int32_t scheduling = 0;
+    /// Whether events are to be expected at all: somebody listens to the keyboards.
+    bool listening = true;
+    /// The output rests; the next hit wakes it.
+    bool resting = false;
+    /// When a sound was last asked for, or something happened that a sound may follow soon. Monotonic time.
+    std::chrono::nanoseconds lastUse{0};
 
     /// Turns an event into a hit, or into nothing, which leaves the state untouched. A hit takes a voice,
     /// raises `scheduling` and the set's count. Allocates only for the file name, in verbose mode.
     [[nodiscard]] std::optional<Hit> resolve(const SoundEvent& event, const Draws& draws, bool verbose);
+
+    /// Whether events would be heard.
+    [[nodiscard]] bool expectsHits() const noexcept {
+        return running && listening && !muted && set != nullptr;
+    }
+
+    /// Whether nobody has used the output for so long that it may rest.
+    [[nodiscard]] bool mayRest(std::chrono::nanoseconds now) const noexcept;
 
   private:
     [[nodiscard]] bool accepts(const SoundEvent& event) const noexcept;

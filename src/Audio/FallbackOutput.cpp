@@ -289,6 +289,21 @@ bool FallbackOutput::isRendering() const noexcept {
     return output != nullptr && output->isRendering();
 }
 
+void FallbackOutput::setResting(bool resting) noexcept {
+    if (AudioOutput* const output = active()) {
+        output->setResting(resting);
+    }
+}
+
+std::uint64_t FallbackOutput::xruns() const noexcept {
+    const MutexLock lock(mutex_);
+    std::uint64_t sum = 0;
+    for (const BackEnd& backEnd : backEnds_) {
+        sum += backEnd.output != nullptr ? backEnd.output->xruns() : 0;
+    }
+    return sum;
+}
+
 std::int32_t FallbackOutput::setDevice(std::optional<AudioDeviceId> device) {
     const MutexLock control(controlMutex_);
     const std::size_t rank = wanted_;

@@ -59,6 +59,9 @@ class FallbackOutput final : public AudioOutput {
     [[nodiscard]] Readiness readiness() const override;
     [[nodiscard]] bool isRunning() const noexcept override;
     [[nodiscard]] bool isRendering() const noexcept override;
+    void setResting(bool resting) noexcept override;
+    /// Of all back ends together.
+    [[nodiscard]] std::uint64_t xruns() const noexcept override;
     /// Moves to the device's back end, without a device to the one that should be in use.
     std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
     [[nodiscard]] bool isMovedBySystem() const noexcept override;

@@ -123,6 +123,7 @@ void Mixer::discardAll() noexcept {
     }
     pendingCount_ = 0;
     voices_.discardAll();
+    silent_.store(true, std::memory_order_relaxed);
     tone_.settle();
     limiter_.reset();
 }
@@ -166,7 +167,7 @@ void Mixer::beginHits(const IoCycle& cycle, double nanosecondsPerFrame, std::siz
         if (frame >= end) {
             break;
         }
-        if (early < -static_cast<double>(mostLateNanoseconds)) {
+        if (early < -static_cast<double>(mostLateNanoseconds) && !std::exchange(forgivesOne_, false)) {
             drop(waiting.hit);
             continue;
         }
@@ -218,6 +219,8 @@ void Mixer::render(const IoCycle& cycle, float* left, float* right) noexcept {
         cycle.nanosecondsPerFrame > 0 ? cycle.nanosecondsPerFrame : 1e9 / outputSampleRate_;
     takeSettings();
     takeHits(cycle, nanosecondsPerFrame);
+    forgivesOne_ = cycle.isFirstAfterRest;
+    bool silent = true;
     for (std::size_t start = 0; start < cycle.frameCount; start += VoicePool::maximumChunk) {
         const std::size_t frames = std::min<std::size_t>(cycle.frameCount - start, VoicePool::maximumChunk);
         beginHits(cycle, nanosecondsPerFrame, start, frames);
@@ -230,10 +233,12 @@ void Mixer::render(const IoCycle& cycle, float* left, float* right) noexcept {
             limiter_.recover(frames);
             continue;
         }
+        silent = false;
         applyMasterVolume(left + start, right + start, frames);
         tone_.process(left + start, right + start, frames);
         limiter_.process(left + start, right + start, frames);
     }
+    silent_.store(silent && pendingCount_ == 0, std::memory_order_relaxed);
 }
 
 } // namespace keysong

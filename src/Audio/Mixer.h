@@ -21,7 +21,8 @@ namespace keysong {
 /// off: it fades out within 2 ms while the new one starts at once.
 ///
 /// A hit that could be heard only `mostLateNanoseconds` after its time, or later, is dropped and counted:
-/// what was typed while the render thread stood still would otherwise come out as one bang.
+/// what was typed while the render thread stood still would otherwise come out as one bang. Only the first
+/// hit after the output's rest is played however late: it is the one that woke the output.
 ///
 /// Hits and settings come from any thread, without a lock. The owner keeps the mixer until the output has
 /// stopped, and calls `discardAll` before it goes if anyone still counts hits.
@@ -64,6 +65,9 @@ class Mixer final : public AudioRenderer {
         return lateHits_.load(std::memory_order_relaxed);
     }
 
+    /// Whether nothing sounds, dies away or waits, as of the last period. Any thread, real-time safe.
+    [[nodiscard]] bool isSilent() const noexcept { return silent_.load(std::memory_order_relaxed); }
+
     /// Computes what depends on the output's rate, in Hz. Settings are in force at once. Only while not
     /// rendering; allocates.
     void prepare(double outputSampleRate);
@@ -96,11 +100,14 @@ class Mixer final : public AudioRenderer {
     std::atomic<float> makeupGain_ = 0;
     std::atomic<bool> toneConnected_ = true;
     std::atomic<std::uint64_t> lateHits_ = 0;
+    std::atomic<bool> silent_ = true;
 
     // The render thread's own.
     double outputSampleRate_ = bufferSampleRate;
     std::array<PendingHit, HitQueue::capacity> pending_;
     std::size_t pendingCount_ = 0;
+    /// The next late hit is played: it woke the output.
+    bool forgivesOne_ = false;
     float volume_ = 1;
     float volumeTarget_ = 1;
     float volumePerFrame_ = 0;

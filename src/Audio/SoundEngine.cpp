@@ -78,6 +78,9 @@ void SoundEngine::play(const SoundEvent& event) {
     {
         const MutexLock lock(mutex_);
         hit = state_.resolve(event, draws, verbose);
+        if (hit) {
+            wake(entry);
+        }
     }
     if (!hit) {
         return;
@@ -94,12 +97,50 @@ void SoundEngine::play(const SoundEvent& event) {
     }
 }
 
+void SoundEngine::wake(std::chrono::nanoseconds now) {
+    state_.lastUse = now;
+    if (std::exchange(state_.resting, false)) {
+        output_.setResting(false);
+    }
+}
+
+void SoundEngine::noteInput() {
+    const std::chrono::nanoseconds now = clock_.now();
+    const MutexLock lock(mutex_);
+    if (state_.expectsHits()) {
+        wake(now);
+    }
+}
+
+void SoundEngine::setListening(bool listening) {
+    const std::chrono::nanoseconds now = clock_.now();
+    const MutexLock lock(mutex_);
+    state_.listening = listening;
+    if (state_.expectsHits()) {
+        wake(now);
+    }
+}
+
+void SoundEngine::restIfUnused() {
+    const std::chrono::nanoseconds now = clock_.now();
+    const MutexLock lock(mutex_);
+    if (state_.mayRest(now) && mixer_.isSilent()) {
+        state_.resting = true;
+        // Under the lock, so that a hit cannot wake the output before it rests.
+        output_.setResting(true);
+    }
+}
+
 void SoundEngine::load(std::shared_ptr<const SoundSet> set) {
     const std::string id = set->manifest().id;
     auto loaded = std::make_shared<LoadedSet>(std::move(set));
     {
+        const std::chrono::nanoseconds now = clock_.now();
         const MutexLock lock(mutex_);
         state_.set.swap(loaded);
+        if (state_.expectsHits()) {
+            wake(now);
+        }
     }
     log.notice("engine loaded set %{public}s", id);
     if (loaded != nullptr) {
@@ -142,7 +183,8 @@ void SoundEngine::setVolume(float volume) {
 }
 
 bool SoundEngine::isPlaying() const {
-    return snapshot().running && output_.isRendering();
+    const EngineState state = snapshot();
+    return state.running && (state.resting || output_.isRendering());
 }
 
 float SoundEngine::volume() const {
@@ -151,8 +193,13 @@ float SoundEngine::volume() const {
 }
 
 void SoundEngine::setMuted(bool muted) {
+    const std::chrono::nanoseconds now = clock_.now();
     const MutexLock lock(mutex_);
+    const bool unmutes = state_.muted && !muted;
     state_.muted = muted;
+    if (unmutes && state_.expectsHits()) {
+        wake(now);
+    }
 }
 
 void SoundEngine::setSpatial(bool spatial) {

@@ -69,7 +69,8 @@ using OutputReport = std::function<void(const std::optional<std::string>& failur
 ///
 /// A fixed mixer of sixteen voices feeds one output. Any thread but the render thread may call any
 /// operation, `play` included. Once started the engine runs until it is destroyed, apart from the short stops
-/// of a device switch.
+/// of a device switch. The output behind it rests while nobody needs it (`restIfUnused`), which changes
+/// nothing of what the engine says of itself.
 ///
 /// Work on the output can take as long as a sound server takes to answer. It runs on the control queue.
 /// `requestStart` and `requestOutputDevice` return at once. `start`, `setOutputDevice` and
@@ -108,6 +109,16 @@ class SoundEngine {
     /// only in verbose mode. Holds a lock for a few fields. Real-time safe except for that lock.
     void play(const SoundEvent& event);
 
+    /// Notes that somebody uses the machine: a key, a button or the pointer moved. An output at rest wakes
+    /// up, so that it is awake when a sound is due. Any thread; as `play` otherwise.
+    void noteInput();
+    /// Whether anybody listens to the keyboards; without that the output need not wait for a hit.
+    void setListening(bool listening);
+    /// Lets the output rest when it has been silent and nobody has used it for ten seconds, or for half a
+    /// second while no event would be heard. To be called about every second; an engine for which nobody does
+    /// never rests. Never waits.
+    void restIfUnused();
+
     /// Master volume, limited to 0...1. What sounds follows within 10 ms.
     void setVolume(float volume);
     [[nodiscard]] float volume() const;
@@ -140,13 +151,15 @@ class SoundEngine {
     [[nodiscard]] std::optional<std::string> currentOutputDeviceUid();
     /// The UID of the device that the sound comes from, none before the first start. Never waits.
     [[nodiscard]] std::optional<std::string> activeOutputDeviceUid() const;
-    /// Whether the output runs and asks for periods. Never waits.
+    /// Whether the output runs and asks for periods, or rests until a hit comes. Never waits.
     [[nodiscard]] bool isPlaying() const;
     /// Puts the output back where it belongs 0.3 s after the last of a burst of calls.
     void recover();
 
     /// How many hits were dropped since the engine was made, since they could only have been heard too late.
     [[nodiscard]] std::uint64_t lateHits() const noexcept { return mixer_.lateHits(); }
+    /// How often the output came too late for its device. Never waits.
+    [[nodiscard]] std::uint64_t xruns() const noexcept { return output_.xruns(); }
 
     /// The state as it is now, for diagnostics and tests.
     [[nodiscard]] EngineState snapshot() const;
@@ -168,6 +181,9 @@ class SoundEngine {
             return isSystems ? std::nullopt : device;
         }
     };
+
+    /// Notes that a sound is due soon, and wakes the output.
+    void wake(std::chrono::nanoseconds now) KEYSONG_REQUIRES(mutex_);
 
     /// Runs the operation and tells what came of it. Control queue, as are the next three.
     static void report(const OutputReport& done, const std::function<void()>& operation);
@@ -194,6 +210,8 @@ class SoundEngine {
     void startOutput();
     /// Starts the output if it can; lets hits through if it runs then.
     void startOutputIfPossible();
+    /// Takes down whether hits reach the output, now that it was started or is to be stopped.
+    void noteRunning(bool runs) KEYSONG_REQUIRES(mutex_);
     /// Lets hits through, now that the output runs on `device`, and logs it.
     void finishStart(std::optional<AudioDeviceId> device);
     void logStartLine(std::optional<AudioDeviceId> device) const;

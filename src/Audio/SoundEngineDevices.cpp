@@ -182,7 +182,14 @@ void SoundEngine::startOutputIfPossible() {
     }
     const bool runs = output_.isRunning();
     const MutexLock lock(mutex_);
+    noteRunning(runs);
+}
+
+void SoundEngine::noteRunning(bool runs) {
     state_.running = runs;
+    state_.lastUse = clock_.now();
+    state_.resting = false;
+    output_.setResting(false); // it may have been sent to rest while it was started
 }
 
 void SoundEngine::applyBufferFrameSize() {
@@ -198,7 +205,7 @@ void SoundEngine::finishStart(std::optional<AudioDeviceId> device) {
     std::optional<std::string> uid = uidOf(device);
     {
         const MutexLock lock(mutex_);
-        state_.running = true;
+        noteRunning(true);
         state_.activeUid.swap(uid);
     }
     logStartLine(device);
@@ -255,7 +262,7 @@ std::optional<std::string> SoundEngine::currentOutputDeviceUid() {
 void SoundEngine::retarget(const Target& target) {
     {
         const MutexLock lock(mutex_);
-        state_.running = false;
+        noteRunning(false);
     }
     drainScheduling();
     output_.stop();

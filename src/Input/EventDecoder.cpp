@@ -66,6 +66,7 @@ std::optional<SoundEvent> EventDecoder::decode(RawEventType type, const RawEvent
         return decodeMediaKey(event);
     case RawEventType::scrollWheel:
         return decodeScroll(event);
+    case RawEventType::pointerMotion:
     case RawEventType::tapDisabledByTimeout:
     case RawEventType::tapDisabledByUserInput:
         break;

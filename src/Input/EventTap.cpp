@@ -101,6 +101,9 @@ void EventTap::handle(const RawEvent& event) {
     case RawEventType::tapDisabledByUserInput:
         handleDisabled("user input");
         return;
+    case RawEventType::pointerMotion:
+        noteInput(event);
+        return;
     default:
         break;
     }
@@ -110,8 +113,15 @@ void EventTap::handle(const RawEvent& event) {
     if (const auto decoded = decoder_.decode(event.type, event)) {
         onEvent_(*decoded);
     }
+    noteInput(event);
     if (afterRawEvent) {
         afterRawEvent(event);
+    }
+}
+
+void EventTap::noteInput(const RawEvent& event) const {
+    if (onInput && event.sourceState == hardwareSourceState) {
+        onInput();
     }
 }
 

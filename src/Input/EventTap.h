@@ -54,6 +54,9 @@ class EventTap {
     RawEventHandler onRawEvent;
     /// Called on the service thread for every raw event after its sound event, if any. Set before `start`.
     RawEventHandler afterRawEvent;
+    /// Called on the service thread after each sign that somebody uses the machine: every event of the
+    /// hardware, sounding or not, and the pointer's motion. Set before `start`.
+    std::function<void()> onInput;
 
     /// Creates the tap and its thread; returns once the thread is set up. Does nothing when running.
     /// Throws `EventTapError`; nothing is kept then and a later call may succeed.
@@ -68,6 +71,7 @@ class EventTap {
 
     void serve(RunLoop& loop, const std::function<void()>& ready);
     void handle(const RawEvent& event) KEYSONG_EXCLUDES(stateLock_);
+    void noteInput(const RawEvent& event) const;
     void handleDisabled(std::string_view reason) KEYSONG_EXCLUDES(stateLock_);
     void poll() KEYSONG_EXCLUDES(stateLock_);
 

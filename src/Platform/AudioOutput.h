@@ -20,6 +20,8 @@ struct IoCycle {
     double nanosecondsPerFrame = 1e9 / 48000.0;
     /// How many frames to fill, at least 1.
     std::uint32_t frameCount = 0;
+    /// The output rested until this cycle: hits may have waited for it to wake up.
+    bool isFirstAfterRest = false;
 };
 
 /// Fills the output's periods.
@@ -152,6 +154,15 @@ class AudioOutput {
     /// Whether the running output renders: false too while a server that stands still asks for nothing. Any
     /// thread; never waits.
     [[nodiscard]] virtual bool isRendering() const noexcept { return isRunning(); }
+
+    /// Lets a running output rest, or go on. At rest it asks for no periods, costs nothing and lets the
+    /// device behind it sleep; it stays running to whoever asks, and moves with its device. Every start
+    /// begins without rest. Takes effect soon after. Any thread but the render thread; never waits.
+    virtual void setResting(bool resting) noexcept = 0;
+
+    /// How often the output came too late for its device since it was made, as far as the back end can tell.
+    /// Any thread.
+    [[nodiscard]] virtual std::uint64_t xruns() const noexcept { return 0; }
 
     /// Points the output at a device: a stopped one at any, a running one at the device that it is on
     /// already, where the system may have moved it. Such a call does not interrupt the sound; it only keeps

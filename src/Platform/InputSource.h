@@ -56,7 +56,7 @@ class InputTap {
 };
 
 /// Called for every raw event, on the thread that serves the tap's run loop. It must return quickly and
-/// must not throw. Besides events it receives the two tap-disabled notices.
+/// must not throw. Besides events it receives the notices: of pointer motion, and that the tap was disabled.
 using RawEventHandler = std::function<void(const RawEvent&)>;
 
 /// The machine's input: who may listen, and the taps that do.

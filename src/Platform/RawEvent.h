@@ -19,6 +19,9 @@ enum class RawEventType : std::uint32_t {
     scrollWheel = 22,
     otherMouseDown = 25,
     otherMouseUp = 26,
+    /// Not an event: somebody moves the pointer. Told at most every tenth of a second, whatever the mask
+    /// says.
+    pointerMotion = 0xFFFFFFFD,
     /// Not an event: the system switched the tap off because its handler was slow.
     tapDisabledByTimeout = 0xFFFFFFFE,
     /// Not an event: the system switched the tap off on the user's account (devices revoked, suspended).

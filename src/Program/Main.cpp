@@ -5,6 +5,7 @@
 #include "Input/InputDevTest.h"
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Log/LogSinks.h"
+#include "Linux/Sound/AudioOutputFactories.h"
 #include "Linux/System/Heap.h"
 #include "Linux/System/Utf8Characters.h"
 #include "Program/Application.h"
@@ -56,6 +57,7 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
         return print("keysong " KEYSONG_VERSION "\n");
     }
     keepHeapSmall();
+    introduceToSoundServers();
     Machine machine;
     const auto sink = makeLogSink(machine.places);
     Logger::setSink(sink.get());

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <utility>
 
 namespace keysong {
 
@@ -107,6 +108,7 @@ void VirtualOutput::start() {
     stop(); // a halted thread may not have ended yet
     failStartAsTold();
     stopping_ = false;
+    resting_ = false;
     try {
         thread_ = threads_.start({"com.orlen.keysong.virtual", "virtual", ThreadPriority::userInteractive},
                                  [this] { serve(); });
@@ -132,6 +134,14 @@ void VirtualOutput::stop() noexcept {
     }
 }
 
+void VirtualOutput::setResting(bool resting) noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        resting_ = resting;
+    }
+    wake_.notify_all();
+}
+
 void VirtualOutput::serve() {
     const std::uint32_t frames = frames_;
     std::vector<float> left(frames);
@@ -139,13 +149,21 @@ void VirtualOutput::serve() {
     const double period = frames * nanosecondsPerFrame;
     std::chrono::nanoseconds origin = clock_.now();
     std::int64_t cycle = 0;
+    bool rested = false;
     std::unique_lock lock(mutex_);
     while (!stopping_) {
+        if (resting_) {
+            wake_.wait(lock, [this] { return stopping_ || !resting_; });
+            origin = clock_.now();
+            cycle = 0;
+            rested = true;
+            continue;
+        }
         const auto start =
             origin + std::chrono::nanoseconds(std::llround(static_cast<double>(cycle) * period));
         const auto now = clock_.now();
         if (now < start) {
-            wake_.wait_for(lock, start - now, [this] { return stopping_; });
+            wake_.wait_for(lock, start - now, [this] { return stopping_ || resting_; });
             continue;
         }
         if (now - start > longestCatchUp) {
@@ -153,10 +171,11 @@ void VirtualOutput::serve() {
             cycle = 0;
             continue;
         }
-        // The mutex guards the wish to stop alone; nobody but `stop` ever wants it.
+        // The mutex guards the wishes to stop and to rest alone; hardly anybody ever wants it.
         lock.unlock();
         if (renderer_ != nullptr) {
-            renderer_->render({start.count(), nanosecondsPerFrame, frames}, left.data(), right.data());
+            renderer_->render({start.count(), nanosecondsPerFrame, frames, std::exchange(rested, false)},
+                              left.data(), right.data());
         }
         lock.lock();
         ++cycle;
@@ -167,6 +186,8 @@ void SteppedOutput::start() {
     if (!running_) {
         failStartAsTold();
         running_ = true;
+        resting_ = false;
+        rested_ = false;
     }
 }
 
@@ -174,8 +195,11 @@ void SteppedOutput::step() {
     left_.assign(frames_, 0.0F);
     right_.assign(frames_, 0.0F);
     const auto start = std::llround(static_cast<double>(position_) * nanosecondsPerFrame);
-    if (running_ && renderer_ != nullptr) {
-        renderer_->render({start, nanosecondsPerFrame, frames_}, left_.data(), right_.data());
+    if (resting_) {
+        rested_ = true;
+    } else if (running_ && renderer_ != nullptr) {
+        renderer_->render({start, nanosecondsPerFrame, frames_, std::exchange(rested_, false)}, left_.data(),
+                          right_.data());
     }
     position_ += frames_;
 }

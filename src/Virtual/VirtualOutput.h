@@ -40,6 +40,8 @@ class BuiltInOutput : public AudioOutput {
     [[nodiscard]] double sampleRate() const override { return rate; }
     [[nodiscard]] Readiness readiness() const override { return readiness_; }
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
+    void setResting(bool resting) noexcept override { resting_ = resting; }
+    [[nodiscard]] bool isResting() const noexcept { return resting_; }
     std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;
     void setConfigurationChangeHandler(std::function<void()> handler) override;
@@ -68,6 +70,7 @@ class BuiltInOutput : public AudioOutput {
     AudioRenderer* renderer_ = nullptr;
     std::uint32_t frames_ = 128;
     std::atomic<bool> running_ = false;
+    std::atomic<bool> resting_ = false;
 
   private:
     VirtualDevices devices_;
@@ -87,6 +90,7 @@ class VirtualOutput final : public BuiltInOutput {
 
     void start() override;
     void stop() noexcept override;
+    void setResting(bool resting) noexcept override;
 
   private:
     void halt() noexcept override;
@@ -119,7 +123,7 @@ class SteppedOutput final : public BuiltInOutput, public Clock {
     [[nodiscard]] std::int64_t position() const noexcept { return position_; }
 
     /// Asks for the next period on the calling thread, which stands in for the render thread, and moves the
-    /// timeline on. While stopped the period is silent. The frames stay valid until the next step.
+    /// timeline on. While stopped or at rest the period is silent. The frames stay valid until the next step.
     void step();
     [[nodiscard]] const std::vector<float>& left() const noexcept { return left_; }
     [[nodiscard]] const std::vector<float>& right() const noexcept { return right_; }
@@ -127,6 +131,7 @@ class SteppedOutput final : public BuiltInOutput, public Clock {
   private:
     std::atomic<std::int64_t> now_ = 0;
     std::int64_t position_ = 0;
+    bool rested_ = false;
     std::vector<float> left_;
     std::vector<float> right_;
 };

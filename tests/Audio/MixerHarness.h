@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 namespace keysong::test {
@@ -53,7 +54,7 @@ struct MixerHarness {
     }
 
     void render(std::uint32_t frames = period) {
-        const IoCycle cycle = {now(), nanosecondsPerFrame, frames};
+        const IoCycle cycle = {now(), nanosecondsPerFrame, frames, std::exchange(rested, false)};
         // What the mixer finds there must not matter.
         left.resize(left.size() + frames, 77.0F);
         right.resize(right.size() + frames, 77.0F);
@@ -70,6 +71,8 @@ struct MixerHarness {
 
     Mixer mixer;
     double nanosecondsPerFrame;
+    /// The next period is the first after a rest.
+    bool rested = false;
     std::vector<float> left;
     std::vector<float> right;
     std::atomic<std::uint32_t> inFlight = 0;

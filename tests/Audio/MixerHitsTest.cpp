@@ -186,6 +186,40 @@ TEST(MixerHits, thatComeTooLateAreDroppedAndCounted) {
     EXPECT_EQ(harness.inFlight, 0U);
 }
 
+// It is the one that woke the output, however long that took.
+TEST(MixerHits, OfThoseThatAreTooLateTheFirstAfterARestIsPlayed) {
+    MixerHarness harness;
+    const auto playLate = [&] {
+        for (std::uint32_t voice = 0; voice < 3; ++voice) {
+            ASSERT_TRUE(harness.play(impulse(), voice, 1000.0 * voice - 48'000));
+        }
+        ASSERT_TRUE(harness.play(impulse(), 3, 50)); // and one in time
+    };
+    playLate();
+    harness.rested = true;
+    harness.renderPeriods(2);
+    EXPECT_THAT(soundingFrames(harness.left), testing::ElementsAre(0U, MixerHarness::period + 50));
+    EXPECT_EQ(harness.mixer.lateHits(), 2U);
+    harness.rested = true;
+    harness.renderPeriods(1); // nothing was late: that does not count for later
+    playLate();
+    harness.renderPeriods(2);
+    EXPECT_EQ(harness.mixer.lateHits(), 5U);
+    EXPECT_EQ(harness.inFlight, 0U);
+}
+
+TEST(MixerHits, SilenceIsKnown) {
+    MixerHarness harness;
+    EXPECT_TRUE(harness.mixer.isSilent());
+    ASSERT_TRUE(harness.play(impulse(), 0, 200));
+    harness.render();
+    EXPECT_FALSE(harness.mixer.isSilent()) << "one waits";
+    harness.renderPeriods(2);
+    EXPECT_FALSE(harness.mixer.isSilent()) << "it sounds";
+    harness.renderPeriods(100);
+    EXPECT_TRUE(harness.mixer.isSilent());
+}
+
 // Of what was typed the mixer knows when, and forgets it.
 TEST(MixerHits, leaveNoTimeInMemory) {
     MixerHarness harness;

@@ -42,6 +42,20 @@ TEST_F(EventTapTest, DecodesOnItsOwnThreadAndStartsOnce) {
     EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(0)));
 }
 
+TEST_F(EventTapTest, EveryDeedOfTheHardwareIsInputAndTheSoundComesFirst) {
+    std::vector<std::size_t> soundsBefore;
+    tap.onInput = [&] { soundsBefore.push_back(events.size()); };
+    tap.start();
+    source.deliver(keyDown(0));
+    source.deliver({.type = RawEventType::keyDown, .autorepeat = 1});
+    source.deliver({.type = RawEventType::pointerMotion});
+    EXPECT_THAT(soundsBefore, ElementsAre(1U, 1U, 1U));
+    source.deliver(keyDown(0, softwareSourceState));
+    source.deliver({.type = RawEventType::tapDisabledByTimeout});
+    EXPECT_THAT(soundsBefore, SizeIs(3));
+    EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);
+}
+
 TEST_F(EventTapTest, RawHandlersStandAroundTheSoundAndSeeSoftwareEventsToo) {
     std::vector<std::pair<char, std::size_t>> calls;
     tap.onRawEvent = [&](const RawEvent&) { calls.emplace_back('b', events.size()); };
@@ -52,7 +66,8 @@ TEST_F(EventTapTest, RawHandlersStandAroundTheSoundAndSeeSoftwareEventsToo) {
     source.deliver(keyDown(0, softwareSourceState));
     EXPECT_EQ(calls.size(), 4U);
     EXPECT_EQ(events.size(), 1U);
-    // The tap's own notices are not events.
+    // Neither the tap's own notices nor motion are events.
+    source.deliver({.type = RawEventType::pointerMotion});
     source.deliver({.type = RawEventType::tapDisabledByTimeout});
     EXPECT_EQ(calls.size(), 4U);
     EXPECT_EQ(LogCapture::shared().takeErrors().size(), 1U);

@@ -1,11 +1,15 @@
 #include "Virtual/VirtualOutput.h"
 
 #include "Linux/System/MonotonicClock.h"
+#include "support/Eventually.h"
 #include "support/PlainThreads.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
+#include <thread>
+#include <utility>
 
 namespace keysong {
 namespace {
@@ -59,6 +63,43 @@ TEST(VirtualOutput, CyclesFollowTheNominalTimeline) {
     // A machine that stalls for a tenth of a second starts a new timeline: not all of them may follow.
     EXPECT_GE(onTime, 15);
     EXPECT_EQ(threads.labels().size(), 1U);
+}
+
+TEST(VirtualOutput, ARestLeavesAGapAndIsTold) {
+    /// Waits for the first period after a rest.
+    struct Wakening final : AudioRenderer {
+        void render(const IoCycle& cycle, float*, float*) noexcept override {
+            if (++count == 3) {
+                begun.set_value();
+            }
+            if (cycle.isFirstAfterRest && ++wakenings == 1) {
+                start.set_value(cycle.startNanoseconds);
+            }
+        }
+        std::atomic<int> count = 0;
+        std::atomic<int> wakenings = 0;
+        std::promise<void> begun;
+        std::promise<std::int64_t> start;
+    } renderer;
+    test::PlainThreads threads;
+    const MonotonicClock clock;
+    VirtualOutput output(threads, clock);
+    output.setRenderer(&renderer);
+    output.start();
+    renderer.begun.get_future().wait();
+    output.setResting(true);
+    int before = 0;
+    ASSERT_TRUE(test::eventually([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return std::exchange(before, renderer.count.load()) == renderer.count;
+    }));
+    EXPECT_EQ(renderer.wakenings, 0);
+    const std::int64_t awake = clock.now().count();
+    output.setResting(false);
+    EXPECT_GE(renderer.start.get_future().get(), awake);
+    output.setResting(true);
+    output.stop(); // ends from its sleep
+    EXPECT_EQ(renderer.wakenings, 1);
 }
 
 TEST(SteppedOutput, TimeGoesOnWhileItStandsAndBothSidesAreItsOwn) {

@@ -71,6 +71,7 @@ class GatedOutput final : public AudioOutput, private AudioDevices {
     [[nodiscard]] Readiness readiness() const override { return gated().readiness(); }
     [[nodiscard]] bool isRunning() const noexcept override { return gated().isRunning(); }
     [[nodiscard]] bool isRendering() const noexcept override { return output_.isRendering(); }
+    void setResting(bool resting) noexcept override { output_.setResting(resting); }
     std::int32_t setDevice(std::optional<AudioDeviceId> device) override { return gated().setDevice(device); }
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override {
         return gated().currentDevice();

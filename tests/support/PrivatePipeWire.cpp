@@ -3,6 +3,8 @@
 #include "support/Eventually.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 
 namespace keysong::test {
@@ -107,6 +109,16 @@ ChildProcess PrivatePipeWire::recordMicrophone(const std::string& source) {
 
 bool PrivatePipeWire::unplug(const std::string& sink) {
     return std::system(("pw-cli destroy " + sink + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+std::string PrivatePipeWire::stateOf(const std::string& sink) {
+    const std::string command = "pw-cli info " + sink + " | sed -n 's/.*state: \"\\([a-z]*\\)\".*/\\1/p'";
+    std::array<char, 64> word{};
+    if (FILE* const answer = popen(command.c_str(), "r")) {
+        std::fscanf(answer, "%63s", word.data());
+        pclose(answer);
+    }
+    return word.data();
 }
 
 bool PrivatePipeWire::moveStream(const std::string& sink) {

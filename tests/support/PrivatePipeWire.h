@@ -27,6 +27,8 @@ class PrivatePipeWire {
     void pause() const { server_.pause(); }
     void resume() const { server_.resume(); }
 
+    [[nodiscard]] pid_t serverId() const { return server_.id(); }
+
     /// Adds a sink with this node name, which is then listed last.
     static bool plug(const std::string& sink, const std::string& channels = "FL FR");
     static bool unplug(const std::string& sink);
@@ -36,6 +38,8 @@ class PrivatePipeWire {
     static ChildProcess recordMicrophone(const std::string& source);
     /// Moves our stream to a sink, as the user does in a mixer.
     static bool moveStream(const std::string& sink);
+    /// What the server says of a sink: "running", "idle" or "suspended".
+    static std::string stateOf(const std::string& sink);
     /// Configures the default sink; returns at once.
     static bool setDefault(const std::string& sink);
 

@@ -22,6 +22,9 @@ InputTranslator::Device keyOf(libinput_device* device) {
     return reinterpret_cast<InputTranslator::Device>(device);
 }
 
+/// Motion is told at most so often.
+constexpr std::chrono::milliseconds motionInterval{100};
+
 std::int64_t sourceStateOf(DeviceOrigin origin) {
     return origin == DeviceOrigin::hardware ? hardwareSourceState : softwareSourceState;
 }
@@ -296,8 +299,23 @@ void LibinputTap::handle(libinput_event* event) {
         deadNodes_.push_back(removed->node);
         break;
     }
+    case LIBINPUT_EVENT_POINTER_MOTION:
+    case LIBINPUT_EVENT_POINTER_MOTION_ABSOLUTE:
+    case LIBINPUT_EVENT_TOUCH_DOWN:
+        handleMotion(device);
+        break;
     default:
         break;
+    }
+}
+
+void LibinputTap::handleMotion(libinput_device* device) {
+    const auto now = std::chrono::steady_clock::now();
+    if (originOf(device) == DeviceOrigin::hardware && now - lastMotion_ >= motionInterval) {
+        lastMotion_ = now;
+        RawEvent notice;
+        notice.type = RawEventType::pointerMotion;
+        handler_(notice);
     }
 }
 

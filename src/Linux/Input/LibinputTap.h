@@ -9,6 +9,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -91,6 +92,8 @@ class LibinputTap final : public InputTap {
     void handle(libinput_event* event);
     void handleKey(libinput_event* event, libinput_device* device);
     void handlePointer(libinput_event* event, libinput_device* device);
+    /// The pointer moves, or a finger touches a screen.
+    void handleMotion(libinput_device* device);
     /// What the device holds; nothing when it is not open or some of its events wait to be read.
     [[nodiscard]] std::optional<KeySet> settledKeys(const Device& device) const;
     [[nodiscard]] static DeviceOrigin originOf(libinput_device* device);
@@ -114,6 +117,7 @@ class LibinputTap final : public InputTap {
     std::vector<std::string> deadNodes_;
     /// Keys of virtual keyboards, judged when all that the hardware has delivered is read.
     std::vector<VirtualKey> virtualKeys_;
+    std::chrono::steady_clock::time_point lastMotion_{};
 };
 
 } // namespace keysong

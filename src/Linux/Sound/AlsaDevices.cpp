@@ -40,10 +40,10 @@ void addPcm(snd_ctl_t* control, const snd_ctl_card_info_t* card, int number,
     const std::string id = snd_ctl_card_info_get_id(card);
     device.uid = alsaUid(id, number);
     device.name = joinedName(snd_ctl_card_info_get_name(card), snd_pcm_info_get_name(info.get()));
-    // The card as it is first: nothing stands between, and nothing is added to the delay. The library's
-    // conversions are for cards that speak no form of ours, its mixer for a card that others use through it.
-    device.pcmNames = {alsaPcmName("hw", id, number), alsaPcmName("plughw", id, number),
-                       "plug:{SLAVE=\"" + alsaPcmName("dmix", id, number) + "\"}"};
+    // The library's mixer first: other programs can play on the card at the same time. Where the card cannot
+    // be mixed it is taken as it is, and with the library's conversions where it speaks no form of ours.
+    device.pcmNames = {"plug:{SLAVE=\"" + alsaPcmName("dmix", id, number) + "\"}",
+                       alsaPcmName("hw", id, number), alsaPcmName("plughw", id, number)};
     devices.push_back(std::move(device));
 }
 

@@ -132,8 +132,8 @@ AlsaPcm AlsaOutput::openPcm(const AlsaConfig& config, const AlsaDevices::Device&
         try {
             return AlsaPcm(config, name, frames);
         } catch (const AlsaError& error) {
-            // The first name says best what is wrong with the device.
-            if (!refusal) {
+            // The first name says best what is wrong with the device, unless it is only in use.
+            if (!refusal || error.code() == -EBUSY) {
                 refusal = error;
             }
         }
@@ -204,7 +204,14 @@ void AlsaOutput::setConfigurationChangeHandler(std::function<void()> handler) {
     configurationChanged_ = std::move(handler);
 }
 
-std::uint64_t AlsaOutput::xruns() const {
+void AlsaOutput::setResting(bool resting) noexcept {
+    const MutexLock lock(mutex_);
+    if (stream_ != nullptr) {
+        stream_->setResting(resting);
+    }
+}
+
+std::uint64_t AlsaOutput::xruns() const noexcept {
     const MutexLock lock(mutex_);
     return earlierXruns_ + (stream_ != nullptr ? stream_->xruns() : 0);
 }

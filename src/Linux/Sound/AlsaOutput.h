@@ -35,9 +35,6 @@ class AlsaOutput final : public AudioOutput {
 
     /// Whether there is a device to play to.
     [[nodiscard]] bool canPlay() const { return devices_.defaultOutputDevice().has_value(); }
-    /// How often devices ran dry since this output was made. Any thread.
-    [[nodiscard]] std::uint64_t xruns() const;
-
     [[nodiscard]] const char* backendName() const noexcept override { return "alsa"; }
     void setRenderer(AudioRenderer* renderer) override { renderer_ = renderer; }
     /// Takes effect with the next start.
@@ -51,6 +48,8 @@ class AlsaOutput final : public AudioOutput {
         return canPlay() ? Readiness::ready : Readiness::absent;
     }
     [[nodiscard]] bool isRunning() const noexcept override;
+    void setResting(bool resting) noexcept override;
+    [[nodiscard]] std::uint64_t xruns() const noexcept override;
     /// Keeps to the device until the next call, the default device too. EBUSY while running.
     std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
     [[nodiscard]] std::optional<AudioDeviceId> currentDevice() const override;

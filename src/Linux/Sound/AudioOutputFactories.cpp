@@ -5,6 +5,14 @@
 
 namespace keysong {
 
+void introduceToSoundServers() {
+    // PulseAudio's client reads it, also from within ALSA's plugin, which would name it after itself.
+    setenv("PULSE_PROP",
+           "application.name=Keysong application.id=com.orlen.keysong "
+           "application.icon_name=com.orlen.keysong media.role=event",
+           0);
+}
+
 namespace {
 
 /// A server that is there answers in a few milliseconds; one that starts with the session gets time to find

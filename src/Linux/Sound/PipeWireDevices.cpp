@@ -43,7 +43,7 @@ std::optional<std::string> PipeWireOutput::name(AudioDeviceId device) const {
 }
 
 std::optional<double> PipeWireOutput::nominalSampleRate(AudioDeviceId device) const {
-    const std::uint32_t rate = graphRate_;
+    const std::uint32_t rate = timeline_.graphRate();
     return rate != 0 && node(device) ? std::optional<double>(rate) : std::nullopt;
 }
 
@@ -55,7 +55,7 @@ std::optional<std::uint32_t> PipeWireOutput::latencyFrames(AudioDeviceId device)
         return std::nullopt;
     }
     const double seconds = static_cast<double>(time.delay) * time.rate.num / time.rate.denom;
-    return static_cast<std::uint32_t>(std::clamp(seconds, 0.0, 10.0) * graphRate_);
+    return static_cast<std::uint32_t>(std::clamp(seconds, 0.0, 10.0) * timeline_.graphRate());
 }
 
 std::optional<std::uint32_t> PipeWireOutput::safetyOffsetFrames(AudioDeviceId) const {

@@ -21,17 +21,7 @@ constexpr std::chrono::seconds startLimit{3};
 /// How long a start waits for the first period, which tells the granted size.
 constexpr std::chrono::milliseconds firstPeriodLimit{300};
 constexpr std::uint32_t mostFrames = 8192;
-/// A driver whose clock says something this far from now has another clock.
-constexpr std::int64_t implausibleNanoseconds = 1'000'000'000;
-/// Longer than any period, and than a server on a busy machine stands still.
-constexpr std::int64_t stalledNanoseconds = 1'000'000'000;
 constexpr std::uint32_t channels = 2;
-
-std::int64_t monotonicNow() noexcept {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-}
 
 } // namespace
 
@@ -47,7 +37,8 @@ const pw_stream_events PipeWireOutput::streamEvents = {
     .io_changed =
         [](void* self, std::uint32_t id, void* area, std::uint32_t) noexcept {
             if (id == SPA_IO_Position) {
-                static_cast<PipeWireOutput*>(self)->position_ = static_cast<spa_io_position*>(area);
+                static_cast<PipeWireOutput*>(self)->timeline_.setPosition(
+                    static_cast<spa_io_position*>(area));
             }
         },
     .process = [](void* self) noexcept { static_cast<PipeWireOutput*>(self)->process(); }};
@@ -57,6 +48,18 @@ const pw_stream_events PipeWireOutput::streamEvents = {
 PipeWireOutput::PipeWireOutput()
     : session_(std::make_unique<PipeWireSession>(
           [this](PipeWireSession::Change change) { onSessionChange(change); })) {
+    pw_loop* const loop = pw_thread_loop_get_loop(session_->loop());
+    restSource_ = pw_loop_add_event(
+        loop, [](void* self, std::uint64_t) noexcept { static_cast<PipeWireOutput*>(self)->rest(); }, this);
+    xrunSource_ = pw_loop_add_event(
+        loop, [](void* self, std::uint64_t) noexcept { static_cast<PipeWireOutput*>(self)->answerXruns(); },
+        this);
+    calmTimer_ = pw_loop_add_timer(
+        loop, [](void* self, std::uint64_t) noexcept { static_cast<PipeWireOutput*>(self)->shortenIfCalm(); },
+        this);
+    if (restSource_ == nullptr || xrunSource_ == nullptr || calmTimer_ == nullptr) {
+        throw AudioOutputError("the sound server's loop could not be made");
+    }
     session_->start();
 }
 
@@ -85,12 +88,13 @@ std::int32_t PipeWireOutput::requestBufferFrames(std::uint32_t frames) {
         return EINVAL;
     }
     const PipeWireLock lock(session_->loop());
+    periodLength_.request(frames);
     requestedFrames_ = frames;
     return 0;
 }
 
 std::optional<std::uint32_t> PipeWireOutput::bufferFrames() const {
-    const std::uint32_t granted = grantedFrames_;
+    const std::uint32_t granted = timeline_.grantedFrames();
     return granted != 0 ? granted : requestedFrames_.load();
 }
 
@@ -109,7 +113,7 @@ void PipeWireOutput::start() {
     }
     createStream();
     waitForStream();
-    lastPeriod_ = monotonicNow();
+    timeline_.expectPeriod();
     running_ = true;
     logScheduling();
 }
@@ -131,14 +135,11 @@ Readiness PipeWireOutput::readinessNow() const {
 }
 
 void PipeWireOutput::createStream() {
-    // The server rounds down to a power of two frames of its own rate: by the lowest usual rate it is this
-    // size at 44.1 and 48 kHz, and about this time at higher ones.
-    const std::string latency = std::to_string(requestedFrames_.load()) + "/44100";
     stream_ = pw_stream_new(
         session_->core(), "Keysong",
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
                           "keysong", PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME, "Keysong",
-                          PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency.c_str(),
+                          PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency().c_str(),
                           PW_KEY_APP_ICON_NAME, "com.orlen.keysong",
                           // Of more speakers than two only the front ones click.
                           "channelmix.upmix", "false", pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT,
@@ -149,10 +150,10 @@ void PipeWireOutput::createStream() {
     streamListener_ = {};
     streamState_ = PW_STREAM_STATE_UNCONNECTED;
     streamError_.clear();
-    grantedFrames_ = 0;
     lastLinked_.reset();
     isPointed_ = false;
-    cycleStart_ = 0;
+    isAtRest_ = false;
+    timeline_.reset();
     pw_stream_add_listener(stream_, &streamListener_, &streamEvents, this);
 
     std::array<std::uint8_t, 1024> storage{};
@@ -160,7 +161,7 @@ void PipeWireOutput::createStream() {
     spa_pod_builder_init(&builder, storage.data(), storage.size());
     spa_audio_info_raw format{};
     format.format = SPA_AUDIO_FORMAT_F32P;
-    format.rate = static_cast<std::uint32_t>(streamRate);
+    format.rate = static_cast<std::uint32_t>(PipeWireTimeline::streamRate);
     format.channels = channels;
     format.position[0] = SPA_AUDIO_CHANNEL_FL;
     format.position[1] = SPA_AUDIO_CHANNEL_FR;
@@ -189,7 +190,7 @@ void PipeWireOutput::waitForStream() {
     }
     // The first period tells the granted size; without one soon the requested size stands in for it.
     const auto limit = std::chrono::steady_clock::now() + firstPeriodLimit;
-    while (grantedFrames_ == 0 && std::chrono::steady_clock::now() < limit) {
+    while (timeline_.grantedFrames() == 0 && std::chrono::steady_clock::now() < limit) {
         pw_thread_loop_unlock(session_->loop());
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         pw_thread_loop_lock(session_->loop());
@@ -223,7 +224,65 @@ void PipeWireOutput::destroyStream() noexcept {
         pw_stream_destroy(stream_); // waits for the render thread
         stream_ = nullptr;
     }
-    position_ = nullptr;
+    timeline_.setPosition(nullptr);
+}
+
+void PipeWireOutput::setResting(bool resting) noexcept {
+    restWished_ = resting;
+    if (!resting) {
+        timeline_.expectPeriod();
+    }
+    pw_loop_signal_event(pw_thread_loop_get_loop(session_->loop()), restSource_);
+}
+
+void PipeWireOutput::rest() {
+    const bool resting = restWished_;
+    if (!running_ || resting == isAtRest_) {
+        return;
+    }
+    isAtRest_ = resting;
+    if (!resting) {
+        timeline_.noteRest();
+    }
+    pw_stream_set_active(stream_, !resting);
+}
+
+std::string PipeWireOutput::latency() const {
+    // The server rounds down to a power of two frames of its own rate: by the lowest usual rate it is this
+    // size at 44.1 and 48 kHz, and about this time at higher ones.
+    return std::to_string(periodLength_.frames()) + "/44100";
+}
+
+void PipeWireOutput::answerXruns() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    bool longer = false;
+    for (const std::uint64_t all = timeline_.xruns(); answeredXruns_ < all; ++answeredXruns_) {
+        longer = periodLength_.noteXrun(now) || longer;
+    }
+    if (longer) {
+        applyPeriodLength();
+    }
+}
+
+void PipeWireOutput::shortenIfCalm() {
+    if (periodLength_.noteCalm(std::chrono::steady_clock::now().time_since_epoch())) {
+        applyPeriodLength();
+    } else {
+        session_->setTimer(calmTimer_, periodLength_.nextCalm());
+    }
+}
+
+void PipeWireOutput::applyPeriodLength() {
+    requestedFrames_ = periodLength_.frames();
+    log.notice("the output came too late %{public}u times in all, periods of %{public}u frames from now on",
+               timeline_.xruns(), periodLength_.frames());
+    if (stream_ != nullptr) {
+        const std::string value = latency();
+        const spa_dict_item item = SPA_DICT_ITEM_INIT(PW_KEY_NODE_LATENCY, value.c_str());
+        const spa_dict changed = SPA_DICT_INIT(&item, 1);
+        pw_stream_update_properties(stream_, &changed);
+    }
+    session_->setTimer(calmTimer_, periodLength_.nextCalm());
 }
 
 std::int32_t PipeWireOutput::setDevice(std::optional<AudioDeviceId> device) {
@@ -237,10 +296,6 @@ std::int32_t PipeWireOutput::setDevice(std::optional<AudioDeviceId> device) {
         session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
     }
     return 0;
-}
-
-bool PipeWireOutput::isRendering() const noexcept {
-    return running_ && monotonicNow() - lastPeriod_ < stalledNanoseconds;
 }
 
 std::optional<AudioDeviceId> PipeWireOutput::currentDevice() const {
@@ -337,38 +392,6 @@ void PipeWireOutput::reportChange() {
     }
 }
 
-IoCycle PipeWireOutput::nextCycle(std::uint32_t frames) noexcept {
-    IoCycle cycle;
-    cycle.startNanoseconds = monotonicNow();
-    lastPeriod_.store(cycle.startNanoseconds, std::memory_order_relaxed);
-    cycle.frameCount = frames;
-    const spa_io_position* position = position_;
-    if (position == nullptr || position->clock.duration == 0) {
-        return cycle;
-    }
-    const spa_io_clock& clock = position->clock;
-    grantedFrames_.store(static_cast<std::uint32_t>(clock.duration), std::memory_order_relaxed);
-    graphRate_.store(clock.rate.denom, std::memory_order_relaxed);
-    // The device's own pace, where the graph runs at our rate and the figure makes sense.
-    const double pace =
-        static_cast<double>(clock.next_nsec - clock.nsec) / static_cast<double>(clock.duration);
-    const double nominal = cycle.nanosecondsPerFrame;
-    if (clock.rate.denom == static_cast<std::uint32_t>(streamRate) && pace > nominal * 0.9 &&
-        pace < nominal * 1.1) {
-        cycle.nanosecondsPerFrame = pace;
-    }
-    const auto start = static_cast<std::int64_t>(clock.nsec);
-    if (std::abs(start - cycle.startNanoseconds) < implausibleNanoseconds) {
-        // Where the server asks several times in one of its cycles, each call goes on where the last ended.
-        cycleFrames_ = start == cycleStart_ ? cycleFrames_ : 0;
-        cycleStart_ = start;
-        cycle.startNanoseconds =
-            start + std::llround(static_cast<double>(cycleFrames_) * cycle.nanosecondsPerFrame);
-        cycleFrames_ += frames;
-    }
-    return cycle;
-}
-
 void PipeWireOutput::process() noexcept {
     pw_buffer* buffer = pw_stream_dequeue_buffer(stream_);
     if (buffer == nullptr) {
@@ -385,7 +408,11 @@ void PipeWireOutput::process() noexcept {
     auto* left = static_cast<float*>(data[0].data);
     auto* right = static_cast<float*>(data[1].data);
 
-    const IoCycle cycle = nextCycle(frames);
+    const std::uint64_t xruns = timeline_.xruns();
+    const IoCycle cycle = timeline_.next(frames);
+    if (timeline_.xruns() != xruns) {
+        pw_loop_signal_event(pw_thread_loop_get_loop(session_->loop()), xrunSource_);
+    }
     if (schedulingPolicy_.load(std::memory_order_relaxed) < 0) {
         schedulingPolicy_.store(sched_getscheduler(0) & ~SCHED_RESET_ON_FORK, std::memory_order_relaxed);
     }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "Linux/Sound/PeriodLength.h"
 #include "Linux/Sound/PipeWireSession.h"
+#include "Linux/Sound/PipeWireTimeline.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/DeviceListeners.h"
 
@@ -17,6 +19,9 @@ namespace keysong {
 /// The server may die and come back: the output is then not running, and the configuration-change handler
 /// is called at both moments, on the PipeWire loop's thread with its lock held: it must only hand the news
 /// on. Without a sink `start` fails; the handler tells when one appeared.
+///
+/// On a machine that is too slow for the periods asked for they get longer until it is calm (`PeriodLength`).
+/// At rest the stream is inactive: the server leaves it out of the graph.
 class PipeWireOutput final : public AudioOutput, private AudioDevices {
   public:
     /// Tries to reach a server at once. Throws `AudioOutputError` only when the client library fails.
@@ -31,13 +36,15 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void setRenderer(AudioRenderer* renderer) override { renderer_ = renderer; }
     std::int32_t requestBufferFrames(std::uint32_t frames) override;
     [[nodiscard]] std::optional<std::uint32_t> bufferFrames() const override;
-    [[nodiscard]] double sampleRate() const override { return streamRate; }
+    [[nodiscard]] double sampleRate() const override { return PipeWireTimeline::streamRate; }
     void start() override;
     void stop() noexcept override;
     /// Preparing while there is no sink or no session manager.
     [[nodiscard]] Readiness readiness() const override;
     [[nodiscard]] bool isRunning() const noexcept override { return running_; }
-    [[nodiscard]] bool isRendering() const noexcept override;
+    [[nodiscard]] bool isRendering() const noexcept override { return running_ && timeline_.isMoving(); }
+    void setResting(bool resting) noexcept override;
+    [[nodiscard]] std::uint64_t xruns() const noexcept override { return timeline_.xruns(); }
     /// Pins the stream to the device until the next call, or takes the pin away. A running stream moves by
     /// itself. What somebody chose for the stream since, in a mixer, stands until the next call.
     std::int32_t setDevice(std::optional<AudioDeviceId> device) override;
@@ -47,7 +54,6 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     [[nodiscard]] AudioDevices& devices() override { return *this; }
 
   private:
-    static constexpr double streamRate = 48000;
     static const pw_stream_events streamEvents;
 
     // The device list.
@@ -75,17 +81,26 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void onSessionChange(PipeWireSession::Change change);
     void onStreamState(pw_stream_state state, const char* error);
     void reportChange();
+    /// On the loop's thread: does what `setResting` wished last.
+    void rest();
+    /// On the loop's thread: looks whether the periods should be longer, or shorter again.
+    void answerXruns();
+    void shortenIfCalm();
+    void applyPeriodLength();
+    [[nodiscard]] std::string latency() const;
     /// The readiness with the lock held.
     [[nodiscard]] Readiness readinessNow() const;
     /// Render thread.
     void process() noexcept;
-    [[nodiscard]] IoCycle nextCycle(std::uint32_t frames) noexcept;
 
     AudioRenderer* renderer_ = nullptr;
     std::function<void()> configurationChanged_;
     DeviceListeners listeners_;
 
+    PeriodLength periodLength_;
+    /// Its frames, for every thread.
     std::atomic<std::uint32_t> requestedFrames_ = 128;
+    std::uint64_t answeredXruns_ = 0;
     /// Node name of the pinned device; empty follows the default.
     std::string pinned_;
     pw_stream* stream_ = nullptr;
@@ -99,19 +114,19 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     bool schedulingLogged_ = false;
 
     std::atomic<bool> running_ = false;
-    std::atomic<spa_io_position*> position_ = nullptr;
-    std::atomic<std::uint32_t> grantedFrames_ = 0;
-    std::atomic<std::uint32_t> graphRate_ = 0;
-    /// When the last period was asked for, on the monotonic clock.
-    std::atomic<std::int64_t> lastPeriod_ = 0;
-    // The render thread's own: the server's cycle that was begun last, and how much of it was delivered.
-    std::int64_t cycleStart_ = 0;
-    std::uint64_t cycleFrames_ = 0;
+    std::atomic<bool> restWished_ = false;
+    /// Whether the stream was made inactive. With the lock.
+    bool isAtRest_ = false;
+    PipeWireTimeline timeline_;
     /// -1 until the render thread has said how it is scheduled.
     std::atomic<int> schedulingPolicy_ = -1;
 
     /// Last to come, first to go: its thread calls into all of the above.
     std::unique_ptr<PipeWireSession> session_;
+    // Its loop's, which frees them.
+    spa_source* restSource_ = nullptr;
+    spa_source* xrunSource_ = nullptr;
+    spa_source* calmTimer_ = nullptr;
 };
 
 } // namespace keysong

@@ -210,9 +210,14 @@ void PipeWireSession::retryLater() {
 }
 
 void PipeWireSession::retryIn(std::chrono::milliseconds delay) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(delay);
-    timespec time{seconds.count(), std::chrono::nanoseconds(delay - seconds).count()};
-    pw_loop_update_timer(pw_thread_loop_get_loop(loop()), timer_, &time, nullptr, false);
+    setTimer(timer_, std::chrono::steady_clock::now().time_since_epoch() + delay);
+}
+
+void PipeWireSession::setTimer(spa_source* timer, std::optional<std::chrono::nanoseconds> time) {
+    const std::chrono::nanoseconds at = time.value_or(std::chrono::nanoseconds(0)); // 0 disarms
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(at);
+    timespec value{seconds.count(), (at - seconds).count()};
+    pw_loop_update_timer(pw_thread_loop_get_loop(loop()), timer, &value, nullptr, true);
 }
 
 void PipeWireSession::onTimer() {

@@ -90,6 +90,9 @@ class PipeWireSession {
     /// The node name of the default sink; empty while unknown.
     [[nodiscard]] const std::string& defaultSink() const { return defaultSink_; }
 
+    /// Lets a timer of the loop go off at a time of the monotonic clock, or not at all.
+    void setTimer(spa_source* timer, std::optional<std::chrono::nanoseconds> time);
+
     /// Points one of our streams at a sink by its node name; an empty name takes that back.
     void setTarget(std::uint32_t streamNode, const std::string& sinkName);
 
