@@ -33,7 +33,10 @@ class PacedPcm {
 
   private:
     PacedPcm();
-    ~PacedPcm() { close(timer_); }
+    ~PacedPcm() {
+        close(timer_);
+        PacedCard::shared().countOpen(-1);
+    }
 
     static PacedPcm& of(snd_pcm_ioplug_t* plugin) { return *static_cast<PacedPcm*>(plugin->private_data); }
     static const snd_pcm_ioplug_callback_t callbacks;
@@ -142,6 +145,7 @@ const snd_pcm_ioplug_callback_t PacedPcm::callbacks = {
 #pragma GCC diagnostic pop
 
 PacedPcm::PacedPcm() : timer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
+    PacedCard::shared().countOpen(1);
     plugin_.version = SND_PCM_IOPLUG_VERSION;
     plugin_.name = "A card made of software";
     plugin_.callback = &callbacks;

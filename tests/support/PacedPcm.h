@@ -47,15 +47,18 @@ class PacedCard {
     /// All frames that it was given, as floats, channel by channel within the frame.
     [[nodiscard]] std::vector<float> played() const;
     [[nodiscard]] int timesPrepared() const { return prepared_; }
+    [[nodiscard]] bool isOpen() const { return open_ > 0; }
 
     // For the PCM.
     void keep(float sample);
     void countPrepare() { ++prepared_; }
+    void countOpen(int change) { open_ += change; }
 
   private:
     mutable std::mutex mutex_;
     std::vector<float> played_;
     std::atomic<int> prepared_ = 0;
+    std::atomic<int> open_ = 0;
 };
 
 } // namespace keysong::test

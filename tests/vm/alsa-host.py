@@ -59,6 +59,8 @@ def check(condition, text):
 check("play-test failed: no permission to use the sound device" in console, "the right to the card")
 check(re.findall(r"^device (\S+?)\|.*\|2$", console, re.M)[:2] == ["alsa:default", "alsa:Intel,0"], "first list")
 check(console.count("device alsa:Audio,0|") >= 1 and "came: alsa:Audio,0" in console, "the card that came")
+check("came: asleep" in console and "lent 1" in console and "shared 1" in console, "the card at rest")
+print(*re.findall(r"^the card was lent.*$", console, re.M))
 check("came: lost" in console, "the card that went")
 played = re.findall(r"^played (\d+) on (\S+) period (\d+) ahead (\d+) latency (\d+) xruns (\d+)$", console, re.M)
 check([row[:3] for row in played] == [("60", "alsa:Intel,0", "128"), ("40", "alsa:Audio,0", "128"),

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <optional>
 #include <string>
@@ -41,7 +43,7 @@ class Player {
 
     bool run(const std::string& card, const std::string& other) {
         list();
-        if (!play(card, 60) || !waitFor(other, [&] { return find(other).has_value(); })) {
+        if (!play(card, 60) || !rest() || !waitFor(other, [&] { return find(other).has_value(); })) {
             return false;
         }
         list();
@@ -109,6 +111,34 @@ class Player {
                     static_cast<int>(devices.latencyFrames(*device).value_or(0)),
                     static_cast<unsigned>(output_.xruns() - before));
         return true;
+    }
+
+    /// Lets the card sleep, and plays on it again.
+    bool rest() {
+        output_.setResting(true);
+        const bool slept = waitFor("asleep " + cardState(), [] { return cardState() == "closed"; });
+        // Another program may have it now.
+        const bool lent = std::system("aplay -q -D plughw:0 -d 1 -f dat /dev/zero") == 0;
+        const auto asked = clock_.now();
+        output_.setResting(false);
+        const bool woke = waitFor("awake", [] { return cardState() == "RUNNING"; });
+        std::printf("the card was lent %d and ran again after %d ms\n", lent ? 1 : 0,
+                    static_cast<int>(std::chrono::duration_cast<milliseconds>(clock_.now() - asked).count()));
+        // And at the same time.
+        const bool shared = std::system("aplay -q -D plug:dmix:0 -d 1 -f dat /dev/zero") == 0;
+        std::printf("shared %d\n", shared ? 1 : 0);
+        return slept && lent && woke && shared && output_.isRunning();
+    }
+
+    /// What the kernel says of the first card's PCM.
+    static std::string cardState() {
+        std::ifstream status("/proc/asound/card0/pcm0p/sub0/status");
+        std::string word;
+        status >> word;
+        if (word == "state:") {
+            status >> word;
+        }
+        return word;
     }
 
     void schedule(int clicks) {

@@ -79,29 +79,36 @@ void AlsaOutput::start() {
     if (isRunning()) {
         return;
     }
-    stop();
+    const MutexLock control(controlMutex_);
+    endStream(takeStream());
     const auto id = currentDevice();
     const auto device = id ? devices_.find(*id) : std::nullopt;
     if (!device) {
         throw AudioOutputError(isShutOut(deviceFolder_) ? AlsaError::text(-EACCES)
                                                         : "there is no sound device to play to");
     }
+    startOn(*device, false);
+}
+
+void AlsaOutput::startOn(const AlsaDevices::Device& device, bool isAfterRest) {
     std::unique_ptr<AlsaStream> stream;
     try {
-        stream = open(*device);
+        stream = open(device, isAfterRest);
     } catch (const AlsaError& error) {
         throw AudioOutputError(error.what());
     } catch (const std::system_error& error) {
         throw AudioOutputError(error.what());
     }
-    logStart(*stream);
-    devices_.setStream(AlsaDevices::Stream{device->id, AlsaPcm::rate, stream->latencyFrames(),
+    if (!isAfterRest) {
+        logStart(*stream);
+    }
+    devices_.setStream(AlsaDevices::Stream{device.id, AlsaPcm::rate, stream->latencyFrames(),
                                            stream->filledFrames() - stream->pcm().periodFrames()});
     bool lost = false;
     {
         const MutexLock lock(mutex_);
         stream_ = std::move(stream);
-        streamUid_ = device->uid;
+        streamUid_ = device.uid;
         lost = !stream_->isRunning();
     }
     if (lost) {
@@ -109,13 +116,13 @@ void AlsaOutput::start() {
     }
 }
 
-std::unique_ptr<AlsaStream> AlsaOutput::open(const AlsaDevices::Device& device) {
+std::unique_ptr<AlsaStream> AlsaOutput::open(const AlsaDevices::Device& device, bool isAfterRest) {
     const AlsaConfig config;
     for (std::uint32_t frames = requestedFrames_;; frames *= periodGrowth) {
         try {
             return std::make_unique<AlsaStream>(
                 openPcm(config, device, frames),
-                AlsaStream::Services{threads_, clock_, renderer_, [this] { watch_->wake(); }});
+                AlsaStream::Services{threads_, clock_, renderer_, [this] { watch_->wake(); }, isAfterRest});
         } catch (const AlsaError& error) {
             // It ran dry over and over: some sound servers cannot be fed in short periods.
             if (error.code() != -EPIPE || frames * periodGrowth > longestGrown) {
@@ -152,14 +159,21 @@ void AlsaOutput::logStart(const AlsaStream& stream) {
 }
 
 void AlsaOutput::stop() noexcept {
-    std::unique_ptr<AlsaStream> stream;
-    {
-        const MutexLock lock(mutex_);
-        stream = std::move(stream_);
-        if (stream != nullptr) {
-            earlierXruns_ += stream->xruns();
-        }
+    const MutexLock control(controlMutex_);
+    endStream(takeStream());
+}
+
+std::unique_ptr<AlsaStream> AlsaOutput::takeStream() noexcept {
+    const MutexLock lock(mutex_);
+    restWished_ = false;
+    isResting_ = false;
+    if (stream_ != nullptr) {
+        earlierXruns_ += stream_->xruns();
     }
+    return std::move(stream_);
+}
+
+void AlsaOutput::endStream(std::unique_ptr<AlsaStream> stream) noexcept {
     if (stream != nullptr) {
         devices_.setStream(std::nullopt);
         stream.reset();
@@ -169,7 +183,45 @@ void AlsaOutput::stop() noexcept {
 
 bool AlsaOutput::isRunning() const noexcept {
     const MutexLock lock(mutex_);
-    return stream_ != nullptr && stream_->isRunning();
+    return isResting_ || (stream_ != nullptr && stream_->isRunning());
+}
+
+void AlsaOutput::setResting(bool resting) noexcept {
+    {
+        const MutexLock lock(mutex_);
+        restWished_ = resting;
+    }
+    watch_->wake();
+}
+
+void AlsaOutput::rest() {
+    const MutexLock control(controlMutex_);
+    std::string uid;
+    std::unique_ptr<AlsaStream> ended;
+    {
+        const MutexLock lock(mutex_);
+        const bool runs = stream_ != nullptr && stream_->isRunning();
+        if (restWished_ == isResting_ || (restWished_ && !runs)) {
+            return;
+        }
+        isResting_ = restWished_;
+        uid = streamUid_;
+        if (isResting_) {
+            earlierXruns_ += stream_->xruns();
+            ended = std::move(stream_);
+        }
+    }
+    if (ended != nullptr) {
+        endStream(std::move(ended));
+        return;
+    }
+    try {
+        const auto device = devices_.find(uid);
+        startOn(device ? *device : throw AudioOutputError(AlsaError::text(-ENODEV)), true);
+    } catch (const AudioOutputError& error) {
+        log.notice("the output did not wake up: %{public}s", error.what());
+        reportChange();
+    }
 }
 
 std::int32_t AlsaOutput::setDevice(std::optional<AudioDeviceId> device) {
@@ -190,7 +242,8 @@ std::optional<AudioDeviceId> AlsaOutput::currentDevice() const {
     std::string uid;
     {
         const MutexLock lock(mutex_);
-        uid = stream_ != nullptr && stream_->isRunning() ? streamUid_ : chosenUid_;
+        const bool runs = isResting_ || (stream_ != nullptr && stream_->isRunning());
+        uid = runs ? streamUid_ : chosenUid_;
     }
     if (uid.empty()) {
         return devices_.defaultOutputDevice();
@@ -202,13 +255,6 @@ std::optional<AudioDeviceId> AlsaOutput::currentDevice() const {
 void AlsaOutput::setConfigurationChangeHandler(std::function<void()> handler) {
     const MutexLock lock(mutex_);
     configurationChanged_ = std::move(handler);
-}
-
-void AlsaOutput::setResting(bool resting) noexcept {
-    const MutexLock lock(mutex_);
-    if (stream_ != nullptr) {
-        stream_->setResting(resting);
-    }
 }
 
 std::uint64_t AlsaOutput::xruns() const noexcept {
@@ -229,6 +275,7 @@ void AlsaOutput::logXruns() {
 }
 
 AlsaWatch::NextLook AlsaOutput::woken() {
+    rest();
     std::optional<int> error;
     {
         const MutexLock lock(mutex_);

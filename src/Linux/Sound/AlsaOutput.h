@@ -26,6 +26,8 @@ namespace keysong {
 /// the configuration-change handler is called; it is also called when devices come and go. A sound
 /// server that comes back is noticed within two seconds. The handler runs
 /// on the watch's thread and must only hand the news on.
+///
+/// At rest the device is closed: it can sleep, and belongs to others. The watch's thread closes and opens it.
 class AlsaOutput final : public AudioOutput {
   public:
     /// Looks for devices at once, and starts to watch `deviceFolder`/snd for cards that come and go.
@@ -57,8 +59,13 @@ class AlsaOutput final : public AudioOutput {
     [[nodiscard]] AudioDevices& devices() override { return devices_; }
 
   private:
+    /// Starts on the device. Throws `AudioOutputError`.
+    void startOn(const AlsaDevices::Device& device, bool isAfterRest) KEYSONG_REQUIRES(controlMutex_);
+    /// Closes the stream; null when there is none. The caller frees it.
+    [[nodiscard]] std::unique_ptr<AlsaStream> takeStream() noexcept;
+    void endStream(std::unique_ptr<AlsaStream> stream) noexcept KEYSONG_REQUIRES(controlMutex_);
     /// Plays on the device, in longer periods where it cannot be fed in those asked for.
-    [[nodiscard]] std::unique_ptr<AlsaStream> open(const AlsaDevices::Device& device);
+    [[nodiscard]] std::unique_ptr<AlsaStream> open(const AlsaDevices::Device& device, bool isAfterRest);
     /// Opens the device by the first of its names that works.
     [[nodiscard]] static AlsaPcm openPcm(const AlsaConfig& config, const AlsaDevices::Device& device,
                                          std::uint32_t frames);
@@ -67,6 +74,8 @@ class AlsaOutput final : public AudioOutput {
     // On the watch's thread.
     AlsaWatch::NextLook lookAgain();
     AlsaWatch::NextLook woken();
+    /// Does what `setResting` wished last. What fails is told as a change: the output does not run then.
+    void rest() KEYSONG_EXCLUDES(controlMutex_, mutex_);
     [[nodiscard]] AlsaWatch::NextLook nextLook() const;
     void reportChange();
 
@@ -78,13 +87,19 @@ class AlsaOutput final : public AudioOutput {
     bool schedulingLogged_ = false;
     AlsaDevices devices_;
 
+    /// Held over starts and stops, those of the watch's thread among them. Taken before the other mutex.
+    Mutex controlMutex_;
     mutable Mutex mutex_;
     std::function<void()> configurationChanged_ KEYSONG_GUARDED_BY(mutex_);
     /// The device that was chosen; empty follows the default.
     std::string chosenUid_ KEYSONG_GUARDED_BY(mutex_);
-    /// Replaced by control operations alone.
+    /// Replaced under the control mutex alone.
     std::unique_ptr<AlsaStream> stream_ KEYSONG_GUARDED_BY(mutex_);
+    /// The device of the stream, or of the rest.
     std::string streamUid_ KEYSONG_GUARDED_BY(mutex_);
+    bool restWished_ KEYSONG_GUARDED_BY(mutex_) = false;
+    /// It runs, but for the device that is closed meanwhile.
+    bool isResting_ KEYSONG_GUARDED_BY(mutex_) = false;
     std::uint64_t earlierXruns_ KEYSONG_GUARDED_BY(mutex_) = 0;
     std::uint64_t loggedXruns_ KEYSONG_GUARDED_BY(mutex_) = 0;
 

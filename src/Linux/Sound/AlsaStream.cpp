@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
-#include <utility>
 
 namespace keysong {
 
@@ -59,14 +58,14 @@ FileDescriptor makeEvent() {
 AlsaStream::AlsaStream(AlsaPcm pcm, Services services)
     : pcm_(std::move(pcm)), services_(std::move(services)),
       frames_(pcm_.format(), pcm_.channels(), pcm_.periodFrames()), left_(pcm_.periodFrames()),
-      right_(pcm_.periodFrames()), timeline_(AlsaPcm::rate, pcm_.periodFrames()), wishEvent_(makeEvent()),
+      right_(pcm_.periodFrames()), timeline_(AlsaPcm::rate, pcm_.periodFrames()), stopEvent_(makeEvent()),
       startedEvent_(makeEvent()), fill_(periodsAhead * pcm_.periodFrames()) {
     const int count = snd_pcm_poll_descriptors_count(pcm_.get());
     if (count <= 0) {
         throw AlsaError("waiting for the device", count < 0 ? count : -EINVAL);
     }
     descriptors_.resize(1 + static_cast<std::size_t>(count));
-    descriptors_[0] = {wishEvent_.get(), POLLIN, 0};
+    descriptors_[0] = {stopEvent_.get(), POLLIN, 0};
     thread_ = services_.threads.start({"com.orlen.keysong.alsa", "alsa", ThreadPriority::userInteractive},
                                       [this] { serve(); });
     pollfd started{startedEvent_.get(), POLLIN, 0};
@@ -85,13 +84,8 @@ AlsaStream::~AlsaStream() {
 
 void AlsaStream::stop() noexcept {
     stopping_ = true;
-    signal(wishEvent_);
+    signal(stopEvent_);
     thread_.join();
-}
-
-void AlsaStream::setResting(bool resting) noexcept {
-    restWished_ = resting;
-    signal(wishEvent_);
 }
 
 std::optional<std::uint32_t> AlsaStream::latencyFrames() const noexcept {
@@ -104,13 +98,10 @@ void AlsaStream::serve() noexcept {
     policy_ = sched_getscheduler(0) & ~SCHED_RESET_ON_FORK;
     int result = beginPlaying();
     while (!stopping_) {
-        if (result >= 0 && restWished_) {
-            result = rest();
-        }
         if (result >= 0) {
             result = waitForRoom();
         }
-        if (result >= 0 && !stopping_ && !restWished_) {
+        if (result >= 0 && !stopping_) {
             result = playPeriod();
         }
         if (result < 0) {
@@ -148,25 +139,12 @@ int AlsaStream::beginPlaying() noexcept {
     return snd_pcm_state(pcm_.get()) == SND_PCM_STATE_PREPARED ? snd_pcm_start(pcm_.get()) : 0;
 }
 
-int AlsaStream::rest() noexcept {
-    snd_pcm_drop(pcm_.get());
-    while (restWished_ && !stopping_) {
-        pause(std::nullopt);
-    }
-    if (stopping_) {
-        return 0;
-    }
-    rested_ = true;
-    const int result = snd_pcm_prepare(pcm_.get());
-    return result < 0 ? result : beginPlaying();
-}
-
 int AlsaStream::playPeriod() noexcept {
     if (outrunsTime()) {
         return -ETIME;
     }
     IoCycle cycle = timeline_.advance(roomTime());
-    cycle.isFirstAfterRest = std::exchange(rested_, false);
+    cycle.isFirstAfterRest = services_.isAfterRest && cycles_ == 0;
     if (services_.renderer != nullptr) {
         services_.renderer->render(cycle, left_.data(), right_.data());
         frames_.fill(left_.data(), right_.data());
@@ -187,7 +165,7 @@ int AlsaStream::playPeriod() noexcept {
 
 int AlsaStream::waitForRoom() noexcept {
     const std::int64_t begin = nowNanoseconds();
-    for (bool woken = false; !stopping_ && !restWished_; woken = true) {
+    for (bool woken = false; !stopping_; woken = true) {
         const snd_pcm_sframes_t room = usableRoom();
         if (room < 0 || room >= wantedRoom()) {
             return static_cast<int>(std::min<snd_pcm_sframes_t>(room, 0));
@@ -235,26 +213,16 @@ int AlsaStream::waitForDevice() noexcept {
     if (ready < 0) {
         return errno == EINTR ? 0 : -errno;
     }
-    takeWish();
     // Plugins need to hear of their events to take them back; what they say comes out as room.
     unsigned short events = 0;
     return snd_pcm_poll_descriptors_revents(pcm_.get(), own, static_cast<unsigned>(filled), &events);
 }
 
-void AlsaStream::pause(std::optional<std::chrono::nanoseconds> time) noexcept {
-    pollfd wish{wishEvent_.get(), POLLIN, 0};
-    timespec limit{};
-    if (time) {
-        limit = {static_cast<time_t>(time->count() / second), static_cast<long>(time->count() % second)};
-    }
-    ::ppoll(&wish, 1, time ? &limit : nullptr, nullptr);
-    takeWish();
-}
-
-void AlsaStream::takeWish() noexcept {
-    // What is wished stands in the flags. The event must not wake the thread twice.
-    eventfd_t count = 0;
-    eventfd_read(wishEvent_.get(), &count);
+void AlsaStream::pause(std::chrono::nanoseconds time) noexcept {
+    pollfd stop{stopEvent_.get(), POLLIN, 0};
+    const timespec limit{static_cast<time_t>(time.count() / second),
+                         static_cast<long>(time.count() % second)};
+    ::ppoll(&stop, 1, &limit, nullptr);
 }
 
 std::int64_t AlsaStream::roomTime() noexcept {

@@ -23,8 +23,7 @@ namespace keysong {
 ///
 /// Two periods are kept ahead of the device. When it runs dry twice within a minute, one more period is kept
 /// from then on, up to the whole of its buffer: a machine that cannot keep the shortest delay gets a steady
-/// sound instead. A device that goes, fails or stands still ends the render thread. At rest the device is
-/// stopped and the render thread sleeps.
+/// sound instead. A device that goes, fails or stands still ends the render thread.
 ///
 /// Owned by one thread at a time; what is atomic can be asked by any.
 class AlsaStream {
@@ -38,6 +37,8 @@ class AlsaStream {
         /// Called on the render thread as the last thing it does when it ends by itself. Must only pass the
         /// news on.
         std::function<void()> onEnd;
+        /// The first period is the first after a rest.
+        bool isAfterRest = false;
     };
 
     /// Fills the buffer with silence, starts the device and returns once the first period was rendered.
@@ -49,8 +50,6 @@ class AlsaStream {
     AlsaStream& operator=(const AlsaStream&) = delete;
 
     [[nodiscard]] bool isRunning() const noexcept { return running_; }
-    /// Stops the device, or starts it again, soon after. Any thread; never waits.
-    void setResting(bool resting) noexcept;
     /// Why the render thread ended by itself: a negative number as ALSA's functions return it, else 0.
     [[nodiscard]] int error() const noexcept { return error_; }
     /// How often the device ran dry.
@@ -69,10 +68,8 @@ class AlsaStream {
     // All of these run on the render thread. Those that return a number follow ALSA: negative is an error.
     void serve() noexcept;
     [[nodiscard]] int beginPlaying() noexcept;
-    /// Keeps the device stopped until the stream is to go on, and starts it then.
-    [[nodiscard]] int rest() noexcept;
     [[nodiscard]] int playPeriod() noexcept;
-    /// Waits until a period can be written, or the stream is to stop or to rest.
+    /// Waits until a period can be written, or the stream is to stop.
     [[nodiscard]] int waitForRoom() noexcept;
     [[nodiscard]] int waitForDevice() noexcept;
     [[nodiscard]] snd_pcm_sframes_t usableRoom() noexcept;
@@ -89,9 +86,8 @@ class AlsaStream {
     void keepMore() noexcept;
     void measureLatency() noexcept;
     [[nodiscard]] bool outrunsTime() const noexcept;
-    /// Waits so long, or without a time for ever, or until something else is wished of the stream.
-    void pause(std::optional<std::chrono::nanoseconds> time) noexcept;
-    void takeWish() noexcept;
+    /// Waits so long, or until the stream is to stop.
+    void pause(std::chrono::nanoseconds time) noexcept;
     [[nodiscard]] std::int64_t nowNanoseconds() const noexcept { return services_.clock.now().count(); }
 
     AlsaPcm pcm_;
@@ -100,10 +96,9 @@ class AlsaStream {
     std::vector<float> left_;
     std::vector<float> right_;
     AlsaTimeline timeline_;
-    /// Something else is wished: to stop, to rest or to go on.
-    FileDescriptor wishEvent_;
+    FileDescriptor stopEvent_;
     FileDescriptor startedEvent_;
-    /// The wish event, then the device's own.
+    /// The stop event, then the device's own.
     std::vector<pollfd> descriptors_;
 
     // The render thread's own.
@@ -113,11 +108,9 @@ class AlsaStream {
     std::int64_t lastXrun_ = 0;
     std::uint64_t cycles_ = 0;
     std::uint32_t failedStarts_ = 0;
-    bool rested_ = false;
 
     std::atomic<std::uint32_t> fill_;
     std::atomic<bool> stopping_ = false;
-    std::atomic<bool> restWished_ = false;
     std::atomic<bool> running_ = true;
     std::atomic<int> error_ = 0;
     std::atomic<std::uint64_t> xruns_ = 0;
