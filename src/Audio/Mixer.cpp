@@ -20,25 +20,46 @@ constexpr float volumeLimit = 64;
 /// would otherwise become many times as expensive just before it ends.
 class FlushTinyNumbers {
   public:
-#if defined(__x86_64__)
-    FlushTinyNumbers() noexcept : before_(__builtin_ia32_stmxcsr()) {
-        constexpr unsigned flushResults = 0x8000;
-        constexpr unsigned flushOperands = 0x0040;
-        __builtin_ia32_ldmxcsr(before_ | flushResults | flushOperands);
-    }
-    ~FlushTinyNumbers() {
-        __builtin_ia32_ldmxcsr(before_);
-    }
-
-  private:
-    unsigned before_;
-
-  public:
-#else
-    FlushTinyNumbers() noexcept = default;
-#endif
+    FlushTinyNumbers() noexcept : before_(control()) { setControl(before_ | flushBits); }
+    ~FlushTinyNumbers() { setControl(before_); }
     FlushTinyNumbers(const FlushTinyNumbers&) = delete;
     FlushTinyNumbers& operator=(const FlushTinyNumbers&) = delete;
+
+  private:
+#if defined(__x86_64__)
+    using Word = unsigned;
+    /// Results that would be too small, and operands that are.
+    static constexpr Word flushBits = 0x8000 | 0x0040;
+    static Word control() noexcept {
+        return __builtin_ia32_stmxcsr();
+    }
+    static void setControl(Word word) noexcept {
+        __builtin_ia32_ldmxcsr(word);
+    }
+#elif defined(__aarch64__)
+    using Word = std::uint64_t;
+    /// FZ of FPCR: operands and results.
+    static constexpr Word flushBits = 1U << 24U;
+    static Word control() noexcept {
+        Word word = 0;
+        __asm__ volatile("mrs %0, fpcr" : "=r"(word));
+        return word;
+    }
+    static void setControl(Word word) noexcept {
+        // The clobber keeps loads and stores of samples on their side of it.
+        __asm__ volatile("msr fpcr, %0" : : "r"(word) : "memory");
+    }
+#else
+    using Word = unsigned;
+    static constexpr Word flushBits = 0;
+    static Word control() noexcept {
+        return 0;
+    }
+    static void setControl(Word) noexcept {
+    }
+#endif
+
+    Word before_;
 };
 
 } // namespace
@@ -214,7 +235,7 @@ void Mixer::takeSettings() noexcept {
 }
 
 void Mixer::render(const IoCycle& cycle, float* left, float* right) noexcept {
-    [[maybe_unused]] const FlushTinyNumbers flush; // empty on other processors
+    const FlushTinyNumbers flush;
     const double nanosecondsPerFrame =
         cycle.nanosecondsPerFrame > 0 ? cycle.nanosecondsPerFrame : 1e9 / outputSampleRate_;
     takeSettings();

@@ -430,6 +430,18 @@ TEST(MixerSettings, aLoudBlowTurnsTheRestDownForAWhile) {
     EXPECT_LT(greatestJump({harness.left.begin() + 400, harness.left.end()}), 0.001F);
 }
 
+TEST(MixerSettings, tinyNumbersCountAsNothing) {
+    std::vector<float> frames(1000, 1e-40F);
+    frames.front() = 0.5F;
+    const SampleBuffer buffer(frames);
+    MixerHarness harness;
+    ASSERT_TRUE(harness.play(buffer));
+    harness.renderPeriods(9);
+    EXPECT_EQ(soundingFrames(harness.left).size(), 1U);
+    volatile float tiny = 1e-40F;
+    EXPECT_NE(tiny * 0.5F, 0.0F) << "outside the mixer they count again";
+}
+
 // Whether they add up to infinity on one side, on the other, or to no number at all.
 TEST(MixerSettings, absurdSamplesStayWithinFullScaleAndLeaveNoTrace) {
     const SampleBuffer absurd(std::vector<float>(500, std::numeric_limits<float>::max()));
