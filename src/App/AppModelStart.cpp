@@ -47,14 +47,15 @@ void AppModel::bootstrap() {
 
 void AppModel::makeTap() {
     // On the event-tap thread. The sound comes first: what the others cost would be latency.
-    tap_ = std::make_unique<EventTap>(services_.input, services_.threads,
-                                      [&stats = *stats_, &engine = services_.engine](SoundEvent event) {
-                                          engine.play(event);
-                                          if (event.kind() == SoundEvent::Kind::keyDown) {
-                                              stats.increment();
-                                          }
-                                          KeyMonitor::shared().record(event);
-                                      });
+    tap_ = std::make_unique<EventTap>(
+        services_.input, services_.threads,
+        [&stats = *stats_, &engine = services_.engine](SoundEvent event, std::chrono::nanoseconds time) {
+            engine.play(event, time);
+            if (event.kind() == SoundEvent::Kind::keyDown) {
+                stats.increment();
+            }
+            KeyMonitor::shared().record(event);
+        });
     tap_->afterRawEvent = services_.observeRawEvent;
     tap_->onInput = [&engine = services_.engine] { engine.noteInput(); };
 }

@@ -17,6 +17,16 @@ namespace {
 /// How often replaced sets are looked at while one still sounds.
 constexpr std::chrono::milliseconds releaseInterval(250);
 
+/// A time that lies further back was not read from the engine's clock. Everything nearer is believed: what
+/// was typed while the machine or the program stood still, and comes in all at once when it goes on, must be
+/// known as late, since the mixer drops what is (`Mixer::mostLateNanoseconds`).
+constexpr std::chrono::minutes oldestTime(1);
+
+/// When the event happened: as its source says if that can be, otherwise now.
+std::chrono::nanoseconds trueTime(std::chrono::nanoseconds told, std::chrono::nanoseconds now) {
+    return told > std::chrono::nanoseconds(0) && told <= now && now - told <= oldestTime ? told : now;
+}
+
 /// The event as it stands in the play log.
 std::string labelOf(const SoundEvent& event) {
     switch (event.kind()) {
@@ -69,9 +79,9 @@ SoundEngine::~SoundEngine() {
     mixer_.discardAll();
 }
 
-void SoundEngine::play(const SoundEvent& event) {
+void SoundEngine::play(const SoundEvent& event, std::chrono::nanoseconds time) {
     // First of all: the sound is placed a fixed time after this.
-    const std::chrono::nanoseconds entry = clock_.now();
+    const std::chrono::nanoseconds asked = trueTime(time, clock_.now());
     const Draws draws = random_.next();
     const bool verbose = verboseLogging();
     std::optional<Hit> hit;
@@ -85,7 +95,7 @@ void SoundEngine::play(const SoundEvent& event) {
     if (!hit) {
         return;
     }
-    if (!mixer_.schedule({entry.count(), hit->voice, hit->buffer, hit->rate, hit->volume, hit->inFlight})) {
+    if (!mixer_.schedule({asked.count(), hit->voice, hit->buffer, hit->rate, hit->volume, hit->inFlight})) {
         hit->inFlight->fetch_sub(1, std::memory_order_release);
     }
     {

@@ -107,7 +107,11 @@ class SoundEngine {
 
     /// Plays the event if it should sound. Never fails and never waits for the control queue. Allocates
     /// only in verbose mode. Holds a lock for a few fields. Real-time safe except for that lock.
-    void play(const SoundEvent& event);
+    ///
+    /// `time` is when the event happened, by the engine's clock, from which the sound's constant delay
+    /// counts: a thread that was woken late makes no sound late if the hit still gets into its period. 0 is
+    /// now.
+    void play(const SoundEvent& event, std::chrono::nanoseconds time = std::chrono::nanoseconds(0));
 
     /// Notes that somebody uses the machine: a key, a button or the pointer moved. An output at rest wakes
     /// up, so that it is awake when a sound is due. Any thread; as `play` otherwise.

@@ -2,7 +2,6 @@
 
 #include "Shared/Log.h"
 
-#include <chrono>
 #include <future>
 #include <utility>
 
@@ -111,7 +110,7 @@ void EventTap::handle(const RawEvent& event) {
         onRawEvent(event);
     }
     if (const auto decoded = decoder_.decode(event.type, event)) {
-        onEvent_(*decoded);
+        onEvent_(*decoded, event.time);
     }
     noteInput(event);
     if (afterRawEvent) {

@@ -6,6 +6,7 @@
 #include "Shared/Mutex.h"
 #include "Shared/SoundEvent.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -40,7 +41,8 @@ class EventTapError : public std::runtime_error {
 /// "com.orlen.keysong.eventtap". Destruction stops and joins that thread; it must not happen there.
 class EventTap {
   public:
-    using EventHandler = std::function<void(SoundEvent)>;
+    /// A sound event, and when it happened (`RawEvent::time`).
+    using EventHandler = std::function<void(SoundEvent, std::chrono::nanoseconds)>;
 
     /// `source` and `threads` outlive the tap. `onEvent` is called for every decoded event on the service
     /// thread; it must be quick and must not throw.

@@ -84,7 +84,8 @@ int InputDevTest::run(std::span<const std::string_view> arguments) {
         return 1;
     }
     SeenTypes seen;
-    EventTap tap(source_, threads_, [](SoundEvent event) { std::puts(describe(event).c_str()); });
+    EventTap tap(source_, threads_,
+                 [](SoundEvent event, std::chrono::nanoseconds) { std::puts(describe(event).c_str()); });
     tap.onRawEvent = [&seen](const RawEvent& event) { printRaw(seen, event); };
     try {
         tap.start();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 namespace keysong {
@@ -73,7 +74,8 @@ inline constexpr std::int64_t scrollPhaseBegan = 1;
 inline constexpr std::int64_t auxiliaryControlSubtype = 8;
 
 /// One raw input event as an input source delivers it: a plain value with the fields that the decoder
-/// reads. It holds no text, no position and no time: nothing of what is typed but the key code.
+/// reads. It holds no text and no position: nothing of what is typed but the key code. Its time places the
+/// sound and serves nothing else: whoever gets the event must not keep, log or show the time.
 ///
 /// Copying and reading are safe on any thread and in real time.
 struct RawEvent {
@@ -94,6 +96,9 @@ struct RawEvent {
     std::int64_t scrollPhaseOrSubtype = 0;
     std::int64_t momentumPhase = 0;
     std::int64_t data1 = 0;
+    /// When it happened, by the machine's monotonic clock (`Clock`). 0 where the source does not know that to
+    /// the microsecond, or has held the event back itself: then the sound counts from its arrival.
+    std::chrono::nanoseconds time{0};
 
     /// The value of one field, 0 for a field that this event does not carry.
     [[nodiscard]] std::int64_t integerField(RawEventField field) const noexcept;

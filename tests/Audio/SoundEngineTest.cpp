@@ -67,6 +67,36 @@ TEST_F(SoundEngineTest, AHitIsHeardAndMutedOrStoppedItIsNot) {
     EXPECT_TRUE(isAudible());
 }
 
+TEST_F(SoundEngineTest, AHitCountsFromItsOwnTimeWhereThatCanBe) {
+    load("one");
+    engine->start();
+    clock.advance(std::chrono::minutes(2));
+    const auto frames = [](int count) { return std::chrono::nanoseconds(count * 1'000'000'000LL / 48000); };
+    // When the event happened, as it is told to an engine that is 100 frames into a period, and the frame of
+    // the next period at which it is heard; none when it is dropped.
+    struct Row {
+        std::chrono::nanoseconds time;
+        std::optional<std::ptrdiff_t> heard;
+    };
+    const auto arrival = clock.now() + frames(100);
+    for (const Row& row :
+         {Row{arrival - frames(60), 40}, Row{std::chrono::nanoseconds(0), 100}, Row{arrival - frames(99), 1},
+          Row{arrival + milliseconds(1), 100}, Row{arrival - milliseconds(20), 0},
+          Row{arrival - milliseconds(100), std::nullopt}, Row{arrival - std::chrono::seconds(61), 100}}) {
+        SCOPED_TRACE((arrival - row.time).count());
+        const auto shift = clock.now() + frames(100) - arrival;
+        clock.advance(frames(100));
+        engine->play(SoundEvent::keyDown(0), row.time.count() == 0 ? row.time : row.time + shift);
+        clock.advance(frames(128) - frames(100));
+        render(1);
+        const auto first = std::ranges::find_if(output.left, [](float frame) { return frame != 0; });
+        EXPECT_EQ(first == output.left.end() ? std::nullopt : std::optional(first - output.left.begin()),
+                  row.heard);
+        render(20);
+    }
+    EXPECT_EQ(engine->lateHits(), 1U);
+}
+
 TEST_F(SoundEngineTest, DrawsAreMadeForEveryEventAndTheVolumeIsHeard) {
     load("one");
     engine->start();

@@ -24,7 +24,11 @@ class EventTapTest : public testing::Test {
     test::FakeInputSource source;
     test::PlainThreads threads;
     std::vector<SoundEvent> events;
-    EventTap tap{source, threads, [this](SoundEvent event) { events.push_back(event); }};
+    std::vector<std::chrono::nanoseconds> times;
+    EventTap tap{source, threads, [this](SoundEvent event, std::chrono::nanoseconds time) {
+                     events.push_back(event);
+                     times.push_back(time);
+                 }};
 
     void expectNoStart(EventTapError::Kind kind) {
         EXPECT_THAT([this] { tap.start(); },
@@ -38,8 +42,11 @@ TEST_F(EventTapTest, DecodesOnItsOwnThreadAndStartsOnce) {
     EXPECT_EQ(source.tapsCreated, 1);
     EXPECT_EQ(source.mask, 0x6405C1EU);
     EXPECT_THAT(threads.labels(), ElementsAre("com.orlen.keysong.eventtap"));
-    source.deliver(keyDown(0));
+    RawEvent event = keyDown(0);
+    event.time = std::chrono::microseconds(5);
+    source.deliver(event);
     EXPECT_THAT(events, ElementsAre(SoundEvent::keyDown(0)));
+    EXPECT_THAT(times, ElementsAre(event.time));
 }
 
 TEST_F(EventTapTest, EveryDeedOfTheHardwareIsInputAndTheSoundComesFirst) {

@@ -20,8 +20,9 @@ bool isMouseButton(std::uint16_t code) {
 
 } // namespace
 
-RawEvent InputTranslator::event(RawEventType type, std::int64_t sourceState) const {
+RawEvent InputTranslator::event(RawEventType type, std::int64_t sourceState, Time time) const {
     RawEvent result;
+    result.time = time;
     result.type = type;
     result.sourceState = sourceState;
     result.flags = flags(sourceState);
@@ -44,7 +45,7 @@ std::uint64_t InputTranslator::flags(std::int64_t sourceState) const {
 }
 
 void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t linuxCode,
-                          std::int32_t value) {
+                          std::int32_t value, Time time) {
     const KeyMeaning meaning = keyMeaningOf(linuxCode);
     const bool repeats = value == 2;
     const bool pressed = value != 0;
@@ -53,22 +54,22 @@ void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t
         return;
     case KeyMeaning::Kind::modifier:
         if (value == 1) {
-            pressModifier(devices_[device], linuxCode, sourceState);
+            pressModifier(devices_[device], linuxCode, sourceState, time);
         } else if (value == 0) {
-            releaseModifier(devices_[device], linuxCode);
+            releaseModifier(devices_[device], linuxCode, time);
         }
         return;
     case KeyMeaning::Kind::capsLock:
         if (value == 1) {
             bool& on = sourceState == hardwareSourceState ? hardwareCapsLock_ : softwareCapsLock_;
             on = !on;
-            RawEvent result = event(RawEventType::flagsChanged, sourceState);
+            RawEvent result = event(RawEventType::flagsChanged, sourceState, time);
             result.keycode = meaning.code;
             emit_(result);
         }
         return;
     case KeyMeaning::Kind::media: {
-        RawEvent result = event(RawEventType::systemDefined, sourceState);
+        RawEvent result = event(RawEventType::systemDefined, sourceState, time);
         result.scrollPhaseOrSubtype = auxiliaryControlSubtype;
         result.data1 = std::int64_t{meaning.code} << 16 | (pressed ? 0x0A00 : 0x0B00) | (repeats ? 1 : 0);
         emit_(result);
@@ -77,25 +78,26 @@ void InputTranslator::key(Device device, std::int64_t sourceState, std::uint16_t
     case KeyMeaning::Kind::key:
         break;
     }
-    RawEvent result = event(pressed ? RawEventType::keyDown : RawEventType::keyUp, sourceState);
+    RawEvent result = event(pressed ? RawEventType::keyDown : RawEventType::keyUp, sourceState, time);
     result.keycode = meaning.code;
     result.autorepeat = repeats ? 1 : 0;
     emit_(result);
 }
 
-void InputTranslator::pressModifier(DeviceState& state, std::uint16_t linuxCode, std::int64_t sourceState) {
+void InputTranslator::pressModifier(DeviceState& state, std::uint16_t linuxCode, std::int64_t sourceState,
+                                    Time time) {
     const bool isHeld = std::any_of(state.modifiers.begin(), state.modifiers.end(),
                                     [&](const HeldModifier& held) { return held.linuxCode == linuxCode; });
     if (isHeld) {
         return;
     }
     state.modifiers.push_back({linuxCode, sourceState});
-    RawEvent result = event(RawEventType::keyDown, sourceState);
+    RawEvent result = event(RawEventType::keyDown, sourceState, time);
     result.keycode = keyMeaningOf(linuxCode).code;
     emit_(result);
 }
 
-void InputTranslator::releaseModifier(DeviceState& state, std::uint16_t linuxCode) {
+void InputTranslator::releaseModifier(DeviceState& state, std::uint16_t linuxCode, Time time) {
     const auto held =
         std::find_if(state.modifiers.begin(), state.modifiers.end(),
                      [&](const HeldModifier& candidate) { return candidate.linuxCode == linuxCode; });
@@ -104,12 +106,12 @@ void InputTranslator::releaseModifier(DeviceState& state, std::uint16_t linuxCod
     }
     const std::int64_t sourceState = held->sourceState;
     state.modifiers.erase(held);
-    RawEvent result = event(RawEventType::keyUp, sourceState);
+    RawEvent result = event(RawEventType::keyUp, sourceState, time);
     result.keycode = keyMeaningOf(linuxCode).code;
     emit_(result);
 }
 
-void InputTranslator::button(std::int64_t sourceState, std::uint16_t linuxCode, bool pressed) {
+void InputTranslator::button(std::int64_t sourceState, std::uint16_t linuxCode, bool pressed, Time time) {
     if (!isMouseButton(linuxCode)) {
         return;
     }
@@ -119,7 +121,7 @@ void InputTranslator::button(std::int64_t sourceState, std::uint16_t linuxCode, 
     } else if (linuxCode == BTN_RIGHT) {
         type = pressed ? RawEventType::rightMouseDown : RawEventType::rightMouseUp;
     }
-    emit_(event(type, sourceState));
+    emit_(event(type, sourceState, time));
 }
 
 void InputTranslator::wheel(Device device, std::int64_t sourceState, double steps120, Time time) {
@@ -134,14 +136,14 @@ void InputTranslator::wheel(Device device, std::int64_t sourceState, double step
         return;
     }
     state.wheelSteps -= notches * stepsPerNotch;
-    RawEvent result = event(RawEventType::scrollWheel, sourceState);
+    RawEvent result = event(RawEventType::scrollWheel, sourceState, time);
     result.lineDelta = static_cast<std::int64_t>(notches);
     emit_(result);
 }
 
-void InputTranslator::fingers(Device device, std::int64_t sourceState, double points, bool ends) {
+void InputTranslator::fingers(Device device, std::int64_t sourceState, double points, bool ends, Time time) {
     DeviceState& state = devices_[device];
-    RawEvent result = event(RawEventType::scrollWheel, sourceState);
+    RawEvent result = event(RawEventType::scrollWheel, sourceState, time);
     result.continuous = 1;
     result.scrollPhaseOrSubtype = ends              ? scrollPhaseEnded
                                   : state.scrolling ? scrollPhaseChanged
@@ -163,7 +165,7 @@ void InputTranslator::release(Device device) {
         return;
     }
     while (!found->second.modifiers.empty()) {
-        releaseModifier(found->second, found->second.modifiers.front().linuxCode);
+        releaseModifier(found->second, found->second.modifiers.front().linuxCode, {});
     }
 }
 
@@ -189,10 +191,10 @@ void EvdevTranslator::event(std::uint16_t type, std::uint16_t code, std::int32_t
         return;
     } else if (type == EV_KEY && isMouseButton(code)) {
         if (value != 2) {
-            translator_.button(hardwareSourceState, code, value != 0);
+            translator_.button(hardwareSourceState, code, value != 0, time);
         }
     } else if (type == EV_KEY) {
-        translator_.key(device, hardwareSourceState, code, value);
+        translator_.key(device, hardwareSourceState, code, value, time);
     } else if (type == EV_REL && code == REL_WHEEL) {
         wheel_ += std::clamp(value, -1000, 1000);
     } else if (type == EV_REL && code == REL_WHEEL_HI_RES) {

@@ -19,21 +19,22 @@ class InputTranslator {
   public:
     /// Any number that stays with a device while it is there.
     using Device = std::uintptr_t;
-    /// When something happened, on any clock that stays the same.
+    /// When something happened, on the monotonic clock; 0 where it is not known.
     using Time = std::chrono::microseconds;
 
     explicit InputTranslator(RawEventHandler emit) : emit_(std::move(emit)) {}
 
     /// A key went down (1), came up (0) or repeats (2). What is no key is ignored.
-    void key(Device device, std::int64_t sourceState, std::uint16_t linuxCode, std::int32_t value);
+    void key(Device device, std::int64_t sourceState, std::uint16_t linuxCode, std::int32_t value,
+             Time time = {});
     /// A mouse button (BTN_LEFT and so on). Buttons of other things are ignored.
-    void button(std::int64_t sourceState, std::uint16_t linuxCode, bool pressed);
+    void button(std::int64_t sourceState, std::uint16_t linuxCode, bool pressed, Time time = {});
     /// A notched wheel turned vertically, in 120ths of a notch. One event for each time that one or more
     /// notches were completed. A part of a notch counts until the wheel turns back or rests for a second;
     /// wheels that tell whole notches need no time.
     void wheel(Device device, std::int64_t sourceState, double steps120, Time time = {});
     /// Fingers scrolled vertically, in points; the gesture ends when they stop.
-    void fingers(Device device, std::int64_t sourceState, double points, bool ends);
+    void fingers(Device device, std::int64_t sourceState, double points, bool ends, Time time = {});
     /// Fewer presses than releases may have been seen: lets go of what the device holds.
     void release(Device device);
     /// Forgets the device, letting go of what it holds.
@@ -54,11 +55,11 @@ class InputTranslator {
         double scrollRemainder = 0;
     };
 
-    [[nodiscard]] RawEvent event(RawEventType type, std::int64_t sourceState) const;
+    [[nodiscard]] RawEvent event(RawEventType type, std::int64_t sourceState, Time time) const;
     /// The flag word of one origin: Caps Lock and all held modifiers.
     [[nodiscard]] std::uint64_t flags(std::int64_t sourceState) const;
-    void pressModifier(DeviceState& state, std::uint16_t linuxCode, std::int64_t sourceState);
-    void releaseModifier(DeviceState& state, std::uint16_t linuxCode);
+    void pressModifier(DeviceState& state, std::uint16_t linuxCode, std::int64_t sourceState, Time time);
+    void releaseModifier(DeviceState& state, std::uint16_t linuxCode, Time time);
 
     RawEventHandler emit_;
     std::map<Device, DeviceState> devices_;

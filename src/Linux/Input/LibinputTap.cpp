@@ -1,6 +1,7 @@
 #include "Linux/Input/LibinputTap.h"
 
 #include "Linux/System/EpollRunLoop.h"
+#include "Linux/System/MonotonicClock.h"
 
 #include <fcntl.h>
 #include <libinput.h>
@@ -28,6 +29,11 @@ constexpr std::chrono::milliseconds motionInterval{100};
 std::int64_t sourceStateOf(DeviceOrigin origin) {
     return origin == DeviceOrigin::hardware ? hardwareSourceState : softwareSourceState;
 }
+
+/// A button that comes later than this was held back: to tell a bounce of its contact from a press (up to
+/// 25 ms), a click of both buttons (50 ms) or scrolling with a held button (200 ms). It must not be taken for
+/// one that waited because the machine was busy.
+constexpr std::chrono::milliseconds promptButton{10};
 
 int openForReading(const char* path) {
     return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -276,8 +282,10 @@ void LibinputTap::dispatch() {
     }
     for (const VirtualKey& key : virtualKeys_) {
         translator_.key(keyOf(key.keyboard), remapped_.virtualKey(keyOf(key.keyboard), key.code, key.pressed),
-                        key.code, key.pressed ? 1 : 0);
+                        key.code, key.pressed ? 1 : 0, key.time);
     }
+    // What was typed, and when, shall not stay in memory.
+    std::fill(virtualKeys_.begin(), virtualKeys_.end(), VirtualKey{});
     virtualKeys_.clear();
 }
 
@@ -323,12 +331,14 @@ void LibinputTap::handleKey(libinput_event* event, libinput_device* device) {
     auto* keyboard = libinput_event_get_keyboard_event(event);
     const auto code = static_cast<std::uint16_t>(libinput_event_keyboard_get_key(keyboard));
     const bool pressed = libinput_event_keyboard_get_key_state(keyboard) == LIBINPUT_KEY_STATE_PRESSED;
+    const InputTranslator::Time time(libinput_event_keyboard_get_time_usec(keyboard));
     if (originOf(device) == DeviceOrigin::software) {
-        virtualKeys_.push_back({device, code, pressed});
+        virtualKeys_.push_back({device, code, pressed, time});
         return;
     }
+    // The sound first.
+    translator_.key(keyOf(device), hardwareSourceState, code, pressed ? 1 : 0, time);
     remapped_.hardwareKey(keyOf(device), code, pressed);
-    translator_.key(keyOf(device), hardwareSourceState, code, pressed ? 1 : 0);
 }
 
 void LibinputTap::handlePointer(libinput_event* event, libinput_device* device) {
@@ -338,21 +348,27 @@ void LibinputTap::handlePointer(libinput_event* event, libinput_device* device) 
     if (type == LIBINPUT_EVENT_POINTER_BUTTON) {
         translator_.button(sourceState,
                            static_cast<std::uint16_t>(libinput_event_pointer_get_button(pointer)),
-                           libinput_event_pointer_get_button_state(pointer) == LIBINPUT_BUTTON_STATE_PRESSED);
+                           libinput_event_pointer_get_button_state(pointer) == LIBINPUT_BUTTON_STATE_PRESSED,
+                           timeOfButton(pointer));
         return;
     }
     constexpr auto vertical = LIBINPUT_POINTER_AXIS_SCROLL_VERTICAL;
     if (libinput_event_pointer_has_axis(pointer, vertical) == 0) {
         return;
     }
+    const InputTranslator::Time time(libinput_event_pointer_get_time_usec(pointer));
     if (type == LIBINPUT_EVENT_POINTER_SCROLL_WHEEL) {
         translator_.wheel(keyOf(device), sourceState,
-                          libinput_event_pointer_get_scroll_value_v120(pointer, vertical),
-                          InputTranslator::Time(libinput_event_pointer_get_time_usec(pointer)));
+                          libinput_event_pointer_get_scroll_value_v120(pointer, vertical), time);
         return;
     }
     const double points = libinput_event_pointer_get_scroll_value(pointer, vertical);
-    translator_.fingers(keyOf(device), sourceState, points, points == 0);
+    translator_.fingers(keyOf(device), sourceState, points, points == 0, time);
+}
+
+InputTranslator::Time LibinputTap::timeOfButton(libinput_event_pointer* pointer) {
+    const InputTranslator::Time time(libinput_event_pointer_get_time_usec(pointer));
+    return MonotonicClock().now() - time <= promptButton ? time : InputTranslator::Time(0);
 }
 
 DeviceOrigin LibinputTap::originOf(libinput_device* device) {

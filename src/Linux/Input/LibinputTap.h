@@ -18,6 +18,7 @@
 struct libinput;
 struct libinput_device;
 struct libinput_event;
+struct libinput_event_pointer;
 struct libinput_interface;
 
 namespace keysong {
@@ -67,6 +68,7 @@ class LibinputTap final : public InputTap {
         libinput_device* keyboard;
         std::uint16_t code;
         bool pressed;
+        InputTranslator::Time time;
     };
 
     static const libinput_interface interface;
@@ -94,6 +96,8 @@ class LibinputTap final : public InputTap {
     void handlePointer(libinput_event* event, libinput_device* device);
     /// The pointer moves, or a finger touches a screen.
     void handleMotion(libinput_device* device);
+    /// When a button moved; 0 where libinput has held it back.
+    [[nodiscard]] static InputTranslator::Time timeOfButton(libinput_event_pointer* pointer);
     /// What the device holds; nothing when it is not open or some of its events wait to be read.
     [[nodiscard]] std::optional<KeySet> settledKeys(const Device& device) const;
     [[nodiscard]] static DeviceOrigin originOf(libinput_device* device);

@@ -118,6 +118,29 @@ TEST_F(InputTranslatorTest, ModifiersAreToldApartAcrossSidesAndDevices) {
     EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
 }
 
+TEST_F(InputTranslatorTest, EveryEventCarriesTheTimeOfItsReport) {
+    using std::chrono::microseconds;
+    EvdevTranslator recorded([this](const RawEvent& event) { take(event); });
+    // A key, a modifier, Caps Lock, a media key, a button and a wheel; what the tap itself lets go has no
+    // time.
+    microseconds time{1};
+    for (const int code : {KEY_A, KEY_LEFTSHIFT, KEY_CAPSLOCK, KEY_MUTE, BTN_LEFT}) {
+        for (const int value : {1, 0}) {
+            recorded.event(EV_KEY, static_cast<std::uint16_t>(code), value, ++time);
+            EXPECT_EQ(raw.back().time, code == KEY_CAPSLOCK && value == 0 ? time - microseconds(1) : time)
+                << code;
+        }
+    }
+    recorded.event(EV_REL, REL_WHEEL, 1);
+    recorded.event(EV_SYN, SYN_REPORT, 0, ++time);
+    EXPECT_EQ(raw.back().time, time);
+    translator.fingers(laptop, hardwareSourceState, 3, false, ++time);
+    EXPECT_EQ(raw.back().time, time);
+    translator.key(usb, hardwareSourceState, KEY_LEFTCTRL, 1, ++time);
+    translator.remove(usb);
+    EXPECT_EQ(raw.back().time, microseconds(0));
+}
+
 TEST_F(InputTranslatorTest, AnUnpluggedDeviceLetsGoOfItsModifiers) {
     translator.key(usb, hardwareSourceState, KEY_LEFTCTRL, 1);
     translator.key(laptop, hardwareSourceState, KEY_LEFTALT, 1);

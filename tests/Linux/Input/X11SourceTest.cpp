@@ -367,7 +367,7 @@ TEST_F(X11SourceTest, WithoutAUsableServerNoTapStartsAndTheLogSaysWhy) {
         const auto before = openDescriptors();
         X11Source source(row.display);
         EXPECT_FALSE(source.hasAccess()) << row.display;
-        EventTap tap(source, threads, [](SoundEvent) {});
+        EventTap tap(source, threads, [](SoundEvent, std::chrono::nanoseconds) {});
         try {
             tap.start();
             ADD_FAILURE() << "a tap on " << row.display;
