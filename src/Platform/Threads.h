@@ -12,6 +12,8 @@ enum class ThreadPriority {
     normal,
     /// A person waits for the result of every wake-up: input delivery.
     userInteractive,
+    /// A period of sound must be ready in time: threads that render.
+    render,
 };
 
 struct ThreadAttributes {
@@ -29,9 +31,13 @@ class Threads {
   public:
     virtual ~Threads() = default;
 
-    /// Starts `body` on a new thread. A priority that the machine does not grant is left out silently.
-    /// Throws std::system_error when no thread can be made.
+    /// Starts `body` on a new thread. The thread does not wait for its priority: it may come later, or never
+    /// where the machine does not grant it. Throws std::system_error when no thread can be made.
     [[nodiscard]] virtual std::thread start(ThreadAttributes attributes, std::function<void()> body) = 0;
+
+    /// Gives the calling thread, which somebody else has started, a priority in the same way; its name stays.
+    /// Waits for nothing. Once for each thread, at its beginning.
+    virtual void raiseThisThread(const ThreadAttributes& attributes) = 0;
 
   protected:
     Threads() = default;

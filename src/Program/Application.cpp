@@ -19,6 +19,7 @@
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Sound/PipeWireMicrophone.h"
 #include "Linux/System/Heap.h"
+#include "Linux/System/RealtimeLimit.h"
 #include "Linux/System/SessionBusProbe.h"
 #include "Linux/System/TerminationSignals.h"
 #include "Program/FirstInstance.h"
@@ -139,6 +140,7 @@ int runApplication(Machine& machine, char* programPath) {
     const TerminationSignals termination;
     // A display server or bus that dies is noticed where it is written to, not by the end of the program.
     std::signal(SIGPIPE, SIG_IGN);
+    demoteAtRealtimeLimit();
     int count = 1;
     char* words[] = {programPath, nullptr};
     const QCoreApplication application(count, words);

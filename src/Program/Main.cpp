@@ -58,8 +58,9 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
     }
     keepHeapSmall();
     introduceToSoundServers();
+    std::unique_ptr<LogSink> sink; // outlives the machine, whose threads log
     Machine machine;
-    const auto sink = makeLogSink(machine.places);
+    sink = makeLogSink(machine.places);
     Logger::setSink(sink.get());
     switch (commandLine.mode) {
     case Mode::help:

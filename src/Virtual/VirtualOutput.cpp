@@ -110,7 +110,7 @@ void VirtualOutput::start() {
     stopping_ = false;
     resting_ = false;
     try {
-        thread_ = threads_.start({"com.orlen.keysong.virtual", "virtual", ThreadPriority::userInteractive},
+        thread_ = threads_.start({"com.orlen.keysong.virtual", "virtual", ThreadPriority::render},
                                  [this] { serve(); });
     } catch (const std::system_error& error) {
         throw AudioOutputError(error.what());

@@ -24,6 +24,8 @@ class PlainThreads final : public Threads {
         return std::thread(std::move(body));
     }
 
+    void raiseThisThread(const ThreadAttributes&) override {}
+
     [[nodiscard]] std::vector<std::string> labels() const {
         const MutexLock lock(mutex_);
         return labels_;

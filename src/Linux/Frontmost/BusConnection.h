@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Linux/System/BriefBus.h"
 #include "Linux/System/OneShotTimer.h"
 
 #include <systemd/sd-bus.h>
@@ -17,11 +18,6 @@ struct UnrefSlot {
 };
 /// Ends a match, or forgets a call whose answer is no longer wanted.
 using BusSlot = std::unique_ptr<sd_bus_slot, UnrefSlot>;
-
-struct UnrefMessage {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using BusMessage = std::unique_ptr<sd_bus_message, UnrefMessage>;
 
 /// The handler of a message that is a member function of the object given as its data. One that returns
 /// whether it knows the message serves an object on the bus; to the sender of others the library answers.
@@ -77,13 +73,9 @@ class BusConnection {
                                  void* data);
 
   private:
-    struct UnrefBus {
-        void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
-    };
     struct UnrefEvent {
         void operator()(sd_event* event) const { sd_event_unref(event); }
     };
-    using BusRef = std::unique_ptr<sd_bus, UnrefBus>;
     using EventRef = std::unique_ptr<sd_event, UnrefEvent>;
 
     BusConnection(EpollRunLoop& loop, EventRef event, BusRef bus, std::function<void()> lost);

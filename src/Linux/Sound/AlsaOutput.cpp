@@ -2,7 +2,6 @@
 
 #include "Shared/Log.h"
 
-#include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -152,10 +151,6 @@ void AlsaOutput::logStart(const AlsaStream& stream) {
     const AlsaPcm& pcm = stream.pcm();
     log.info("%{public}s plays in periods of %{public}u frames, %{public}u of a buffer of %{public}u filled",
              pcm.name(), pcm.periodFrames(), stream.filledFrames(), pcm.bufferFrames());
-    const int policy = stream.schedulingPolicy();
-    if (!std::exchange(schedulingLogged_, true) && policy != SCHED_FIFO && policy != SCHED_RR) {
-        log.notice("the render thread has no real-time priority");
-    }
 }
 
 void AlsaOutput::stop() noexcept {

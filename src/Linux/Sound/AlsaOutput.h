@@ -84,7 +84,6 @@ class AlsaOutput final : public AudioOutput {
     const std::filesystem::path deviceFolder_;
     AudioRenderer* renderer_ = nullptr;
     std::atomic<std::uint32_t> requestedFrames_ = 128;
-    bool schedulingLogged_ = false;
     AlsaDevices devices_;
 
     /// Held over starts and stops, those of the watch's thread among them. Taken before the other mutex.

@@ -1,6 +1,5 @@
 #include "Linux/Sound/AlsaStream.h"
 
-#include <sched.h>
 #include <sys/eventfd.h>
 
 #include <algorithm>
@@ -66,7 +65,7 @@ AlsaStream::AlsaStream(AlsaPcm pcm, Services services)
     }
     descriptors_.resize(1 + static_cast<std::size_t>(count));
     descriptors_[0] = {stopEvent_.get(), POLLIN, 0};
-    thread_ = services_.threads.start({"com.orlen.keysong.alsa", "alsa", ThreadPriority::userInteractive},
+    thread_ = services_.threads.start({"com.orlen.keysong.alsa", "alsa", ThreadPriority::render},
                                       [this] { serve(); });
     pollfd started{startedEvent_.get(), POLLIN, 0};
     const int ready = ::poll(&started, 1, static_cast<int>(startLimit.count()));
@@ -95,7 +94,6 @@ std::optional<std::uint32_t> AlsaStream::latencyFrames() const noexcept {
 
 void AlsaStream::serve() noexcept {
     touchStack();
-    policy_ = sched_getscheduler(0) & ~SCHED_RESET_ON_FORK;
     int result = beginPlaying();
     while (!stopping_) {
         if (result >= 0) {

@@ -58,8 +58,6 @@ class AlsaStream {
     [[nodiscard]] std::uint32_t filledFrames() const noexcept { return fill_; }
     /// Frames from the buffer to the air, where the device knows.
     [[nodiscard]] std::optional<std::uint32_t> latencyFrames() const noexcept;
-    /// The scheduling policy of the render thread.
-    [[nodiscard]] int schedulingPolicy() const noexcept { return policy_; }
     [[nodiscard]] const AlsaPcm& pcm() const noexcept { return pcm_; }
 
   private:
@@ -115,7 +113,6 @@ class AlsaStream {
     std::atomic<int> error_ = 0;
     std::atomic<std::uint64_t> xruns_ = 0;
     std::atomic<std::int64_t> latency_ = -1;
-    std::atomic<int> policy_ = -1;
     std::thread thread_;
 };
 
