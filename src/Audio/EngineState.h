@@ -2,6 +2,7 @@
 
 #include "Audio/RandomSource.h"
 #include "Audio/SoundSet.h"
+#include "Platform/MemoryLock.h"
 #include "Shared/SoundEvent.h"
 
 #include <array>
@@ -34,9 +35,13 @@ struct VoiceLanes {
 /// count rises only under the engine's lock while the set is the current one; once a replaced set counts
 /// 0 nobody reads its samples any more.
 struct LoadedSet {
-    explicit LoadedSet(std::shared_ptr<const SoundSet> loaded) : set(std::move(loaded)) {}
+    /// With a `memory` the samples are kept in place, if the machine allows it.
+    explicit LoadedSet(std::shared_ptr<const SoundSet> loaded, MemoryLock* memory = nullptr)
+        : set(std::move(loaded)), hold(memory != nullptr ? memory->hold(set->memory()) : nullptr) {}
 
     const std::shared_ptr<const SoundSet> set;
+    /// After the set, so that it ends before the samples are freed.
+    const std::unique_ptr<MemoryHold> hold;
     std::atomic<std::uint32_t> inFlight{0};
 };
 

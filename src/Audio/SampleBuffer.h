@@ -33,6 +33,11 @@ class SampleBuffer {
     /// `padding` frames after the sample. Real-time safe.
     void read(std::ptrdiff_t first, std::span<float> out) const noexcept;
 
+    /// Where the frames and their padding lie, for keeping them in memory.
+    [[nodiscard]] std::span<const std::byte> memory() const noexcept {
+        return narrow_.empty() ? std::as_bytes(std::span(wide_)) : std::as_bytes(std::span(narrow_));
+    }
+
     /// A copy of the frames. Allocates.
     [[nodiscard]] std::vector<float> frames() const;
 

@@ -54,18 +54,19 @@ void logPlay(const SoundEvent& event, const Hit& hit) {
 } // namespace
 
 SoundEngine::SoundEngine(AudioOutput& output, const Clock& clock, Threads& threads,
-                         const RandomSource& random)
+                         const RandomSource& random, MemoryLock* memory)
     : SoundEngine(output,
                   {clock,
                    std::make_unique<SerialQueue>(
                        threads, ThreadAttributes{"com.orlen.keysong.audio.control", "audio.control"}),
-                   [](std::chrono::nanoseconds duration) { std::this_thread::sleep_for(duration); }},
+                   [](std::chrono::nanoseconds duration) { std::this_thread::sleep_for(duration); }, memory},
                   random) {
 }
 
 SoundEngine::SoundEngine(AudioOutput& output, SoundEngineServices services, const RandomSource& random)
-    : output_(output), clock_(services.clock), sleep_(std::move(services.sleep)), random_(random),
-      mixer_(VoiceLanes::pans()), retryDelay_(firstRetryDelay), control_(std::move(services.control)) {
+    : output_(output), clock_(services.clock), sleep_(std::move(services.sleep)), memory_(services.memory),
+      random_(random), mixer_(VoiceLanes::pans()), retryDelay_(firstRetryDelay),
+      control_(std::move(services.control)) {
     output_.setRenderer(&mixer_);
     output_.setConfigurationChangeHandler(lifetime_.guarded([this] { recover(); }));
 }
@@ -143,7 +144,7 @@ void SoundEngine::restIfUnused() {
 
 void SoundEngine::load(std::shared_ptr<const SoundSet> set) {
     const std::string id = set->manifest().id;
-    auto loaded = std::make_shared<LoadedSet>(std::move(set));
+    auto loaded = std::make_shared<LoadedSet>(std::move(set), memory_);
     {
         const std::chrono::nanoseconds now = clock_.now();
         const MutexLock lock(mutex_);

@@ -59,6 +59,8 @@ struct SoundEngineServices {
     std::unique_ptr<TaskQueue> control;
     /// Blocks the calling thread this long.
     std::function<void(std::chrono::nanoseconds)> sleep;
+    /// Keeps the samples in use in memory; null leaves that to the machine. Outlives the engine.
+    MemoryLock* memory = nullptr;
 };
 
 /// Told, on the control queue, what came of a request: nothing when it is done, otherwise the text of the
@@ -88,7 +90,8 @@ class SoundEngine {
 
     /// With a control queue of its own. The references outlive the engine. The output is stopped and this
     /// engine's alone.
-    SoundEngine(AudioOutput& output, const Clock& clock, Threads& threads, const RandomSource& random);
+    SoundEngine(AudioOutput& output, const Clock& clock, Threads& threads, const RandomSource& random,
+                MemoryLock* memory = nullptr);
     SoundEngine(AudioOutput& output, SoundEngineServices services, const RandomSource& random);
     /// Drops waiting control tasks and stops the output. No other thread may be using the engine.
     ~SoundEngine();
@@ -233,6 +236,7 @@ class SoundEngine {
     AudioOutput& output_;
     const Clock& clock_;
     const std::function<void(std::chrono::nanoseconds)> sleep_;
+    MemoryLock* const memory_;
     RandomSource random_;
     Mixer mixer_;
 

@@ -47,6 +47,14 @@ std::span<const SampleRef> SoundSet::candidates(const SoundEvent& event) const n
     return *scroll_;
 }
 
+std::vector<std::span<const std::byte>> SoundSet::memory() const {
+    std::vector<std::span<const std::byte>> pieces;
+    for (const auto& [buffer, name] : fileNames_) {
+        pieces.push_back(buffer->memory());
+    }
+    return pieces;
+}
+
 std::string_view SoundSet::fileName(const SampleBuffer* buffer) const {
     const auto found = fileNames_.find(buffer);
     return found == fileNames_.end() ? std::string_view() : found->second;

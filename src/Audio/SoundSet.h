@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace keysong {
 
@@ -61,6 +62,9 @@ class SoundSet {
     /// The name, as written in the manifest, of the file that a buffer of this set was decoded from;
     /// empty for a foreign buffer. Any thread; not on the render thread.
     [[nodiscard]] std::string_view fileName(const SampleBuffer* buffer) const;
+
+    /// Where all its samples lie, for keeping them in memory. Allocates.
+    [[nodiscard]] std::vector<std::span<const std::byte>> memory() const;
 
   private:
     friend class SoundSetLoader;

@@ -99,7 +99,7 @@ class SymbolPlace {
 int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const TerminationSignals& termination,
              MainThreadQueue& mainQueue, BackgroundTasks& background) {
     const auto output = machine.makeOutput();
-    SoundEngine engine(*output, machine.clock, machine.threads, RandomSource());
+    SoundEngine engine(*output, machine.clock, machine.threads, RandomSource(), &machine.memoryLock);
     const auto input = makeInputSource(machine.places);
     LinuxWindowsProgram windowsProgram(LinuxWindowsProgram::find("keysong-settings", KEYSONG_PROGRAM_FOLDER));
     WindowsLauncher windows(windowsProgram, KeyMonitor::shared(), mainQueue, askerOfEnvironment().display,

@@ -4,6 +4,7 @@
 #include "Linux/Files/LinuxDurableFiles.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Sound/SndfileAudio.h"
+#include "Linux/System/LinuxMemoryLock.h"
 #include "Linux/System/LinuxThreads.h"
 #include "Linux/System/MonotonicClock.h"
 #include "Platform/AudioOutput.h"
@@ -16,6 +17,7 @@ namespace keysong {
 struct Machine {
     LinuxPlaces places;
     LinuxThreads threads;
+    LinuxMemoryLock memoryLock;
     MonotonicClock clock;
     IcuTextOrder textOrder{places};
     SndfileAudio audioFiles;

@@ -120,9 +120,13 @@ TEST_F(SoundEngineTest, DrawsAreMadeForEveryEventAndTheVolumeIsHeard) {
 
 TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThread) {
     const auto old = load("one");
+    // Six files of 480 frames and their padding, in 16 bits.
+    constexpr std::size_t setBytes = 6 * (480 + 2 * SampleBuffer::padding) * 2;
+    EXPECT_EQ(memory.heldBytes, setBytes);
     engine->start();
     engine->play(SoundEvent::keyDown(0));
     load("two");
+    EXPECT_EQ(memory.heldBytes, 2 * setBytes);
     EXPECT_EQ(engine->set()->manifest().id, "two");
     queue->advance(milliseconds(250));
     EXPECT_FALSE(old.expired()) << "its hit has not been rendered";
@@ -130,6 +134,7 @@ TEST_F(SoundEngineTest, AReplacedSetIsReleasedAfterItsLastSoundOffTheRenderThrea
     EXPECT_FALSE(old.expired()) << "the render thread released it";
     queue->advance(milliseconds(250));
     EXPECT_TRUE(old.expired());
+    EXPECT_EQ(memory.heldBytes, setBytes);
     EXPECT_TRUE(queue->empty()) << "nothing is left to come back for";
     const auto unplayed = load("three");
     load("four");

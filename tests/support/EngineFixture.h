@@ -2,6 +2,7 @@
 
 #include "Audio/SoundEngine.h"
 #include "fakes/FakeAudioOutput.h"
+#include "fakes/FakeMemoryLock.h"
 #include "fakes/ManualClock.h"
 #include "fakes/ManualQueue.h"
 #include "support/LogCapture.h"
@@ -42,7 +43,8 @@ class EngineFixture : public testing::Test {
                                                                        if (onSleep) {
                                                                            onSleep();
                                                                        }
-                                                                   }},
+                                                                   },
+                                                                   &memory},
                                                RandomSource(7));
     }
 
@@ -68,6 +70,7 @@ class EngineFixture : public testing::Test {
 
     FakeAudioOutput output;
     ManualClock clock;
+    FakeMemoryLock memory;
     ManualQueue* queue = nullptr;
     std::function<void()> onSleep;
     std::unique_ptr<SoundEngine> engine;
