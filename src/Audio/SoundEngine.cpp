@@ -82,7 +82,8 @@ SoundEngine::~SoundEngine() {
 
 void SoundEngine::play(const SoundEvent& event, std::chrono::nanoseconds time) {
     // First of all: the sound is placed a fixed time after this.
-    const std::chrono::nanoseconds asked = trueTime(time, clock_.now());
+    const std::chrono::nanoseconds now = clock_.now();
+    const std::chrono::nanoseconds asked = trueTime(time, now);
     const Draws draws = random_.next();
     const bool verbose = verboseLogging();
     std::optional<Hit> hit;
@@ -90,7 +91,7 @@ void SoundEngine::play(const SoundEvent& event, std::chrono::nanoseconds time) {
         const MutexLock lock(mutex_);
         hit = state_.resolve(event, draws, verbose);
         if (hit) {
-            wake(entry);
+            wake(now);
         }
     }
     if (!hit) {

@@ -85,13 +85,22 @@ void LinuxThreads::raiseThisThread(const ThreadAttributes& attributes) {
     try {
         // Not even the log is waited for here.
         questions_.run([this, request, raised, name = attributes.shortName] {
-            const std::string granted = raised > 0 ? "real-time priority " + std::to_string(raised)
-                                                   : askForRealtime(request, means_.limit, ending_);
-            log.notice("%{public}s: %{public}s", name, granted);
+            say(name, raised > 0 ? "real-time priority " + std::to_string(raised)
+                                 : askForRealtime(request, means_.limit, ending_));
         });
     } catch (const std::system_error&) {
         // No thread to ask on: this one goes on as it is.
     }
+}
+
+void LinuxThreads::say(const std::string& thread, const std::string& granted) {
+    {
+        const MutexLock lock(mutex_);
+        if (std::exchange(said_[thread], granted) == granted) {
+            return;
+        }
+    }
+    log.notice("%{public}s: %{public}s", thread, granted);
 }
 
 } // namespace keysong

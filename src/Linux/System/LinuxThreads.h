@@ -2,10 +2,13 @@
 
 #include "Platform/Threads.h"
 #include "Shared/BackgroundTasks.h"
+#include "Shared/Mutex.h"
 
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <map>
+#include <string>
 
 namespace keysong {
 
@@ -34,8 +37,13 @@ class LinuxThreads final : public Threads {
     void raiseThisThread(const ThreadAttributes& attributes) override;
 
   private:
+    void say(const std::string& thread, const std::string& granted) KEYSONG_EXCLUDES(mutex_);
+
     const Means means_;
     std::atomic<bool> ending_ = false;
+    Mutex mutex_;
+    /// What was said of each thread last: one that starts again and again says the same once.
+    std::map<std::string, std::string> said_ KEYSONG_GUARDED_BY(mutex_);
     BackgroundTasks questions_{*this, {"com.orlen.keysong.realtime", "realtime"}};
 };
 
