@@ -38,7 +38,7 @@ std::optional<Hit> EngineState::resolve(const SoundEvent& event, const Draws& dr
         return std::nullopt;
     }
     const SoundSet& sounds = *set->set;
-    const auto candidates = sounds.candidates(event);
+    const auto candidates = placeless ? sounds.candidatesOfGroup(event) : sounds.candidates(event);
     if (candidates.empty()) {
         return std::nullopt;
     }
@@ -77,7 +77,7 @@ bool EngineState::accepts(const SoundEvent& event) const noexcept {
 
 std::uint32_t EngineState::takeVoice(const SoundEvent& event) noexcept {
     const float pan = event.isKey() ? KeyPan::pan(event.keyCode()) : 0.0F;
-    const std::size_t lane = spatial ? VoiceLanes::laneFor(pan) : VoiceLanes::centreLane;
+    const std::size_t lane = spatial && !placeless ? VoiceLanes::laneFor(pan) : VoiceLanes::centreLane;
     const std::uint8_t slot = nextInLane[lane];
     nextInLane[lane] = static_cast<std::uint8_t>((slot + 1U) % VoiceLanes::voicesPerLane);
     return static_cast<std::uint32_t>(lane * VoiceLanes::voicesPerLane + slot);

@@ -80,6 +80,9 @@ struct EngineState {
     /// Each recovery request takes the next value; only the latest one's task does anything.
     std::uint64_t recoverGeneration = 0;
     bool spatial = true;
+    /// Hits come from the centre, and from the samples of all keys of a group, so that neither says which
+    /// key it was.
+    bool placeless = false;
     float rateBias = 1;
     float tone = 0;
     float body = 0;

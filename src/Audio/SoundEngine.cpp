@@ -219,6 +219,11 @@ void SoundEngine::setSpatial(bool spatial) {
     state_.spatial = spatial;
 }
 
+void SoundEngine::setPlaceless(bool placeless) {
+    const MutexLock lock(mutex_);
+    state_.placeless = placeless;
+}
+
 void SoundEngine::setMouseEnabled(bool enabled) {
     const MutexLock lock(mutex_);
     state_.mouseEnabled = enabled;

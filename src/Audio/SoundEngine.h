@@ -129,9 +129,12 @@ class SoundEngine {
     /// Master volume, limited to 0...1. What sounds follows within 10 ms.
     void setVolume(float volume);
     [[nodiscard]] float volume() const;
-    /// The four switches take effect with the next `play`; what sounds already is not cut.
+    /// The five switches take effect with the next `play`; what sounds already is not cut.
     void setMuted(bool muted);
     void setSpatial(bool spatial);
+    /// Whether every key of a group sounds alike: from the centre, whatever `setSpatial` says, and from the
+    /// samples of the whole group. For times when the sound may be captured.
+    void setPlaceless(bool placeless);
     void setMouseEnabled(bool enabled);
     void setScrollEnabled(bool enabled);
     /// The loaded set; null when none is.

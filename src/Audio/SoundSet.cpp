@@ -55,6 +55,14 @@ std::vector<std::span<const std::byte>> SoundSet::memory() const {
     return pieces;
 }
 
+std::span<const SampleRef> SoundSet::candidatesOfGroup(const SoundEvent& event) const noexcept {
+    if (!event.isKey() || event.keyCode() >= keyCount) {
+        return candidates(event);
+    }
+    const auto group = static_cast<std::size_t>(keyGroupOf(event.keyCode()));
+    return event.kind() == SoundEvent::Kind::keyDown ? *downByGroup_[group] : *upByGroup_[group];
+}
+
 std::string_view SoundSet::fileName(const SampleBuffer* buffer) const {
     const auto found = fileNames_.find(buffer);
     return found == fileNames_.end() ? std::string_view() : found->second;

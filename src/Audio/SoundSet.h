@@ -2,6 +2,7 @@
 
 #include "Audio/SampleBuffer.h"
 #include "Platform/AudioFile.h"
+#include "Shared/KeyGroup.h"
 #include "Shared/SoundEvent.h"
 #include "Shared/SoundManifest.h"
 
@@ -57,6 +58,10 @@ class SoundSet {
     /// and a table look-up. The span lives as long as the set.
     [[nodiscard]] std::span<const SampleRef> candidates(const SoundEvent& event) const noexcept;
 
+    /// As `candidates`, but for a key it is every sample of all keys of its group (`keyGroupOf`): what is
+    /// chosen from these tells no more than the group. Real-time safe.
+    [[nodiscard]] std::span<const SampleRef> candidatesOfGroup(const SoundEvent& event) const noexcept;
+
     [[nodiscard]] const SoundManifest& manifest() const noexcept { return manifest_; }
 
     /// The name, as written in the manifest, of the file that a buffer of this set was decoded from;
@@ -74,6 +79,8 @@ class SoundSet {
     SoundManifest manifest_;
     std::array<SampleListRef, keyCount> downByKey_;
     std::array<SampleListRef, keyCount> upByKey_;
+    std::array<SampleListRef, keyGroupCount> downByGroup_;
+    std::array<SampleListRef, keyGroupCount> upByGroup_;
     std::array<SampleListRef, buttonCount> mouseDown_;
     std::array<SampleListRef, buttonCount> mouseUp_;
     SampleListRef scroll_;

@@ -3,11 +3,38 @@
 #include "Shared/Log.h"
 #include "Shared/WholeFile.h"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
+#include <unordered_set>
 
 namespace keysong {
 
 namespace {
+
+/// For each group every sample of its keys, once each; the keys' own list where all of them share one.
+std::array<SampleListRef, keyGroupCount>
+joinedByGroup(const std::array<SampleListRef, SoundSet::keyCount>& byKey) {
+    std::array<std::vector<SampleListRef>, keyGroupCount> lists;
+    for (std::size_t code = 0; code < byKey.size(); ++code) {
+        auto& known = lists[static_cast<std::size_t>(keyGroupOf(static_cast<std::uint16_t>(code)))];
+        if (std::ranges::find(known, byKey[code]) == known.end()) {
+            known.push_back(byKey[code]);
+        }
+    }
+    std::array<SampleListRef, keyGroupCount> result;
+    for (std::size_t group = 0; group < keyGroupCount; ++group) {
+        SampleList joined;
+        std::unordered_set<SampleRef> seen;
+        for (const SampleListRef& list : lists[group]) {
+            std::ranges::copy_if(*list, std::back_inserter(joined),
+                                 [&](const SampleRef& sample) { return seen.insert(sample).second; });
+        }
+        result[group] = lists[group].size() == 1 ? lists[group].front()
+                                                 : std::make_shared<const SampleList>(std::move(joined));
+    }
+    return result;
+}
 
 SampleListRef firstOf(const SampleListRef& own, const SampleListRef& group, const SampleListRef& fallback) {
     if (own) {
@@ -61,6 +88,8 @@ void SoundSetLoader::loadKeyTables(const Lists& defaults) {
         set_->downByKey_[code] = firstOf(key.down, group.down, defaults.down);
         set_->upByKey_[code] = firstOf(key.up, group.up, defaults.up);
     }
+    set_->downByGroup_ = joinedByGroup(set_->downByKey_);
+    set_->upByGroup_ = joinedByGroup(set_->upByKey_);
 }
 
 std::array<SoundSetLoader::Lists, keyGroupCount> SoundSetLoader::loadGroups() {

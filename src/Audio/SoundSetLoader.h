@@ -33,6 +33,7 @@ class SoundSetLoader {
     };
 
     Lists loadDefaults();
+    /// Fills the tables by key and those by group.
     void loadKeyTables(const Lists& defaults);
     std::array<Lists, keyGroupCount> loadGroups();
     std::array<Lists, SoundSet::keyCount> loadKeys();

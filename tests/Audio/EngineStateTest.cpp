@@ -84,13 +84,16 @@ TEST(EngineState, EachLaneAlternatesBetweenItsTwoVoices) {
         SoundEvent event;
         std::uint32_t first;
         bool spatial = true;
+        bool placeless = false;
     };
     for (const Row& row : {Row{"grave accent, leftmost", SoundEvent::keyDown(50), 0},
                            {"Right arrow", SoundEvent::keyUp(124), 14},
-                           {"leftmost key, not spatial", SoundEvent::keyDown(50), 8, false}}) {
+                           {"leftmost key, not spatial", SoundEvent::keyDown(50), 8, false},
+                           {"leftmost key, placeless", SoundEvent::keyDown(50), 8, true, true}}) {
         SCOPED_TRACE(row.name);
         EngineState state = audibleState();
         state.spatial = row.spatial;
+        state.placeless = row.placeless;
         for (const std::uint32_t second : {0U, 1U, 0U}) {
             EXPECT_EQ(state.resolve(row.event, {0, 0, 0}, false)->voice, row.first + second);
         }

@@ -98,6 +98,28 @@ TEST_F(SoundSetTest, ResolvesEachDirectionByKeyThenGroupThenDefaults) {
                 ElementsAre("loaded set s files=9 missing=1 keyUp=yes"));
 }
 
+TEST_F(SoundSetTest, AGroupHasTheSamplesOfAllItsKeysOnceEach) {
+    provide({"q", "a", "b", "d", "ru", "u", "s", "l"});
+    const auto set = load(R"("defaults":{"down":["d","d"],"up":["u"]},"groups":{"space":{"down":["s","s"]}},
+        "keys":{"0":{"down":["a","b"]},"12":{"down":["q","a"],"up":["ru"]},"123":{"down":["l"]}},
+        "mouse":{"left":{"down":["s"]}})");
+    const auto ofGroup = [&](const SoundEvent& event) {
+        std::vector<std::string> result;
+        for (const SampleRef& sample : set->candidatesOfGroup(event)) {
+            result.emplace_back(set->fileName(sample.get()));
+        }
+        return result;
+    };
+    for (const std::uint16_t letter : std::vector<std::uint16_t>{0, 12, 1, 200}) {
+        EXPECT_THAT(ofGroup(SoundEvent::keyDown(letter)), ElementsAre("a", "b", "d", "q")) << letter;
+        EXPECT_THAT(ofGroup(SoundEvent::keyUp(letter)), ElementsAre("u", "ru")) << letter;
+    }
+    EXPECT_THAT(ofGroup(SoundEvent::keyDown(124)), ElementsAre("l", "d")) << "an arrow has no letter's sound";
+    EXPECT_THAT(ofGroup(SoundEvent::keyDown(49)), ElementsAre("s", "s")) << "as the set weighs them";
+    EXPECT_THAT(ofGroup(SoundEvent::keyDown(256)), IsEmpty());
+    EXPECT_THAT(ofGroup(SoundEvent::mouseDown(MouseButton::left)), ElementsAre("s"));
+}
+
 TEST_F(SoundSetTest, VisitsFilesInOrderAndDecodesEachOnce) {
     provide({"d", "d2", "u", "m", "sp", "k", "ld", "rd", "ou", "n"});
     const auto set = load(R"("mouse":{"scroll":["n","gone"],"other":{"up":["ou"]},"right":{"down":["rd"]},
