@@ -79,7 +79,7 @@ AppModel::AppModel(const AppServices& services)
 }
 
 AppModel::~AppModel() {
-    services_.microphone.setChangeHandler({});
+    services_.captures.watch({});
 }
 
 void AppModel::change(const SettingChange& change) {
@@ -123,15 +123,14 @@ void AppModel::applyMute() {
 }
 
 void AppModel::updateSleeping() {
-    const bool recording = muteWhileRecording() && services_.microphone.isInUse();
+    const bool recording = muteWhileRecording() && services_.captures.isInUse();
     const bool sleeping = recording || (frontmostReason_ != nullptr && frontmostReason_->sleeping);
     store(live_.isSleeping, sleeping, &AppState::isSleepingChanged);
     applyMute();
 }
 
 void AppModel::observeSleepReasons() {
-    services_.microphone.setChangeHandler([this] { updateSleeping(); });
-    services_.microphone.setWatching(muteWhileRecording());
+    services_.captures.watch([this] { followCaptures(); });
     frontmostReason_ = std::make_unique<FrontmostReason>(*this);
     sleepTriggers_ = std::make_unique<SleepTriggers>(*frontmostReason_, services_.frontmost);
 }
@@ -142,8 +141,8 @@ void AppModel::reevaluateFrontmost() {
     }
 }
 
-void AppModel::applyMuteWhileRecording() {
-    services_.microphone.setWatching(muteWhileRecording());
+void AppModel::followCaptures() {
+    services_.engine.setPlaceless(services_.captures.isInUse());
     updateSleeping();
 }
 

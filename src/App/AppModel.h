@@ -12,9 +12,9 @@
 #include "Audio/SoundEngine.h"
 #include "Input/EventTap.h"
 #include "Input/Hotkey.h"
+#include "Platform/CaptureUse.h"
 #include "Platform/FrontmostApplication.h"
 #include "Platform/LoginItem.h"
-#include "Platform/MicrophoneUse.h"
 
 #include <cstdint>
 #include <functional>
@@ -40,7 +40,7 @@ struct AppServices {
     LoginItem& loginItem;
     HotkeyRegistrar& hotkeys;
     FrontmostApplication& frontmost;
-    MicrophoneUse& microphone;
+    CaptureUse& captures;
     FolderWatcher& folders;
     AppWindows& windows;
     /// Runs its tasks on the main thread.
@@ -95,7 +95,8 @@ class AppModel final : public AppState {
     void applyOutputDevice();
     /// Looks again whether a muted application is in front.
     void reevaluateFrontmost();
-    void applyMuteWhileRecording();
+    /// Looks again whether there is a reason to be silent.
+    void updateSleeping();
     void applyLaunchAtLogin(bool enabled);
 
   private:
@@ -119,8 +120,8 @@ class AppModel final : public AppState {
     void observeSleepReasons();
     void observeDevices();
     void statsTick();
-
-    void updateSleeping();
+    /// Plays as what captures now allows.
+    void followCaptures();
     void listOutputDevices(const std::vector<AudioOutputDevice>& devices);
     void outputDevicesChanged(const std::vector<AudioOutputDevice>& devices);
     /// Gives the chosen device up if it is gone and nothing changes for a while.

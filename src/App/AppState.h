@@ -18,7 +18,7 @@ struct LiveState {
     bool canLaunchAtLogin = false;
     /// Whether the program hears the keyboards.
     bool hasAccess = false;
-    /// Whether a muted application is in front, or an application records.
+    /// Whether a muted application is in front, or an application captures and that mutes.
     bool isSleeping = false;
     std::vector<SoundSetInfo> availableSets;
     std::vector<AudioOutputDevice> outputDevices;

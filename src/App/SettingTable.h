@@ -161,7 +161,7 @@ inline constexpr auto settingTable = std::make_tuple(
             {.name = "MuteWhileRecording",
              .key = "muteWhileRecording",
              .changed = &AppState::muteWhileRecordingChanged},
-            [](auto& model, bool) { model.applyMuteWhileRecording(); }),
+            [](auto& model, bool) { model.updateSleeping(); }),
     setting(&Settings::launchAtLogin, {.name = "LaunchAtLogin", .changed = &AppState::launchAtLoginChanged},
             [](auto& model, bool enabled) { model.applyLaunchAtLogin(enabled); }));
 

@@ -26,7 +26,7 @@ struct Settings {
     bool scrollSounds = false;
     /// Identifiers of the applications in whose presence the program is silent.
     std::vector<std::string> mutedApps = SleepTriggers::defaultMutedApps();
-    /// Whether the program is silent while some application listens to a microphone.
+    /// Whether the program is silent while some application captures a microphone or what the speakers play.
     bool muteWhileRecording = false;
     /// A copy of what the login item says, which is the only record of it.
     bool launchAtLogin = false;

@@ -17,7 +17,7 @@
 #include "Linux/Frontmost/LinuxFrontmost.h"
 #include "Linux/Hotkeys/LinuxHotkeys.h"
 #include "Linux/Input/LinuxInput.h"
-#include "Linux/Sound/PipeWireMicrophone.h"
+#include "Linux/Sound/PipeWireCaptures.h"
 #include "Linux/System/Heap.h"
 #include "Linux/System/RealtimeLimit.h"
 #include "Linux/System/SessionBusProbe.h"
@@ -112,10 +112,10 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
     LinuxHotkeys hotkeys(mainQueue, machine.threads, portalOptions());
     DesktopFiles applications(machine.places);
     const auto frontmost = makeFrontmostApplication(mainQueue, machine.threads, machine.places, applications);
-    PipeWireMicrophone microphone(mainQueue);
+    PipeWireCaptures captures(mainQueue);
     LinuxFolderWatcher folders(mainQueue, machine.threads);
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
-                    machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, microphone,
+                    machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, captures,
                     folders, windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});

@@ -52,7 +52,6 @@ TEST_F(AppModelTest, RestoresWhatIsStoredAndTakesWrongTypesForMissing) {
     EXPECT_TRUE(state.scrollEnabled);
     EXPECT_FALSE(state.spatial);
     EXPECT_EQ(state.volume, 0.6F);
-    EXPECT_TRUE(microphone.watching);
 }
 
 TEST_F(AppModelTest, AnEmptyListOfMutedApplicationsStaysEmpty) {
@@ -99,21 +98,22 @@ TEST_F(AppModelTest, ASwitchOffMutesWhateverSleeps) {
     EXPECT_EQ(preferences->stringArray("mutedApps"), std::vector<std::string>{"call"});
 }
 
-TEST_F(AppModelTest, ARecordingIsOneMoreReasonToSleepWhereTheUserWishes) {
+TEST_F(AppModelTest, ACaptureTakesThePlaceAndIsOneMoreReasonToSleepWhereTheUserWishes) {
     preferences->setStringArray("mutedApps", {"call"});
     model->bootstrap();
-    EXPECT_FALSE(microphone.watching);
-    microphone.use(true);
+    EXPECT_FALSE(engine->snapshot().placeless);
+    captures.use(true);
+    EXPECT_TRUE(engine->snapshot().placeless);
     EXPECT_FALSE(model->isSleeping());
     model->setMuteWhileRecording(true);
-    EXPECT_TRUE(microphone.watching);
     EXPECT_TRUE(model->isSleeping());
     frontmost.activate("call");
-    microphone.use(false);
+    captures.use(false);
+    EXPECT_FALSE(engine->snapshot().placeless);
     EXPECT_TRUE(model->isSleeping()) << "the call is still in front";
     frontmost.activate("editor");
     EXPECT_FALSE(engine->snapshot().muted);
-    microphone.use(true);
+    captures.use(true);
     frontmost.activate(std::nullopt);
     EXPECT_TRUE(engine->snapshot().muted);
     model->setMuteWhileRecording(false);

@@ -44,13 +44,10 @@ class FakeLoginItem final : public LoginItem {
     }
 };
 
-class FakeMicrophone final : public MicrophoneUse {
+class FakeCaptures final : public CaptureUse {
   public:
-    bool watching = false;
-
-    void setWatching(bool value) override { watching = value; }
-    [[nodiscard]] bool isInUse() const override { return watching && inUse_; }
-    void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
+    void watch(std::function<void()> changed) override { handler_ = std::move(changed); }
+    [[nodiscard]] bool isInUse() const override { return handler_ && inUse_; }
     void use(bool inUse) {
         inUse_ = inUse;
         if (handler_) {
@@ -118,7 +115,7 @@ class ModelFixture : public testing::Test {
     void makeModel() {
         model = std::make_unique<AppModel>(
             AppServices{*engine, *usedDevices, input, threads, places, order, files, *preferences, migration,
-                        loginItem, *usedHotkeys, frontmost, microphone, watcher, windows, mainQueue,
+                        loginItem, *usedHotkeys, frontmost, captures, watcher, windows, mainQueue,
                         [this](std::function<void()> task) { background.push_back(std::move(task)); },
                         [this](const RawEvent&) { ++rawEvents; }});
     }
@@ -192,7 +189,7 @@ class ModelFixture : public testing::Test {
     /// What the next model registers its hotkeys with.
     HotkeyRegistrar* usedHotkeys = &hotkeys;
     FakeFrontmost frontmost;
-    FakeMicrophone microphone;
+    FakeCaptures captures;
     FakeFolderWatcher watcher;
     FakeWindows windows;
     ManualQueue mainQueue;

@@ -138,8 +138,8 @@ void PipeWireOutput::createStream() {
     stream_ = pw_stream_new(
         session_->core(), "Keysong",
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
-                          "keysong", PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME, "Keysong",
-                          PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency().c_str(),
+                          PipeWireSession::ownStreamName, PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME,
+                          "Keysong", PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency().c_str(),
                           PW_KEY_APP_ICON_NAME, "com.orlen.keysong",
                           // Of more speakers than two only the front ones click.
                           "channelmix.upmix", "false", pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT,

@@ -202,6 +202,7 @@ void PipeWireSession::disconnect() {
     ready_ = false;
     nodes_.clear();
     links_.clear();
+    ownStreams_.clear();
 }
 
 void PipeWireSession::retryLater() {
@@ -271,6 +272,8 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
         if (node.isDevice()) {
             nodes_[id] = std::move(node);
             changed(Change::devices);
+        } else if (node.name == ownStreamName) {
+            ownStreams_.insert(id);
         }
     } else if (kind == PW_TYPE_INTERFACE_Link) {
         links_[id] = {number(properties, PW_KEY_LINK_OUTPUT_NODE),
@@ -295,6 +298,8 @@ void PipeWireSession::onGlobalRemoved(std::uint32_t id) {
         changed(Change::devices);
     } else if (links_.erase(id) > 0) {
         changed(Change::links);
+    } else {
+        ownStreams_.erase(id);
     }
 }
 

@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace keysong {
@@ -61,6 +62,8 @@ class PipeWireSession {
         std::uint32_t outputNode = 0;
         std::uint32_t inputNode = 0;
     };
+    /// The name of the node of the program's own stream.
+    static constexpr const char* ownStreamName = "keysong";
     enum class Change { connected, disconnected, devices, manager, defaultDevice, links };
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
@@ -78,6 +81,8 @@ class PipeWireSession {
     [[nodiscard]] pw_thread_loop* loop() const { return loop_.get(); }
     /// Null while no server answers.
     [[nodiscard]] pw_core* core() const { return core_.get(); }
+    /// Null while no server answers.
+    [[nodiscard]] pw_registry* registry() const { return registry_; }
     /// Whether the registry has been read.
     [[nodiscard]] bool isReady() const { return ready_; }
     /// Whether a session manager is there to link streams to devices.
@@ -87,6 +92,8 @@ class PipeWireSession {
 
     [[nodiscard]] const std::map<std::uint32_t, Node>& nodes() const { return nodes_; }
     [[nodiscard]] const std::map<std::uint32_t, Link>& links() const { return links_; }
+    /// Whether the node is one of the program's own streams, which `nodes` leaves out.
+    [[nodiscard]] bool isOwnStream(std::uint32_t node) const { return ownStreams_.contains(node); }
     /// The node name of the default sink; empty while unknown.
     [[nodiscard]] const std::string& defaultSink() const { return defaultSink_; }
 
@@ -138,6 +145,7 @@ class PipeWireSession {
     bool lost_ = false;
     std::map<std::uint32_t, Node> nodes_;
     std::map<std::uint32_t, Link> links_;
+    std::set<std::uint32_t> ownStreams_;
     std::string defaultSink_;
 };
 

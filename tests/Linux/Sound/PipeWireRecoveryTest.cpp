@@ -1,7 +1,6 @@
 #include "Audio/FallbackOutput.h"
 #include "Audio/OutputDevices.h"
 #include "Linux/Sound/AudioOutputFactories.h"
-#include "Linux/Sound/PipeWireMicrophone.h"
 #include "Shared/SerialQueue.h"
 #include "Virtual/VirtualOutput.h"
 #include "fakes/ManualQueue.h"
@@ -248,30 +247,6 @@ TEST_F(PipeWireRecoveryTest, HitsInAStormThroughSwitches) {
     PipeWireOutput output;
     SoundEngine engine(output, clock, threads, RandomSource(3));
     runSwitchStorm(engine, output, {"test.sink.a", "test.sink.b"}, rounds() * 10);
-}
-
-TEST_F(PipeWireRecoveryTest, AnApplicationThatListensToAMicrophoneIsNoticed) {
-    ManualQueue mainQueue;
-    PipeWireMicrophone microphone(mainQueue);
-    int changes = 0;
-    microphone.setChangeHandler([&] { ++changes; });
-    microphone.setWatching(true);
-    const auto isInUse = [&] {
-        mainQueue.advance({});
-        return microphone.isInUse();
-    };
-    ASSERT_TRUE(PrivatePipeWire::plugMicrophone("test.microphone"));
-    // What records a sink hears no microphone.
-    ChildProcess monitor = startRecording("test.sink.a", "monitor.wav");
-    EXPECT_FALSE(isInUse());
-    monitor.interrupt();
-    ChildProcess recorder = PrivatePipeWire::recordMicrophone("test.microphone");
-    EXPECT_TRUE(eventually(isInUse));
-    recorder.interrupt();
-    EXPECT_TRUE(eventually([&] { return !isInUse(); }));
-    EXPECT_EQ(changes, 2);
-    microphone.setWatching(false);
-    EXPECT_FALSE(isInUse());
 }
 
 } // namespace
