@@ -164,7 +164,13 @@ void AppModel::resetStats() {
     if (stats_) {
         stats_->reset();
     }
-    store(live_.keysPressed, 0, &AppState::keysPressedChanged);
+    publishCounts(0);
+    emit keysCounted(0);
+}
+
+void AppModel::publishCounts(std::int64_t keysPressed) {
+    lateHits_ = static_cast<std::int64_t>(services_.engine.lateHits());
+    store(live_.keysPressed, keysPressed, &AppState::keysPressedChanged);
 }
 
 } // namespace keysong

@@ -74,9 +74,7 @@ class AppModel final : public AppState {
     [[nodiscard]] std::optional<std::string> playingOn() const override {
         return services_.engine.isPlaying() ? services_.engine.activeOutputDeviceUid() : std::nullopt;
     }
-    [[nodiscard]] std::int64_t lateHits() const override {
-        return static_cast<std::int64_t>(services_.engine.lateHits());
-    }
+    [[nodiscard]] std::int64_t lateHits() const override { return lateHits_; }
     [[nodiscard]] std::int64_t xruns() const override {
         return static_cast<std::int64_t>(services_.engine.xruns());
     }
@@ -99,6 +97,11 @@ class AppModel final : public AppState {
     void updateSleeping();
     void applyLaunchAtLogin(bool enabled);
 
+  signals:
+    /// How many keys were pressed so far, every second and with a reset. For the program's own windows: what
+    /// `keysPressed` says is for everybody and changes less often.
+    void keysCounted(std::int64_t total);
+
   private:
     struct FrontmostReason;
 
@@ -120,6 +123,10 @@ class AppModel final : public AppState {
     void observeSleepReasons();
     void observeDevices();
     void statsTick();
+    /// Lets everybody know what counts keys. Not more often than a flush: from numbers that follow each key
+    /// whoever reads them learns how long a password is.
+    void publishCounts(std::int64_t keysPressed);
+
     /// Plays as what captures now allows.
     void followCaptures();
     void listOutputDevices(const std::vector<AudioOutputDevice>& devices);
@@ -139,6 +146,8 @@ class AppModel final : public AppState {
     /// Counts what may matter to the chosen device; only the newest review ends in a decision.
     std::uint64_t choiceReviews_ = 0;
 
+    /// As published last.
+    std::int64_t lateHits_ = 0;
     /// Made after the migration, so that a carried-over total is what it goes on from.
     std::optional<Stats> stats_;
     std::unique_ptr<EventTap> tap_;

@@ -24,7 +24,8 @@ void AppModel::bootstrap() {
     applyOutputDevice();
     sets_.start();
     makeTap();
-    store(live_.keysPressed, stats_->count(), &AppState::keysPressedChanged);
+    publishCounts(stats_->count());
+    emit keysCounted(stats_->count());
     store(live_.hasAccess, services_.input.hasAccess(), &AppState::hasAccessChanged);
     log.info("launched from %{public}s trusted=%{bool}d launchAtLogin=%{public}s",
              services_.places.resources().string(), hasAccess(),
@@ -109,7 +110,10 @@ void AppModel::everySecond(std::function<bool()> step) {
 }
 
 void AppModel::statsTick() {
-    store(live_.keysPressed, stats_->statsTick(), &AppState::keysPressedChanged);
+    if (const auto flushed = stats_->statsTick()) {
+        publishCounts(*flushed);
+    }
+    emit keysCounted(stats_->count());
 }
 
 void AppModel::prepareToTerminate() {

@@ -22,6 +22,7 @@ struct LiveState {
     bool isSleeping = false;
     std::vector<SoundSetInfo> availableSets;
     std::vector<AudioOutputDevice> outputDevices;
+    /// As everybody on the bus may know it, up to ten seconds old; the program's own windows are told sooner.
     std::int64_t keysPressed = 0;
 };
 

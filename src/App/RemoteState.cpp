@@ -124,7 +124,15 @@ void RemoteState::take(const QVariantMap& values) {
     }
 }
 
+void RemoteState::setKeysPressed(std::int64_t total) {
+    hasLiveCount_ = true;
+    store(live_.keysPressed, total, &AppState::keysPressedChanged);
+}
+
 void RemoteState::take(const QString& property, const QVariant& given) {
+    if (hasLiveCount_ && property == QLatin1String("KeysPressed")) {
+        return;
+    }
     const auto takeInto = [&](const auto& row, auto& field) {
         using Value = typename std::decay_t<decltype(row)>::Value;
         if (property == QLatin1String(row.name)) {

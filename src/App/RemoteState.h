@@ -39,6 +39,9 @@ class RemoteState final : public AppState {
     void resetStats() override;
     /// Ends the program.
     void quit();
+    /// Takes how many keys were pressed so far from the program itself. From then on what the bus says of it
+    /// does not count, since it is older.
+    void setKeysPressed(std::int64_t total);
     void showSettings() override { emit settingsWanted(); }
     void showOnboarding() override { emit onboardingWanted(); }
 
@@ -79,6 +82,7 @@ class RemoteState final : public AppState {
     std::optional<std::string> playingOn_;
     std::int64_t lateHits_ = 0;
     std::int64_t xruns_ = 0;
+    bool hasLiveCount_ = false;
 };
 
 } // namespace keysong

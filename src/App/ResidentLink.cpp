@@ -34,6 +34,8 @@ void ResidentLink::serve() {
         keys_.setDown(keys->down);
     } else if (const auto* panel = std::get_if<PanelState>(&*message)) {
         emit panelChanged(*panel);
+    } else if (const auto* count = std::get_if<KeysCounted>(&*message)) {
+        emit keysCounted(count->total);
     } else {
         emit asked(std::get<ShowWindow>(*message));
     }

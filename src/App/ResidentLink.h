@@ -30,6 +30,8 @@ class ResidentLink final : public QObject {
   signals:
     void asked(const ShowWindow& request);
     void panelChanged(const PanelState& panel);
+    /// So many keys were pressed so far.
+    void keysCounted(std::int64_t total);
     /// The other program ended, or says that this one shall.
     void closed();
     /// The other program is of another version.

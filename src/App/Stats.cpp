@@ -14,16 +14,19 @@ void Stats::flush() {
 void Stats::reset() {
     const MutexLock lock(persistence_);
     count_.store(0, std::memory_order_relaxed);
+    ticksSinceFlush_ = 0;
     preferences_.setInteger(key, 0);
     preferences_.flush();
 }
 
-std::int64_t Stats::statsTick() {
-    const std::int64_t total = count();
-    if (++ticksSinceFlush_ == ticksPerFlush) {
-        ticksSinceFlush_ = 0;
-        flush();
+std::optional<std::int64_t> Stats::statsTick() {
+    const MutexLock lock(persistence_);
+    if (++ticksSinceFlush_ < ticksPerFlush) {
+        return std::nullopt;
     }
+    ticksSinceFlush_ = 0;
+    const std::int64_t total = count();
+    preferences_.setInteger(key, total);
     return total;
 }
 

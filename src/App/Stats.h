@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 namespace keysong {
 
@@ -31,12 +32,13 @@ class Stats {
     /// and event-tap threads.
     void flush() KEYSONG_EXCLUDES(persistence_);
 
-    /// Sets the total to 0, which is on the disk when this returns. Any thread but the render and event-tap
-    /// threads.
+    /// Sets the total to 0, which is on the disk when this returns. The next tick to flush is then the tenth
+    /// from now. Any thread but the render and event-tap threads.
     void reset() KEYSONG_EXCLUDES(persistence_);
 
-    /// Call it once a second on the main thread: every tenth call flushes. Returns the total to show.
-    std::int64_t statsTick() KEYSONG_EXCLUDES(persistence_);
+    /// Call it once a second on the main thread: every tenth call flushes, and returns the total that is
+    /// stored.
+    std::optional<std::int64_t> statsTick() KEYSONG_EXCLUDES(persistence_);
 
   private:
     static_assert(std::atomic<std::int64_t>::is_always_lock_free);
@@ -45,7 +47,7 @@ class Stats {
     std::atomic<std::int64_t> count_;
     /// Keeps the total of a flush from being stored after the zero of a reset.
     Mutex persistence_;
-    int ticksSinceFlush_ = 0;
+    int ticksSinceFlush_ KEYSONG_GUARDED_BY(persistence_) = 0;
 };
 
 } // namespace keysong

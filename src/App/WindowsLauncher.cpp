@@ -91,6 +91,7 @@ std::string WindowsLauncher::start(const Display& display) {
     notifier_ = std::make_unique<QSocketNotifier>(process_->descriptor(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { serve(); });
     setPanel(panel_);
+    process_->send(encoded(KeysCounted{keysPressed_}));
     for (const auto& request : requests_) {
         send(request);
     }
@@ -104,6 +105,12 @@ void WindowsLauncher::setPanel(const PanelState& panel) {
         process_->send(encoded(PanelState{panel.isShown, panel.serveTray && isHere}));
     } else {
         startTray();
+    }
+}
+
+void WindowsLauncher::setKeysPressed(std::int64_t total) {
+    if (std::exchange(keysPressed_, total) != total && process_ != nullptr) {
+        process_->send(encoded(KeysCounted{total}));
     }
 }
 

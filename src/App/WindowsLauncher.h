@@ -6,6 +6,7 @@
 #include "Platform/WindowsProgram.h"
 
 #include <QSocketNotifier>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -39,6 +40,9 @@ class WindowsLauncher final : public AppWindows {
     /// process's own display as long as it lasts.
     void setPanel(const PanelState& panel);
 
+    /// Tells how many keys were pressed so far, as often as it changes.
+    void setKeysPressed(std::int64_t total);
+
     std::string showSettings(const Asker& asker) override { return show(WindowKind::settings, asker); }
     std::string showOnboarding(const Asker& asker) override { return show(WindowKind::onboarding, asker); }
 
@@ -71,6 +75,7 @@ class WindowsLauncher final : public AppWindows {
     /// Where what is asked for shall show.
     Display wantedDisplay_;
     PanelState panel_{.isShown = true, .serveTray = false};
+    std::int64_t keysPressed_ = 0;
     Requests requests_;
     std::unique_ptr<WindowsProcess> process_;
     /// Where the process shows its windows.

@@ -10,8 +10,8 @@ namespace {
 using Bytes = std::vector<std::byte>;
 using View = std::span<const std::byte>;
 
-constexpr std::byte version{1};
-enum class Form : std::uint8_t { showWindow = 1, keysHeld, windowShown, watchKeys, panelState };
+constexpr std::byte version{2};
+enum class Form : std::uint8_t { showWindow = 1, keysHeld, windowShown, watchKeys, panelState, keysCounted };
 /// The version and the form.
 constexpr std::size_t headSize = 2;
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
@@ -29,10 +29,13 @@ struct Encoder {
     Bytes operator()(const KeysHeld& message) const {
         Bytes bytes{version, std::byte(Form::keysHeld)};
         for (const std::uint64_t word : message.down) {
-            for (std::size_t i = 0; i < wordSize; ++i) {
-                bytes.push_back(static_cast<std::byte>(word >> (8 * i)));
-            }
+            append(bytes, word);
         }
+        return bytes;
+    }
+    Bytes operator()(const KeysCounted& message) const {
+        Bytes bytes{version, std::byte(Form::keysCounted)};
+        append(bytes, static_cast<std::uint64_t>(message.total));
         return bytes;
     }
     Bytes operator()(const PanelState& message) const {
@@ -49,6 +52,11 @@ struct Encoder {
 
   private:
     static Bytes head(Form form, std::uint8_t value) { return {version, std::byte(form), std::byte(value)}; }
+    static void append(Bytes& bytes, std::uint64_t word) {
+        for (std::size_t i = 0; i < wordSize; ++i) {
+            bytes.push_back(static_cast<std::byte>(word >> (8 * i)));
+        }
+    }
 };
 
 /// What follows the head of a message of this form and at least this size; nothing where it is none.
@@ -58,6 +66,14 @@ std::optional<View> bodyOf(View bytes, Form form, std::size_t least, std::size_t
         return std::nullopt;
     }
     return bytes.subspan(headSize);
+}
+
+std::uint64_t wordOf(View bytes) {
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < wordSize; ++i) {
+        word |= std::uint64_t(bytes[i]) << (8 * i);
+    }
+    return word;
 }
 
 std::optional<bool> flagOf(std::byte value) {
@@ -94,10 +110,13 @@ std::optional<MessageToWindows> decodedToWindows(std::span<const std::byte> byte
     KeysHeld keys;
     const std::size_t size = keys.down.size() * wordSize;
     if (const auto body = bodyOf(bytes, Form::keysHeld, size, size)) {
-        for (std::size_t i = 0; i < size; ++i) {
-            keys.down.at(i / wordSize) |= std::uint64_t((*body)[i]) << (8 * (i % wordSize));
+        for (std::size_t i = 0; i < keys.down.size(); ++i) {
+            keys.down.at(i) = wordOf(body->subspan(i * wordSize));
         }
         return keys;
+    }
+    if (const auto body = bodyOf(bytes, Form::keysCounted, wordSize, wordSize)) {
+        return KeysCounted{static_cast<std::int64_t>(wordOf(*body))};
     }
     if (const auto body = bodyOf(bytes, Form::panelState, 2, 2)) {
         const auto isShown = flagOf(body->front());

@@ -45,6 +45,13 @@ struct PanelState {
     friend bool operator==(const PanelState&, const PanelState&) = default;
 };
 
+/// To the windows: how many keys were pressed so far.
+struct KeysCounted {
+    std::int64_t total = 0;
+
+    friend bool operator==(const KeysCounted&, const KeysCounted&) = default;
+};
+
 /// From the windows: what `ShowWindow` asked for was done.
 struct WindowShown {
     WindowKind window = WindowKind::settings;
@@ -59,7 +66,7 @@ struct WatchKeys {
     friend bool operator==(const WatchKeys&, const WatchKeys&) = default;
 };
 
-using MessageToWindows = std::variant<ShowWindow, KeysHeld, PanelState>;
+using MessageToWindows = std::variant<ShowWindow, KeysHeld, PanelState, KeysCounted>;
 using MessageFromWindows = std::variant<WindowShown, WatchKeys>;
 
 /// A token that is too long is left out.

@@ -119,6 +119,8 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
                     folders, windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});
+    QObject::connect(&model, &AppModel::keysCounted,
+                     [&windows](std::int64_t total) { windows.setKeysPressed(total); });
     const auto quit = [&remote] {
         remote.beginEnding();
         QCoreApplication::quit();

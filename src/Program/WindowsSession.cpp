@@ -27,6 +27,7 @@ WindowsSession::WindowsSession(QApplication& application, std::unique_ptr<Messag
       windows_({state_, heldKeys_, applications_, places_, textOrder_}, access_, mainQueue_) {
     connect(&link_, &ResidentLink::asked, this, &WindowsSession::asked);
     connect(&link_, &ResidentLink::panelChanged, this, &WindowsSession::setPanel);
+    connect(&link_, &ResidentLink::keysCounted, &state_, &RemoteState::setKeysPressed);
     connect(&link_, &ResidentLink::closed, this, [] { QCoreApplication::quit(); });
     connect(&link_, &ResidentLink::notUnderstood, this, [] {
         tellProblem(tr("Keysong was updated."), tr("Quit Keysong and start it again to see its settings."));

@@ -94,6 +94,26 @@ TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
     EXPECT_EQ(model->selectedSetId(), "alpha");
 }
 
+TEST_F(RemoteControlTest, WhoeverLooksAgainAndAgainSeesNoCountChangeWithinTenSeconds) {
+    RawEvent press;
+    press.type = RawEventType::keyDown;
+    int announced = 0;
+    QObject::connect(model.get(), &AppState::keysPressedChanged, [&] { ++announced; });
+    std::vector<int> changes;
+    QVariant seen = get("KeysPressed");
+    for (int second = 1; second <= 25; ++second) {
+        input.deliver(press);
+        mainQueue.advance(std::chrono::seconds(1));
+        if (const QVariant now = get("KeysPressed"); now != seen) {
+            seen = now;
+            changes.push_back(second);
+        }
+    }
+    EXPECT_THAT(changes, testing::ElementsAre(10, 20));
+    EXPECT_EQ(seen, 20);
+    EXPECT_EQ(announced, 2);
+}
+
 TEST_F(RemoteControlTest, AProgramThatEndsIsNotTakenForTheRunningOne) {
     isEnding = true;
     EXPECT_EQ(ask(RemoteControl::applicationInterface, "Activate", {QVariantMap()}).type(),

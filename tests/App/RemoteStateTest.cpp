@@ -66,6 +66,23 @@ TEST_F(RemoteStateTest, HoldsWhatTheModelHoldsAndFollowsIt) {
     EXPECT_EQ(tells, 1);
 }
 
+TEST_F(RemoteStateTest, TheCountThatTheProgramTellsItselfIsNewerThanThatOfTheBus) {
+    const auto countOfTheBus = [&] {
+        RawEvent press;
+        press.type = RawEventType::keyDown;
+        input.deliver(press);
+        mainQueue.advance(std::chrono::seconds(10));
+        settleBus();
+        return model->keysPressed();
+    };
+    load();
+    EXPECT_EQ(countOfTheBus(), 1);
+    EXPECT_EQ(copy->keysPressed(), 1);
+    copy->setKeysPressed(7);
+    EXPECT_EQ(countOfTheBus(), 2);
+    EXPECT_EQ(copy->keysPressed(), 7);
+}
+
 TEST_F(RemoteStateTest, ANewValueShowsAtOnceAndARefusedOneGoesBack) {
     load();
     copy->setVolume(0.5F);

@@ -65,7 +65,7 @@ TEST_F(WindowsLauncherTest, StartsOneProgramAndTellsItOfFurtherRequests) {
     launcher().showOnboarding({});
     EXPECT_EQ(launcher().showSettings({.display = {}, .activationToken = "go", .startupId = "x"}), "");
     EXPECT_EQ(program.children.size(), 1U);
-    EXPECT_THAT(told(), ElementsAre("panel shown", "onboarding", "settings go"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "count 0", "onboarding", "settings go"));
     EXPECT_EQ(program.child().environment["DISPLAY"], ":1");
     EXPECT_EQ(program.child().environment["XAUTHORITY"], "/run/key");
     EXPECT_EQ(program.child().environment.at("WAYLAND_DISPLAY"), "") << "none from elsewhere";
@@ -73,7 +73,7 @@ TEST_F(WindowsLauncherTest, StartsOneProgramAndTellsItOfFurtherRequests) {
     say(WindowShown{WindowKind::onboarding});
     finish({0, 0});
     EXPECT_EQ(program.children.size(), 2U) << "the settings were not shown any more";
-    EXPECT_THAT(told(), ElementsAre("panel shown", "settings go"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "count 0", "settings go"));
     EXPECT_EQ(program.child().environment["XDG_ACTIVATION_TOKEN"], "go");
     EXPECT_EQ(program.child().environment["DESKTOP_STARTUP_ID"], "x");
     say(WindowShown{WindowKind::settings});
@@ -93,7 +93,7 @@ TEST_F(WindowsLauncherTest, MovesToTheDisplayThatAsksAndStaysThereForThoseThatDo
     ASSERT_EQ(program.children.size(), 2U);
     EXPECT_EQ(program.child().environment["WAYLAND_DISPLAY"], "wayland-0");
     EXPECT_EQ(program.child().environment["XAUTHORITY"], "");
-    EXPECT_THAT(told(), ElementsAre("panel shown", "settings go"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "count 0", "settings go"));
     say(WindowShown{WindowKind::settings});
     open();
     EXPECT_FALSE(program.child().isClosed) << "where it was last";
@@ -148,6 +148,15 @@ TEST_F(WindowsLauncherTest, WithoutADisplayItSaysSoUntilSomebodyAsksFromOne) {
     EXPECT_THAT(launcher().showSettings({}), HasSubstr("no session bus"));
 }
 
+TEST_F(WindowsLauncherTest, TellsHowManyKeysWerePressed) {
+    launcher().setKeysPressed(5);
+    open();
+    EXPECT_THAT(told(), ElementsAre("panel shown", "count 5", "settings"));
+    launcher().setKeysPressed(5);
+    launcher().setKeysPressed(6);
+    EXPECT_THAT(told(), ElementsAre("count 6"));
+}
+
 TEST_F(WindowsLauncherTest, TellsOfHeldKeysOnlyWhileTheyAreWatched) {
     open();
     told();
@@ -194,7 +203,7 @@ TEST_F(WindowsLauncherTest, ServesTheTrayOfItsOwnDisplayAlone) {
     EXPECT_THAT(program.children, IsEmpty());
     launcher().setPanel({.isShown = true, .serveTray = true});
     ASSERT_EQ(program.children.size(), 1U);
-    EXPECT_THAT(told(), ElementsAre("panel shown tray"));
+    EXPECT_THAT(told(), ElementsAre("panel shown tray", "count 0"));
     launcher().setPanel({.isShown = false, .serveTray = false});
     EXPECT_THAT(told(), ElementsAre("panel not shown"));
     launcher().setPanel({.isShown = true, .serveTray = true});
@@ -202,12 +211,12 @@ TEST_F(WindowsLauncherTest, ServesTheTrayOfItsOwnDisplayAlone) {
     launcher().showSettings({.display = second, .activationToken = "", .startupId = ""});
     finish({0, 0});
     ASSERT_EQ(program.children.size(), 2U);
-    EXPECT_THAT(told(), ElementsAre("panel shown", "settings"));
+    EXPECT_THAT(told(), ElementsAre("panel shown", "count 0", "settings"));
     say(WindowShown{WindowKind::settings});
     finish({0, 0}); // back to the tray
     ASSERT_EQ(program.children.size(), 3U);
     EXPECT_EQ(program.child().environment["DISPLAY"], ":1");
-    EXPECT_THAT(told(), ElementsAre("panel shown tray"));
+    EXPECT_THAT(told(), ElementsAre("panel shown tray", "count 0"));
     finish({0, 11});
     EXPECT_EQ(program.children.size(), 3U) << "one that fails is not started again and again";
     EXPECT_EQ(errors().size(), 1U);

@@ -84,6 +84,9 @@ class FakeWindowsProgram final : public WindowsProgram {
             if (const auto* keys = std::get_if<KeysHeld>(&message)) {
                 return "keys " + std::to_string(keys->down[0]);
             }
+            if (const auto* count = std::get_if<KeysCounted>(&message)) {
+                return "count " + std::to_string(count->total);
+            }
             if (const auto* panel = std::get_if<PanelState>(&message)) {
                 return std::string("panel ") + (panel->isShown ? "shown" : "not shown") +
                        (panel->serveTray ? " tray" : "");

@@ -279,7 +279,7 @@ TEST_F(SettingsTest, TheCountIsResetOnlyByTheDialogsOwnButton) {
     RawEvent press;
     press.type = RawEventType::keyDown;
     input.deliver(press);
-    mainQueue.advance(std::chrono::seconds(1));
+    mainQueue.advance(std::chrono::seconds(10));
     EXPECT_EQ(model->keysPressed(), 1);
     const auto answer = [&](const char* text) {
         button("General", "Reset")->click();
