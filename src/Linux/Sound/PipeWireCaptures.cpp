@@ -29,7 +29,8 @@ void PipeWireCaptures::start() {
     watch_ = std::make_shared<const int>(0);
     told_ = false;
     try {
-        session_ = std::make_unique<PipeWireSession>([this](PipeWireSession::Change) { look(); });
+        session_ = std::make_unique<PipeWireSession>([this](PipeWireSession::Change) { look(); },
+                                                     PipeWireSession::Search::still);
         watched_ = session_.get();
         session_->start();
     } catch (const AudioOutputError& error) {

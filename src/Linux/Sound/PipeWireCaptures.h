@@ -20,7 +20,7 @@ namespace keysong {
 /// Nothing is known where there is no PipeWire.
 ///
 /// Has a connection, and with it a thread, while it watches. The thread wakes when the server's objects
-/// change, and never otherwise while the server is there.
+/// change or, while there is no server, where its socket should be; else it sleeps.
 class PipeWireCaptures final : public CaptureUse {
   public:
     /// The queue outlives this object and runs its tasks on the main thread.

@@ -94,7 +94,8 @@ const pw_metadata_events PipeWireSession::metadataEvents = {
 
 #pragma GCC diagnostic pop
 
-PipeWireSession::PipeWireSession(ChangeHandler onChange) : onChange_(std::move(onChange)) {
+PipeWireSession::PipeWireSession(ChangeHandler onChange, Search search)
+    : onChange_(std::move(onChange)), search_(search) {
     pw_init(nullptr, nullptr);
     pw_log_set_level(SPA_LOG_LEVEL_NONE); // its words would go to standard error
     loop_.reset(pw_thread_loop_new("pw-keysong", nullptr));
@@ -206,6 +207,9 @@ void PipeWireSession::disconnect() {
 }
 
 void PipeWireSession::retryLater() {
+    if (quickRetriesLeft_ == 0 && search_ == Search::still && socketSource_ != nullptr) {
+        return;
+    }
     retryIn(quickRetriesLeft_ > 0 ? quickInterval : slowInterval);
     quickRetriesLeft_ = std::max(0, quickRetriesLeft_ - 1);
 }

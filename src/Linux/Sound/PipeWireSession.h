@@ -68,8 +68,16 @@ class PipeWireSession {
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
 
+    /// How a server is looked for that has been away for a while.
+    enum class Search {
+        /// When something appears where its socket should, and every few seconds.
+        steady,
+        /// When something appears there alone, so that the thread sleeps; steadily if nothing tells of that.
+        still,
+    };
+
     /// Makes the loop, not yet running. Throws `AudioOutputError` when the client library fails.
-    explicit PipeWireSession(ChangeHandler onChange);
+    explicit PipeWireSession(ChangeHandler onChange, Search search = Search::steady);
     ~PipeWireSession();
     PipeWireSession(const PipeWireSession&) = delete;
     PipeWireSession& operator=(const PipeWireSession&) = delete;
@@ -123,6 +131,7 @@ class PipeWireSession {
     int onMetadata(std::uint32_t subject, const char* key, const char* value);
 
     ChangeHandler onChange_;
+    const Search search_;
     std::unique_ptr<pw_thread_loop, PipeWireDeleter<pw_thread_loop_destroy>> loop_;
     std::unique_ptr<pw_context, PipeWireDeleter<pw_context_destroy>> context_;
     std::unique_ptr<pw_core, PipeWireDeleter<pw_core_disconnect>> core_;
