@@ -30,7 +30,6 @@ struct Stereo {
 struct Heard {
     std::size_t lane = 0;
     const SampleBuffer* sample = nullptr;
-    friend auto operator<=>(const Heard&, const Heard&) = default;
 };
 
 /// Where a sound begins within these frames.
