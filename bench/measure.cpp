@@ -2,9 +2,6 @@
 // own: a bus, an X server with a keyboard, and a PipeWire server with a sink. See script/measure.
 
 #include "support/Eventually.h"
-#include "support/PrivateBus.h"
-#include "support/PrivatePipeWire.h"
-#include "support/PrivateXServer.h"
 #include "support/WaveFile.h"
 #include "support/XTestClient.h"
 
@@ -22,7 +19,7 @@
 #include <thread>
 
 #include "MonitorListener.h"
-#include "ProcessFigures.h"
+#include "World.h"
 
 namespace keysong::bench {
 namespace {
@@ -30,19 +27,9 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
-using test::ChildProcess;
 using test::eventually;
-using test::XTestClient;
 
 constexpr const char* sink = "test.sink.a";
-
-double milliseconds(nanoseconds time) {
-    return static_cast<double>(time.count()) / 1e6;
-}
-
-nanoseconds now() {
-    return steady_clock::now().time_since_epoch(); // the monotonic clock, as PipeWire's
-}
 
 /// Prints a row: the least, the middle, the 99th of 100 and the greatest value.
 void printSpread(const char* what, std::vector<double> values) {
@@ -58,96 +45,20 @@ void printSpread(const char* what, std::vector<double> values) {
                 at(0.99), at(1), values.size());
 }
 
-/// The programs and what they run on.
-class World {
+/// Presses and releases a key of a keyboard.
+class Hands {
   public:
-    explicit World(std::filesystem::path programs) : programs_(std::move(programs)) {
-        if (!bus_.start() || !sound_.start() || !display_.start()) {
-            throw std::runtime_error("no bus, no sound server or no X server to be had");
-        }
-        hands_.emplace(display_.display());
-        keyboard_ = hands_->deviceNamed("Xvfb keyboard");
-        setting_.environment = {
-            {"HOME", home_.path()},         {"XDG_CONFIG_HOME", ""},         {"XDG_DATA_HOME", ""},
-            {"XDG_STATE_HOME", ""},         {"DISPLAY", display_.display()}, {"WAYLAND_DISPLAY", ""},
-            {"KEYSONG_LOG_SINK", "stderr"}, {"KEYSONG_INPUT", "x11"},        {"LC_ALL", "C.UTF-8"}};
-    }
-
-    /// Starts the program; returns when.
-    nanoseconds launch() {
-        std::filesystem::remove(home_.path() / "log");
-        ChildProcess::Setting logging = setting_;
-        logging.output = home_.path() / "log";
-        const nanoseconds start = now();
-        program_.start({programs_ / "keysong"}, logging);
-        return start;
-    }
-    [[nodiscard]] bool hasLogged(const char* text) const {
-        std::ifstream file(home_.path() / "log");
-        const std::string log{std::istreambuf_iterator<char>(file), {}};
-        return log.find(text) != std::string::npos;
-    }
-    void launchAndSettle() {
-        launch();
-        if (!eventually([&] { return hasLogged("loaded sound set"); })) {
-            throw std::runtime_error("the program did not start");
-        }
-        std::this_thread::sleep_for(2s);
-    }
-    void quit() {
-        program_.signal(SIGTERM);
-        program_.wait();
-    }
-    bool control(std::vector<std::string> words) {
-        words.insert(words.begin(), programs_ / "keysongctl");
-        return ChildProcess::run(words, setting_) == 0;
-    }
-    std::vector<std::string> sets() {
-        ChildProcess::Setting listing = setting_;
-        listing.output = home_.path() / "sets";
-        std::filesystem::remove(listing.output);
-        ChildProcess::run({programs_ / "keysong", "--list-sets"}, listing);
-        std::vector<std::string> ids;
-        std::ifstream file(listing.output);
-        for (std::string line; std::getline(file, line);) {
-            ids.push_back(line.substr(0, line.find('\t')));
-        }
-        return ids;
-    }
-    /// The windows' program, if one runs.
-    [[nodiscard]] std::optional<pid_t> windows() const {
-        for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-            std::ifstream file(entry.path() / "stat");
-            std::string number;
-            std::string name;
-            std::string state;
-            pid_t parent = 0;
-            if (file >> number >> name >> state >> parent && parent == program_.id() && state != "Z") {
-                return static_cast<pid_t>(std::stol(number));
-            }
-        }
-        return std::nullopt;
-    }
-    void press() const { hands_->key(keyboard_, KEY_A, true); }
-    void release() const { hands_->key(keyboard_, KEY_A, false); }
-    [[nodiscard]] ProcessFigures figures() const { return ProcessFigures::of(program_.id()); }
-    [[nodiscard]] ProcessFigures serverFigures() const { return ProcessFigures::of(sound_.serverId()); }
-    [[nodiscard]] const test::TempFolder& home() const { return home_; }
+    explicit Hands(const World& world) : client_(world.display()) {}
+    void press() const { client_.key(keyboard_, KEY_A, true); }
+    void release() const { client_.key(keyboard_, KEY_A, false); }
 
   private:
-    const std::filesystem::path programs_;
-    test::TempFolder home_;
-    test::PrivateBus bus_;
-    test::PrivatePipeWire sound_; // after the bus: the runtime folder is the sound server's
-    test::PrivateXServer display_{"800x700x24"};
-    std::optional<XTestClient> hands_;
-    XTestClient::DeviceId keyboard_ = XTestClient::injected;
-    ChildProcess::Setting setting_;
-    ChildProcess program_;
+    const test::XTestClient client_;
+    const test::XTestClient::DeviceId keyboard_ = client_.deviceNamed("Xvfb keyboard");
 };
 
 /// Somebody types from before the start on; the first sound that comes out counts.
-void measureStart(World& world, int rounds) {
+void measureStart(World& world, const Hands& hands, int rounds) {
     MonitorListener listener(sink);
     if (!eventually([&] { return listener.listens(); })) {
         throw std::runtime_error("nothing is heard of the sink");
@@ -160,8 +71,8 @@ void measureStart(World& world, int rounds) {
         std::optional<nanoseconds> engineTime;
         std::vector<nanoseconds> heard;
         while (now() - start < 10s && (heard.empty() || !engineTime)) {
-            world.press();
-            world.release();
+            hands.press();
+            hands.release();
             if (!engineTime && world.hasLogged("engine started")) {
                 engineTime = now();
             }
@@ -179,7 +90,7 @@ void measureStart(World& world, int rounds) {
     printSpread("launch to first sound at the sink, ms", sound);
 }
 
-void measurePress(World& world, int presses) {
+void measurePress(World& world, const Hands& hands, int presses) {
     MonitorListener listener(sink);
     world.launchAndSettle();
     std::vector<double> delays;
@@ -188,7 +99,7 @@ void measurePress(World& world, int presses) {
     for (int i = 0; i < presses; ++i) {
         static_cast<void>(listener.take());
         const nanoseconds pressed = now();
-        world.press();
+        hands.press();
         std::this_thread::sleep_for(40ms + std::chrono::microseconds(random() % 5000));
         const auto begins = listener.take();
         const auto begin =
@@ -198,7 +109,7 @@ void measurePress(World& world, int presses) {
         } else {
             ++silent;
         }
-        world.release();
+        hands.release();
         std::this_thread::sleep_for(60ms);
     }
     printSpread("press to sound at the sink, ms", delays);
@@ -253,27 +164,27 @@ void printLoad(const char* what, const ProcessFigures& before, const ProcessFigu
                 static_cast<double>(after.wakeups - before.wakeups) / seconds);
 }
 
-void measureLoad(World& world, int seconds) {
+void measureLoad(World& world, const Hands& hands, int seconds) {
     world.launchAndSettle();
-    world.press();
-    world.release();
+    hands.press();
+    hands.release();
     std::this_thread::sleep_for(1s);
     ProcessFigures before = world.figures();
-    ProcessFigures server = world.serverFigures();
+    ProcessFigures server = ProcessFigures::of(world.sound().serverId());
     std::this_thread::sleep_for(8s);
     printLoad("awake, nobody types", before, world.figures(), 8);
-    printLoad("  the sound server meanwhile", server, world.serverFigures(), 8);
+    printLoad("  the sound server meanwhile", server, ProcessFigures::of(world.sound().serverId()), 8);
     std::this_thread::sleep_for(4s);
     before = world.figures();
-    server = world.serverFigures();
+    server = ProcessFigures::of(world.sound().serverId());
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
     printLoad("asleep", before, world.figures(), seconds);
-    printLoad("  the sound server meanwhile", server, world.serverFigures(), seconds);
+    printLoad("  the sound server meanwhile", server, ProcessFigures::of(world.sound().serverId()), seconds);
     before = world.figures();
     for (const auto end = steady_clock::now() + std::chrono::seconds(seconds); steady_clock::now() < end;) {
-        world.press();
+        hands.press();
         std::this_thread::sleep_for(50ms);
-        world.release();
+        hands.release();
         std::this_thread::sleep_for(50ms);
     }
     printLoad("10 keys a second", before, world.figures(), seconds);
@@ -281,7 +192,7 @@ void measureLoad(World& world, int seconds) {
 }
 
 /// The sink runs all the while, since somebody listens to it.
-void measureWaking(World& world, int rounds) {
+void measureWaking(World& world, const Hands& hands, int rounds) {
     MonitorListener listener(sink);
     world.launchAndSettle();
     std::vector<double> delays;
@@ -289,13 +200,13 @@ void measureWaking(World& world, int rounds) {
         std::this_thread::sleep_for(12s);
         static_cast<void>(listener.take());
         const nanoseconds pressed = now();
-        world.press();
+        hands.press();
         std::this_thread::sleep_for(200ms);
         const auto begins = listener.take();
         if (!begins.empty()) {
             delays.push_back(milliseconds(begins.front() - pressed));
         }
-        world.release();
+        hands.release();
     }
     printSpread("first press after sleep to sound, ms", delays);
     std::printf("%-44s %d\n", "first presses without a sound", rounds - static_cast<int>(delays.size()));
@@ -316,11 +227,12 @@ int main(int count, char** words) {
         std::string before;
         load >> before;
         keysong::bench::World world(words[1]);
-        keysong::bench::measureStart(world, isQuick ? 5 : 20);
-        keysong::bench::measurePress(world, isQuick ? 50 : 500);
+        const keysong::bench::Hands hands(world);
+        keysong::bench::measureStart(world, hands, isQuick ? 5 : 20);
+        keysong::bench::measurePress(world, hands, isQuick ? 50 : 500);
         keysong::bench::measureMemory(world, isQuick ? 2 : 10);
-        keysong::bench::measureLoad(world, isQuick ? 10 : 60);
-        keysong::bench::measureWaking(world, isQuick ? 3 : 10);
+        keysong::bench::measureLoad(world, hands, isQuick ? 10 : 60);
+        keysong::bench::measureWaking(world, hands, isQuick ? 3 : 10);
         std::printf("load of the machine: %s before, measured on %u processors\n", before.c_str(),
                     std::thread::hardware_concurrency());
     } catch (const std::exception& error) {

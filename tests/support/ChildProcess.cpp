@@ -121,6 +121,13 @@ void ChildProcess::interrupt() {
     }
 }
 
+bool ChildProcess::hasEnded() const {
+    siginfo_t info{};
+    return process_ <= 0 ||
+           (waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+            info.si_pid == process_);
+}
+
 int ChildProcess::wait() {
     int status = -1;
     if (process_ > 0) {

@@ -42,6 +42,8 @@ class ChildProcess {
     /// Stops the program until `resume`: it holds what it has and answers nobody.
     void pause() const;
     void resume() const;
+    /// Whether it has ended by itself; `wait` then returns at once.
+    [[nodiscard]] bool hasEnded() const;
     /// Waits for its end and returns its wait status: 0 for a good end.
     int wait();
 

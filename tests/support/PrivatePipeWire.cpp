@@ -57,21 +57,29 @@ void PrivatePipeWire::configure(const std::string& text) {
 }
 
 bool PrivatePipeWire::start() {
-    server_.start({"pipewire"}, {});
-    if (!eventually([&] { return std::filesystem::exists(folder_.path() / "run/pipewire-0"); })) {
+    if (!startServer()) {
         return false;
     }
-    manager_.start({"wireplumber"}, {});
+    startManager();
     return eventually([] { return answers(); });
 }
 
+bool PrivatePipeWire::startServer() {
+    server_.start({"pipewire"}, {});
+    return eventually([&] { return std::filesystem::exists(folder_.path() / "run/pipewire-0"); });
+}
+
 bool PrivatePipeWire::answers() {
-    return std::system("pw-metadata -n default 2>/dev/null | grep -q \"key:'default.audio.sink' "
+    return std::system("timeout 5 pw-metadata -n default 2>/dev/null | grep -q \"key:'default.audio.sink' "
                        "value:'{.*test.sink.a\"") == 0;
 }
 
 void PrivatePipeWire::kill() {
-    manager_.kill();
+    killManager();
+    killServer();
+}
+
+void PrivatePipeWire::killServer() {
     server_.kill();
     // A killed server leaves its socket behind, and the next start must not take it for its own.
     for (const char* name :
@@ -88,7 +96,8 @@ bool createNode(const std::string& name, const std::string& mediaClass, const st
                                    " node.description=\"" + name + "\" media.class=" + mediaClass +
                                    " audio.position=[" + channels +
                                    "] priority.session=900 object.linger=true }";
-    return std::system(("pw-cli create-node adapter '" + properties + "' >/dev/null 2>&1").c_str()) == 0;
+    return std::system(
+               ("timeout 20 pw-cli create-node adapter '" + properties + "' >/dev/null 2>&1").c_str()) == 0;
 }
 
 } // namespace
@@ -108,7 +117,7 @@ ChildProcess PrivatePipeWire::recordMicrophone(const std::string& source) {
 }
 
 bool PrivatePipeWire::unplug(const std::string& sink) {
-    return std::system(("pw-cli destroy " + sink + " >/dev/null 2>&1").c_str()) == 0;
+    return std::system(("timeout 20 pw-cli destroy " + sink + " >/dev/null 2>&1").c_str()) == 0;
 }
 
 std::string PrivatePipeWire::stateOf(const std::string& sink) {
@@ -130,8 +139,8 @@ bool PrivatePipeWire::moveStream(const std::string& sink) {
 }
 
 bool PrivatePipeWire::setDefault(const std::string& sink) {
-    return std::system(("pw-metadata -n default 0 default.configured.audio.sink '{ \"name\": \"" + sink +
-                        "\" }' Spa:String:JSON >/dev/null 2>&1")
+    return std::system(("timeout 20 pw-metadata -n default 0 default.configured.audio.sink '{ \"name\": \"" +
+                        sink + "\" }' Spa:String:JSON >/dev/null 2>&1")
                            .c_str()) == 0;
 }
 

@@ -19,13 +19,22 @@ class PrivatePipeWire {
     void configure(const std::string& text);
     /// Starts both and waits until a default sink is there; false when that takes too long.
     bool start();
+    /// Starts the server alone and waits for its socket.
+    bool startServer();
+    /// Starts the session manager alone, which needs a server; returns at once.
+    void startManager() { manager_.start({"wireplumber"}, {}); }
     /// Kills both at once.
     void kill();
+    /// Kills the server alone; a session manager that runs then ends by itself.
+    void killServer();
     /// Kills the session manager alone.
     void killManager() { manager_.kill(); }
     /// Lets the server stand still: it still accepts connections and never answers. Until `resume`.
     void pause() const { server_.pause(); }
     void resume() const { server_.resume(); }
+    /// Lets the session manager stand still until `resumeManager`.
+    void pauseManager() const { manager_.pause(); }
+    void resumeManager() const { manager_.resume(); }
 
     [[nodiscard]] pid_t serverId() const { return server_.id(); }
 

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ProcessFigures.h"
+#include "Typist.h"
+#include "World.h"
+
+namespace keysong::bench {
+
+/// What was done to the program's world, and when.
+struct Fault {
+    std::string kind;
+    /// Whether sounds may be lost meanwhile.
+    bool mayLose = true;
+    std::chrono::nanoseconds begin{};
+    /// When everything was put right again.
+    std::chrono::nanoseconds lifted{};
+    /// When the server could play a new stream after that; nothing when it never could.
+    std::optional<std::chrono::nanoseconds> able;
+    /// Sounds that the program dropped because they came too late.
+    std::int64_t dropped = 0;
+};
+
+/// The program's figures in a calm moment.
+struct Sample {
+    std::chrono::nanoseconds time{};
+    pid_t process = 0;
+    ProcessFigures figures;
+};
+
+/// Lets faults happen, one after the other with calm between them, drawn from a seed: the same seed draws the
+/// same faults in the same order. Used by one thread, which is the world's.
+class Faults {
+  public:
+    /// Node names of the sinks that come and go; the first two are there at the start.
+    static constexpr const char* sinks[] = {"test.sink.a", "test.sink.b", "test.sink.c"};
+    /// The identifiers of the sound sets.
+    static constexpr const char* sets[] = {"soak-one", "soak-two", "soak-three"};
+
+    /// `settingsDisk` is the folder of a small file system of its own that holds the settings; empty where
+    /// there is none, and then it is never filled. `isEnding` says that the run is to end early.
+    Faults(World& world, Typist& typist, std::uint64_t seed, std::filesystem::path settingsDisk,
+           std::function<bool()> isEnding);
+
+    /// Goes on until this time. The program is ended and started only before `lastRestart`, so that what
+    /// comes after is one life whose growth can be measured. With `only`, no other kind of fault is drawn.
+    void runUntil(std::chrono::nanoseconds end, std::chrono::nanoseconds lastRestart,
+                  const std::string& only = {});
+    /// Notes the program's figures.
+    void sample();
+
+    [[nodiscard]] const std::vector<Fault>& faults() const { return faults_; }
+    [[nodiscard]] const std::vector<Sample>& samples() const { return samples_; }
+    /// What went wrong with a fault itself.
+    [[nodiscard]] const std::vector<std::string>& problems() const { return problems_; }
+    /// The names of the kinds.
+    [[nodiscard]] static std::vector<std::string> kinds();
+
+  private:
+    struct Kind;
+    static const std::vector<Kind> table;
+
+    enum class Able { probe, atOnce };
+
+    /// One fault: `action` does it and puts everything right again.
+    void happen(const std::string& kind, bool mayLose, Able able, const std::function<void()>& action);
+    [[nodiscard]] int draw(int least, int most);
+    void pause(int least, int most);
+    void expect(bool done, const char* what);
+    void calm();
+    [[nodiscard]] std::int64_t lateHits();
+
+    void killServer();
+    void killManager();
+    void stopServer();
+    void stopManager();
+    void stopBoth();
+    void killStoppedServer();
+    void loseSink();
+    void loseAllSinks();
+    void changeDefault();
+    void chooseOutput();
+    void loseChosenOutput();
+    void slowSinks();
+    void changeSet();
+    void openWindows();
+    void fillDisk();
+    void typeNothing();
+    void restart();
+    void restartWithoutServer();
+    void startServerAndManager();
+
+    World& world_;
+    Typist& typist_;
+    const std::chrono::nanoseconds begin_ = now();
+    const std::uint64_t seed_;
+    const std::filesystem::path settingsDisk_;
+    const std::function<bool()> isEnding_;
+    std::mt19937_64 random_;
+    std::vector<Fault> faults_;
+    std::vector<Sample> samples_;
+    std::vector<std::string> problems_;
+};
+
+} // namespace keysong::bench
