@@ -3,10 +3,12 @@
 #include "support/Eventually.h"
 
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <thread>
 
 #include "Faults.h"
+#include "PlayProbe.h"
 
 namespace keysong::bench {
 
@@ -29,13 +31,12 @@ void Faults::startServerAndManager() {
     expect(world_.sound().startServer(), "the server did not start");
     const bool sinksAreLate = draw(0, 2) == 0;
     if (sinksAreLate) {
-        expect(PrivatePipeWire::unplug(sinks[0]) && PrivatePipeWire::unplug(sinks[1]), "a sink did not go");
+        unplugBoth();
     }
     pause(0, 1000);
     world_.sound().startManager();
     if (sinksAreLate) {
-        pause(0, 2000);
-        expect(PrivatePipeWire::plug(sinks[1]) && PrivatePipeWire::plug(sinks[0]), "a sink did not come");
+        plugBoth(2000);
     }
 }
 
@@ -53,11 +54,46 @@ void Faults::killServer() {
     });
 }
 
+void Faults::plugBoth(int latest) {
+    const int first = draw(0, 1);
+    pause(0, latest);
+    expect(PrivatePipeWire::plug(sinks[first]), "the sink did not come");
+    pause(0, latest / 4);
+    expect(PrivatePipeWire::plug(sinks[1 - first]), "the sink did not come");
+}
+
+void Faults::unplugBoth() {
+    const int first = draw(0, 1);
+    expect(PrivatePipeWire::unplug(sinks[first]) && PrivatePipeWire::unplug(sinks[1 - first]),
+           "a sink did not go");
+}
+
+/// The cards are the manager's: the server takes them away with it, and its successor brings them again.
 void Faults::killManager() {
-    happen("manager killed alone", true, Able::probe, [this] {
+    happen("manager killed with its cards", true, Able::probe, [this] {
+        world_.sound().killManager();
+        unplugBoth();
+        pause(0, 3000);
+        world_.sound().startManager();
+        plugBoth(2000);
+    });
+}
+
+/// Sinks of the server's own stay. WirePlumber 0.4.13 does not get such a sink ready again that was in use,
+/// and links nothing at all meanwhile; then the world is mended.
+void Faults::killManagerAlone() {
+    happen("manager killed, sinks stay", true, Able::probe, [this] {
         world_.sound().killManager();
         pause(0, 3000);
         world_.sound().startManager();
+        constexpr std::chrono::seconds patience{4};
+        if (!waitUntilPlayable(patience)) {
+            std::printf(", the new manager links nothing");
+            world_.sound().killManager();
+            unplugBoth();
+            world_.sound().startManager();
+            plugBoth(0);
+        }
     });
 }
 
@@ -116,14 +152,8 @@ void Faults::loseSink() {
 
 void Faults::loseAllSinks() {
     happen("all sinks go and come", true, Able::probe, [this] {
-        const int first = draw(0, 1);
-        expect(PrivatePipeWire::unplug(sinks[first]) && PrivatePipeWire::unplug(sinks[1 - first]),
-               "a sink did not go");
-        pause(0, 4000);
-        const int back = draw(0, 1);
-        expect(PrivatePipeWire::plug(sinks[back]), "the sink did not come");
-        pause(0, 1000);
-        expect(PrivatePipeWire::plug(sinks[1 - back]), "the sink did not come");
+        unplugBoth();
+        plugBoth(4000);
     });
 }
 

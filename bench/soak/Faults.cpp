@@ -29,6 +29,7 @@ struct Faults::Kind {
 const std::vector<Faults::Kind> Faults::table = {
     {"server", &Faults::killServer},
     {"manager", &Faults::killManager},
+    {"manager-alone", &Faults::killManagerAlone},
     {"stop-server", &Faults::stopServer},
     {"stop-manager", &Faults::stopManager},
     {"stop-both", &Faults::stopBoth},

@@ -3,37 +3,15 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "ProcessFigures.h"
+#include "Records.h"
 #include "Typist.h"
 #include "World.h"
 
 namespace keysong::bench {
-
-/// What was done to the program's world, and when.
-struct Fault {
-    std::string kind;
-    /// Whether sounds may be lost meanwhile.
-    bool mayLose = true;
-    std::chrono::nanoseconds begin{};
-    /// When everything was put right again.
-    std::chrono::nanoseconds lifted{};
-    /// When the server could play a new stream after that; nothing when it never could.
-    std::optional<std::chrono::nanoseconds> able;
-    /// Sounds that the program dropped because they came too late.
-    std::int64_t dropped = 0;
-};
-
-/// The program's figures in a calm moment.
-struct Sample {
-    std::chrono::nanoseconds time{};
-    pid_t process = 0;
-    ProcessFigures figures;
-};
 
 /// Lets faults happen, one after the other with calm between them, drawn from a seed: the same seed draws the
 /// same faults in the same order. Used by one thread, which is the world's.
@@ -79,6 +57,7 @@ class Faults {
 
     void killServer();
     void killManager();
+    void killManagerAlone();
     void stopServer();
     void stopManager();
     void stopBoth();
@@ -96,6 +75,9 @@ class Faults {
     void restart();
     void restartWithoutServer();
     void startServerAndManager();
+    void unplugBoth();
+    /// Brings both sinks, in any order, the first within this many milliseconds.
+    void plugBoth(int latest);
 
     World& world_;
     Typist& typist_;

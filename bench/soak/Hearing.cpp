@@ -55,12 +55,16 @@ Hearing judge(const std::vector<Typed>& typed, const std::vector<nanoseconds>& b
     for (const Fault& fault : faults) {
         FaultOutcome outcome;
         outcome.fault = &fault;
+        outcome.wasSilent = !hearing.faults.empty() && !hearing.faults.back().back;
         const nanoseconds able = fault.able.value_or(fault.lifted);
-        nanoseconds end = able + limit;
-        for (std::size_t i = 0; i < typed.size(); ++i) {
+        const bool isLast = &fault == &faults.back();
+        const nanoseconds next = isLast ? nanoseconds::max() : (&fault + 1)->begin - beforeFault;
+        // As long as nothing is heard, the fault goes on.
+        nanoseconds end = next;
+        for (std::size_t i = 0; i < typed.size() && typed[i].before < next; ++i) {
             if (typed[i].after >= able && outcomes[i].begin) {
                 outcome.back = *outcomes[i].begin - able;
-                end = std::max(end, typed[i].before);
+                end = std::min(next, std::max(able + limit, typed[i].before));
                 break;
             }
         }

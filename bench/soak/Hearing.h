@@ -2,12 +2,9 @@
 
 #include <chrono>
 #include <optional>
-#include <string>
 #include <vector>
 
-#include "Faults.h"
-#include "StallWatch.h"
-#include "Typist.h"
+#include "Records.h"
 
 namespace keysong::bench {
 
@@ -48,7 +45,9 @@ struct FaultOutcome {
     Count count;
     /// From the moment that the server was able to the first sound; nothing when none came.
     std::optional<std::chrono::nanoseconds> back;
-    /// Whether the machine stood still meanwhile, for so long.
+    /// Whether it was silent since an earlier fault already: then nothing can be said of this one.
+    bool wasSilent = false;
+    /// For how long the machine stood still meanwhile.
     std::chrono::nanoseconds stalled{};
 };
 

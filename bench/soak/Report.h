@@ -15,6 +15,8 @@ struct Bounds {
 
 /// What a soak found, as tables on standard output. Each function returns whether all was well.
 [[nodiscard]] bool printHearing(const Hearing& hearing, const Bounds& bounds, std::chrono::nanoseconds begin);
+/// Descriptors and threads have grown when the last third of that life never had as few as the time before
+/// had at most.
 [[nodiscard]] bool printFigures(const std::vector<Sample>& samples, const Bounds& bounds);
 
 } // namespace keysong::bench

@@ -6,13 +6,9 @@
 #include <thread>
 #include <vector>
 
-namespace keysong::bench {
+#include "Records.h"
 
-/// A span on the monotonic clock.
-struct Span {
-    std::chrono::nanoseconds begin{};
-    std::chrono::nanoseconds end{};
-};
+namespace keysong::bench {
 
 /// Notes when the machine itself stood still: a thread on each processor that sleeps for some milliseconds
 /// and slept far too long. No program can be on time there.

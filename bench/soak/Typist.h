@@ -11,13 +11,9 @@
 #include <thread>
 #include <vector>
 
-namespace keysong::bench {
+#include "Records.h"
 
-/// A press or a release: it happened between the two times, on the monotonic clock.
-struct Typed {
-    std::chrono::nanoseconds before{};
-    std::chrono::nanoseconds after{};
-};
+namespace keysong::bench {
 
 /// Types at 30 events a second on a display's keyboard, on a thread of its own, from the beginning to the end
 /// of its life. The keys do nothing in a window.

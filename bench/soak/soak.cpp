@@ -16,8 +16,11 @@
 #include <numbers>
 #include <thread>
 
+#include "Faults.h"
 #include "MonitorListener.h"
 #include "Report.h"
+#include "StallWatch.h"
+#include "Typist.h"
 
 namespace keysong::bench {
 namespace {
@@ -152,10 +155,10 @@ bool soak(const Options& options, bool hasMounts) {
     if (!eventually([&] { return listeners.front().listens(); }, 10s)) {
         throw std::runtime_error("the sink is not heard");
     }
-    const nanoseconds begin = now();
     Typist typist(world.display(), options.seed);
     bool isWell = tryEars(world, typist, listeners, watch);
     const std::size_t tried = typist.typed().size();
+    const nanoseconds begin = now();
 
     Faults faults(world, typist, options.seed, disk.folder(), [] { return interrupted != 0; });
     const auto length =
