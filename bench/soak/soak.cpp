@@ -199,7 +199,9 @@ bool soak(const Options& options, bool hasMounts) {
 int main(int count, char** words) {
     using namespace keysong;
     bench::Options options;
+    // The script has values of its own, and what is said after them counts.
     CLI::App app("Lets the program play while everything goes wrong, and counts what is heard");
+    app.option_defaults()->take_last();
     app.add_option("programs", options.programs, "The folder of the built programs")->required();
     app.add_option("minutes", options.minutes, "How long")->capture_default_str();
     app.add_option("--seed", options.seed, "The same seed draws the same faults")->capture_default_str();

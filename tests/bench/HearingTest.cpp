@@ -31,16 +31,16 @@ Fault fault(milliseconds begin, milliseconds lifted, bool mayLose = true) {
 }
 
 TEST(Hearing, GivesEachSoundToItsKey) {
-    // The second is lost and moves nobody; the third is late, in the time of the fourth; the last is
-    // nobody's.
-    const std::vector<Typed> typed{{0ms, 1ms}, {30ms, 31ms}, {200ms, 201ms}, {230ms, 231ms}};
+    // The second is lost and moves nobody; the third is late, in the time of the fourth; so is the fifth,
+    // alone; the last sound is nobody's.
+    const std::vector<Typed> typed{{0ms, 1ms}, {30ms, 31ms}, {200ms, 201ms}, {230ms, 231ms}, {400ms, 401ms}};
     std::size_t extra = 0;
-    const auto outcomes = outcomesOf(typed, {4ms, 233ms, 240ms, 600ms}, extra);
+    const auto outcomes = outcomesOf(typed, {4ms, 233ms, 240ms, 450ms, 600ms}, extra);
     std::vector<Fate> fates;
     for (const Outcome& outcome : outcomes) {
         fates.push_back(outcome.fate);
     }
-    EXPECT_THAT(fates, ElementsAre(Fate::heard, Fate::lost, Fate::late, Fate::heard));
+    EXPECT_THAT(fates, ElementsAre(Fate::heard, Fate::lost, Fate::late, Fate::heard, Fate::late));
     EXPECT_EQ(outcomes[2].begin, 240ms);
     EXPECT_EQ(extra, 1U);
 }
