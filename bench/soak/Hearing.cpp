@@ -78,7 +78,7 @@ Hearing judge(const std::vector<Typed>& typed, const std::vector<nanoseconds>& b
     for (std::size_t i = 0; i < typed.size(); ++i) {
         const nanoseconds time = typed[i].before;
         std::size_t at = 0;
-        while (at < faults.size() && (time < faults[at].begin - beforeFault || time > ends[at])) {
+        while (at < faults.size() && (typed[i].after < faults[at].begin - beforeFault || time > ends[at])) {
             ++at;
         }
         const bool isStalled = std::any_of(stalls.begin(), stalls.end(), [&](const Span& stall) {

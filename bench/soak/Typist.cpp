@@ -14,7 +14,7 @@ namespace {
 /// Between two events; in the middle 33 ms. A sound and the silence after it need 15 ms.
 constexpr std::uint64_t leastGapMicroseconds = 26'000;
 constexpr std::uint64_t mostGapMicroseconds = 40'600;
-constexpr std::chrono::milliseconds leastAfterStall{20};
+constexpr std::chrono::milliseconds leastAfterStall{25};
 constexpr std::array keys{KEY_F13, KEY_F14, KEY_F15,       KEY_F16,
                           KEY_F17, KEY_F18, KEY_LEFTSHIFT, KEY_RIGHTSHIFT};
 
