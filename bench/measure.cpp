@@ -1,5 +1,5 @@
-// keysong-measure FOLDER [--quick]: measures the built programs in FOLDER from outside, in a world of their
-// own: a bus, an X server with a keyboard, and a PipeWire server with a sink. See script/measure.
+// keysong-measure FOLDER [--quick | --press]: measures the built programs in FOLDER from outside, in a world
+// of their own: a bus, an X server with a keyboard, and a PipeWire server with a sink. See script/measure.
 
 #include "support/Eventually.h"
 #include "support/WaveFile.h"
@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "MonitorListener.h"
+#include "Spread.h"
 #include "World.h"
 
 namespace keysong::bench {
@@ -30,20 +31,6 @@ using std::chrono::steady_clock;
 using test::eventually;
 
 constexpr const char* sink = "test.sink.a";
-
-/// Prints a row: the least, the middle, the 99th of 100 and the greatest value.
-void printSpread(const char* what, std::vector<double> values) {
-    if (values.empty()) {
-        std::printf("%-44s nothing was measured\n", what);
-        return;
-    }
-    std::sort(values.begin(), values.end());
-    const auto at = [&](double share) {
-        return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1) + 0.5)];
-    };
-    std::printf("%-44s min %7.2f  median %7.2f  p99 %7.2f  max %7.2f  (n=%zu)\n", what, at(0), at(0.5),
-                at(0.99), at(1), values.size());
-}
 
 /// Presses and releases a key of a keyboard.
 class Hands {
@@ -217,9 +204,10 @@ void measureWaking(World& world, const Hands& hands, int rounds) {
 } // namespace keysong::bench
 
 int main(int count, char** words) {
-    const bool isQuick = count > 2 && std::string_view(words[2]) == "--quick";
+    const std::string_view extent = count > 2 ? words[2] : "";
+    const bool isQuick = extent == "--quick";
     if (count < 2) {
-        std::fputs("usage: keysong-measure FOLDER [--quick]\n", stderr);
+        std::fputs("usage: keysong-measure FOLDER [--quick | --press]\n", stderr);
         return 2;
     }
     try {
@@ -228,11 +216,15 @@ int main(int count, char** words) {
         load >> before;
         keysong::bench::World world(words[1]);
         const keysong::bench::Hands hands(world);
-        keysong::bench::measureStart(world, hands, isQuick ? 5 : 20);
-        keysong::bench::measurePress(world, hands, isQuick ? 50 : 500);
-        keysong::bench::measureMemory(world, isQuick ? 2 : 10);
-        keysong::bench::measureLoad(world, hands, isQuick ? 10 : 60);
-        keysong::bench::measureWaking(world, hands, isQuick ? 3 : 10);
+        if (extent == "--press") {
+            keysong::bench::measurePress(world, hands, 500);
+        } else {
+            keysong::bench::measureStart(world, hands, isQuick ? 5 : 20);
+            keysong::bench::measurePress(world, hands, isQuick ? 50 : 500);
+            keysong::bench::measureMemory(world, isQuick ? 2 : 10);
+            keysong::bench::measureLoad(world, hands, isQuick ? 10 : 60);
+            keysong::bench::measureWaking(world, hands, isQuick ? 3 : 10);
+        }
         std::printf("load of the machine: %s before, measured on %u processors\n", before.c_str(),
                     std::thread::hardware_concurrency());
     } catch (const std::exception& error) {
