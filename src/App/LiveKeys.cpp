@@ -25,12 +25,12 @@ LiveKeys::~LiveKeys() {
 }
 
 void LiveKeys::setWatching(bool isWatching) {
-    if (isWatching == watching_.has_value()) {
+    if (isWatching == (watching_ != nullptr)) {
         return;
     }
     monitor_.setWatching(isWatching);
     if (isWatching) {
-        watching_.emplace();
+        watching_ = std::make_unique<Lifetime>();
         told_.reset();
         look();
     } else {

@@ -5,6 +5,7 @@
 #include "Shared/TaskQueue.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace keysong {
@@ -35,7 +36,7 @@ class LiveKeys final {
     std::optional<KeyBitmap> told_;
     int looksWithoutChange_ = 0;
     /// There is one while somebody watches; the next look is guarded by it.
-    std::optional<Lifetime> watching_;
+    std::unique_ptr<Lifetime> watching_;
 };
 
 } // namespace keysong

@@ -120,6 +120,12 @@ bool PrivatePipeWire::unplug(const std::string& sink) {
     return std::system(("timeout 20 pw-cli destroy " + sink + " >/dev/null 2>&1").c_str()) == 0;
 }
 
+bool PrivatePipeWire::isLinkedTo(const std::string& sink) {
+    const std::string command =
+        "pw-link -l 2>/dev/null | grep -A4 '^" + sink + ":playback' | grep -q 'keysong:output'";
+    return std::system(command.c_str()) == 0;
+}
+
 std::string PrivatePipeWire::stateOf(const std::string& sink) {
     const std::string command = "pw-cli info " + sink + " | sed -n 's/.*state: \"\\([a-z]*\\)\".*/\\1/p'";
     std::array<char, 64> word{};

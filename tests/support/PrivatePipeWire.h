@@ -47,6 +47,8 @@ class PrivatePipeWire {
     static ChildProcess recordMicrophone(const std::string& source);
     /// Moves our stream to a sink, as the user does in a mixer.
     static bool moveStream(const std::string& sink);
+    /// Whether our stream is linked to a sink.
+    static bool isLinkedTo(const std::string& sink);
     /// What the server says of a sink: "running", "idle" or "suspended".
     static std::string stateOf(const std::string& sink);
     /// Configures the default sink; returns at once.

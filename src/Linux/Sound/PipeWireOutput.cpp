@@ -21,6 +21,10 @@ constexpr std::chrono::seconds startLimit{3};
 /// How long a start waits for the first period, which tells the granted size.
 constexpr std::chrono::milliseconds firstPeriodLimit{300};
 constexpr std::uint32_t mostFrames = 8192;
+/// How long a session manager gets to link the stream, which takes it some hundredths of a second.
+constexpr std::chrono::milliseconds linkPatience{700};
+/// Longer than any period. After a change of the session manager the server is known to answer.
+constexpr std::chrono::milliseconds motionLimit{300};
 constexpr std::uint32_t channels = 2;
 
 } // namespace
@@ -57,7 +61,10 @@ PipeWireOutput::PipeWireOutput()
     calmTimer_ = pw_loop_add_timer(
         loop, [](void* self, std::uint64_t) noexcept { static_cast<PipeWireOutput*>(self)->shortenIfCalm(); },
         this);
-    if (restSource_ == nullptr || xrunSource_ == nullptr || calmTimer_ == nullptr) {
+    checkTimer_ = pw_loop_add_timer(
+        loop, [](void* self, std::uint64_t) noexcept { static_cast<PipeWireOutput*>(self)->checkStream(); },
+        this);
+    if (restSource_ == nullptr || xrunSource_ == nullptr || calmTimer_ == nullptr || checkTimer_ == nullptr) {
         throw AudioOutputError("the sound server's loop could not be made");
     }
     session_->start();
@@ -139,8 +146,8 @@ void PipeWireOutput::createStream() {
         session_->core(), "Keysong",
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_NODE_NAME,
                           PipeWireSession::ownStreamName, PW_KEY_NODE_DESCRIPTION, "Keysong", PW_KEY_APP_NAME,
-                          "Keysong", PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY, latency().c_str(),
-                          PW_KEY_APP_ICON_NAME, "com.orlen.keysong",
+                          "Keysong", PW_KEY_APP_ID, "com.orlen.keysong", PW_KEY_NODE_LATENCY,
+                          latency().c_str(), PW_KEY_APP_ICON_NAME, "com.orlen.keysong",
                           // Of more speakers than two only the front ones click.
                           "channelmix.upmix", "false", pinned_.empty() ? nullptr : PW_KEY_TARGET_OBJECT,
                           pinned_.c_str(), nullptr));
@@ -159,12 +166,7 @@ void PipeWireOutput::createStream() {
     std::array<std::uint8_t, 1024> storage{};
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, storage.data(), storage.size());
-    spa_audio_info_raw format{};
-    format.format = SPA_AUDIO_FORMAT_F32P;
-    format.rate = static_cast<std::uint32_t>(PipeWireTimeline::streamRate);
-    format.channels = channels;
-    format.position[0] = SPA_AUDIO_CHANNEL_FL;
-    format.position[1] = SPA_AUDIO_CHANNEL_FR;
+    spa_audio_info_raw format = frontPair();
     const spa_pod* parameter = spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format);
     const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                     PW_STREAM_FLAG_RT_PROCESS);
@@ -173,6 +175,9 @@ void PipeWireOutput::createStream() {
         destroyStream();
         throw AudioOutputError(std::string("the sound server refused the stream: ") + spa_strerror(result));
     }
+    hasNewManager_ = false;
+    wasLinked_ = false;
+    checkLater();
 }
 
 void PipeWireOutput::waitForStream() {
@@ -185,8 +190,9 @@ void PipeWireOutput::waitForStream() {
         }
     }
     if (stream_ == nullptr || streamState_ != PW_STREAM_STATE_STREAMING) {
+        const std::string reason = streamError_;
         destroyStream();
-        throw AudioOutputError("the stream did not start: " + streamError_);
+        throw AudioOutputError("the stream did not start: " + reason);
     }
     // The first period tells the granted size; without one soon the requested size stands in for it.
     const auto limit = std::chrono::steady_clock::now() + firstPeriodLimit;
@@ -219,9 +225,11 @@ void PipeWireOutput::stop() noexcept {
 
 void PipeWireOutput::destroyStream() noexcept {
     running_ = false;
+    ownLinks_.release();
     if (stream_ != nullptr) {
+        pw_stream_disconnect(stream_); // waits for the render thread, which goes through the listeners
         spa_hook_remove(&streamListener_);
-        pw_stream_destroy(stream_); // waits for the render thread
+        pw_stream_destroy(stream_);
         stream_ = nullptr;
     }
     timeline_.setPosition(nullptr);
@@ -243,6 +251,9 @@ void PipeWireOutput::rest() {
     isAtRest_ = resting;
     if (!resting) {
         timeline_.noteRest();
+        if (!wasLinked_) {
+            checkLater(); // the session manager was another meanwhile
+        }
     }
     pw_stream_set_active(stream_, !resting);
 }
@@ -353,13 +364,21 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
     case Change::manager:
         // Without a manager the list says nothing of what is gone.
         listeners_.tell(DeviceListProperty::devices);
+        hasNewManager_ = session_->hasManager();
+        wasLinked_ = linkedNode().has_value();
+        checkLater();
         reportChange();
         break;
     case Change::defaultDevice:
         listeners_.tell(DeviceListProperty::defaultOutputDevice);
+        if (ownLinks_.exist()) {
+            checkLater();
+        }
         reportChange();
         break;
     case Change::links:
+        yieldToManager();
+        wasLinked_ = wasLinked_ || linkedNode();
         if (const auto linked = linkedNode(); linked && linked != lastLinked_) {
             if (lastLinked_) {
                 reportChange();
@@ -378,12 +397,62 @@ void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
     }
     if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) {
         // Unconnected without our doing: somebody took the node out of the graph.
-        streamError_ = error == nullptr ? "the stream was taken away" : error;
-        if (running_.exchange(false)) {
-            reportChange();
-        }
+        loseStream(error == nullptr ? "the stream was taken away" : error);
     }
     pw_thread_loop_signal(session_->loop(), false);
+}
+
+void PipeWireOutput::loseStream(const char* reason) {
+    streamError_ = reason;
+    if (running_.exchange(false)) {
+        reportChange();
+    }
+}
+
+void PipeWireOutput::checkLater() {
+    if (stream_ != nullptr) {
+        session_->setTimer(checkTimer_, std::chrono::steady_clock::now().time_since_epoch() + linkPatience);
+    }
+}
+
+void PipeWireOutput::checkStream() {
+    if (stream_ == nullptr || isAtRest_ || readinessNow() != Readiness::ready) {
+        return; // whatever changes that asks for another look
+    }
+    if (!wasLinked_ || ownLinks_.exist()) {
+        const bool isNews = !ownLinks_.exist();
+        const auto sink = targetNode();
+        if (sink && ownLinks_.make(*session_, pw_stream_get_node_id(stream_), *sink) && isNews) {
+            log.notice("the session manager leaves the sound without a device, so it is linked here");
+        }
+    } else if (running_ && hasNewManager_ && !timeline_.isMoving(motionLimit)) {
+        log.notice("the sound stands still since the session manager is another, starting it again");
+        loseStream("it stands still");
+    }
+    hasNewManager_ = false;
+}
+
+void PipeWireOutput::yieldToManager() {
+    if (!ownLinks_.exist() || stream_ == nullptr) {
+        return;
+    }
+    const std::uint32_t own = pw_stream_get_node_id(stream_);
+    const auto& links = session_->links();
+    if (std::any_of(links.begin(), links.end(), [&](const auto& link) {
+            return link.second.outputNode == own && !ownLinks_.contain(link.first);
+        })) {
+        ownLinks_.release();
+    }
+}
+
+std::optional<std::uint32_t> PipeWireOutput::targetNode() const {
+    const std::string& name = pinned_.empty() ? session_->defaultSink() : pinned_;
+    for (const auto& [id, candidate] : session_->nodes()) {
+        if (candidate.isSink() && candidate.name == name) {
+            return id;
+        }
+    }
+    return std::nullopt;
 }
 
 void PipeWireOutput::reportChange() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Linux/Sound/PeriodLength.h"
+#include "Linux/Sound/PipeWireLinks.h"
 #include "Linux/Sound/PipeWireSession.h"
 #include "Linux/Sound/PipeWireTimeline.h"
 #include "Platform/AudioOutput.h"
@@ -21,7 +22,9 @@ namespace keysong {
 /// on. Without a sink `start` fails; the handler tells when one appeared.
 ///
 /// On a machine that is too slow for the periods asked for they get longer until it is calm (`PeriodLength`).
-/// At rest the stream is inactive: the server leaves it out of the graph.
+/// At rest the stream is inactive: the server leaves it out of the graph. A stream that the session manager
+/// leaves without a link is linked here after a while (`PipeWireLinks`), and one that its successor took over
+/// and let stand still is made anew.
 class PipeWireOutput final : public AudioOutput, private AudioDevices {
   public:
     /// Tries to reach a server at once. Throws `AudioOutputError` only when the client library fails.
@@ -81,6 +84,17 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void onSessionChange(PipeWireSession::Change change);
     void onStreamState(pw_stream_state state, const char* error);
     void reportChange();
+    /// Sees to it that `checkStream` is called in a while.
+    void checkLater();
+    /// On the loop's thread: links a stream that nobody linked, and gives one up that stands still after the
+    /// session manager was another.
+    void checkStream();
+    /// The registry id of the sink that the stream belongs on.
+    [[nodiscard]] std::optional<std::uint32_t> targetNode() const;
+    /// Lets the session manager's links be, where it made some after all.
+    void yieldToManager();
+    /// The stream is of no use any more.
+    void loseStream(const char* reason);
     /// On the loop's thread: does what `setResting` wished last.
     void rest();
     /// On the loop's thread: looks whether the periods should be longer, or shorter again.
@@ -121,12 +135,19 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     /// -1 until the render thread has said how it is scheduled.
     std::atomic<int> schedulingPolicy_ = -1;
 
+    PipeWireLinks ownLinks_;
+    /// Whether the stream had a link since it or the session manager came. Who takes that away means it.
+    bool wasLinked_ = false;
+    /// The session manager was another since the stream was looked at.
+    bool hasNewManager_ = false;
+
     /// Last to come, first to go: its thread calls into all of the above.
     std::unique_ptr<PipeWireSession> session_;
     // Its loop's, which frees them.
     spa_source* restSource_ = nullptr;
     spa_source* xrunSource_ = nullptr;
     spa_source* calmTimer_ = nullptr;
+    spa_source* checkTimer_ = nullptr;
 };
 
 } // namespace keysong

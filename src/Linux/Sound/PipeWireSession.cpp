@@ -203,6 +203,7 @@ void PipeWireSession::disconnect() {
     ready_ = false;
     nodes_.clear();
     links_.clear();
+    ports_.clear();
     ownStreams_.clear();
 }
 
@@ -283,6 +284,10 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
         links_[id] = {number(properties, PW_KEY_LINK_OUTPUT_NODE),
                       number(properties, PW_KEY_LINK_INPUT_NODE)};
         changed(Change::links);
+    } else if (kind == PW_TYPE_INTERFACE_Port) {
+        ports_[id] = {number(properties, PW_KEY_NODE_ID), text(properties, PW_KEY_PORT_DIRECTION) == "in",
+                      text(properties, PW_KEY_PORT_MONITOR) == "true",
+                      text(properties, PW_KEY_AUDIO_CHANNEL)};
     } else if (kind == PW_TYPE_INTERFACE_Metadata && metadata_ == nullptr &&
                text(properties, PW_KEY_METADATA_NAME) == "default") {
         metadata_ = static_cast<pw_metadata*>(
@@ -303,6 +308,7 @@ void PipeWireSession::onGlobalRemoved(std::uint32_t id) {
     } else if (links_.erase(id) > 0) {
         changed(Change::links);
     } else {
+        ports_.erase(id);
         ownStreams_.erase(id);
     }
 }

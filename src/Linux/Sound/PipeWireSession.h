@@ -5,6 +5,7 @@
 
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
+#include <spa/param/audio/raw.h>
 
 #include <chrono>
 #include <cstdint>
@@ -38,6 +39,17 @@ class PipeWireLock {
     pw_thread_loop* loop_;
 };
 
+/// The format of our streams: two front speakers, floats, each side apart.
+[[nodiscard]] inline spa_audio_info_raw frontPair() noexcept {
+    spa_audio_info_raw format{};
+    format.format = SPA_AUDIO_FORMAT_F32P;
+    format.rate = 48000;
+    format.channels = 2;
+    format.position[0] = SPA_AUDIO_CHANNEL_FL;
+    format.position[1] = SPA_AUDIO_CHANNEL_FR;
+    return format;
+}
+
 /// A connection to the sound server that comes back by itself, and what the server's registry says of
 /// devices, links and the default. The loop's thread "pw-keysong" serves it.
 ///
@@ -64,6 +76,14 @@ class PipeWireSession {
     };
     /// The name of the node of the program's own stream.
     static constexpr const char* ownStreamName = "keysong";
+    struct Port {
+        std::uint32_t node = 0;
+        bool isInput = false;
+        /// It gives what the node plays, instead of taking it.
+        bool isMonitor = false;
+        /// "FL" and so on.
+        std::string channel;
+    };
     enum class Change { connected, disconnected, devices, manager, defaultDevice, links };
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
@@ -102,6 +122,7 @@ class PipeWireSession {
     [[nodiscard]] const std::map<std::uint32_t, Link>& links() const { return links_; }
     /// Whether the node is one of the program's own streams, which `nodes` leaves out.
     [[nodiscard]] bool isOwnStream(std::uint32_t node) const { return ownStreams_.contains(node); }
+    [[nodiscard]] const std::map<std::uint32_t, Port>& ports() const { return ports_; }
     /// The node name of the default sink; empty while unknown.
     [[nodiscard]] const std::string& defaultSink() const { return defaultSink_; }
 
@@ -155,6 +176,7 @@ class PipeWireSession {
     std::map<std::uint32_t, Node> nodes_;
     std::map<std::uint32_t, Link> links_;
     std::set<std::uint32_t> ownStreams_;
+    std::map<std::uint32_t, Port> ports_;
     std::string defaultSink_;
 };
 

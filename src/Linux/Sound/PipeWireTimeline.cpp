@@ -11,8 +11,6 @@ namespace {
 constexpr std::int64_t second = 1'000'000'000;
 /// A driver whose clock says something this far from now has another clock.
 constexpr std::int64_t implausibleNanoseconds = second;
-/// Longer than any period, and than a server on a busy machine stands still.
-constexpr std::int64_t stalledNanoseconds = second;
 
 std::int64_t monotonicNow() noexcept {
     timespec time{};
@@ -39,8 +37,8 @@ void PipeWireTimeline::expectPeriod() noexcept {
     lastPeriod_ = monotonicNow();
 }
 
-bool PipeWireTimeline::isMoving() const noexcept {
-    return monotonicNow() - lastPeriod_ < stalledNanoseconds;
+bool PipeWireTimeline::isMoving(std::chrono::nanoseconds within) const noexcept {
+    return monotonicNow() - lastPeriod_ < within.count();
 }
 
 bool PipeWireTimeline::jumped(const spa_io_clock& clock) const noexcept {

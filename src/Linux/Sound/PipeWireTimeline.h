@@ -5,6 +5,7 @@
 #include <spa/node/io.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 namespace keysong {
@@ -36,8 +37,9 @@ class PipeWireTimeline {
     [[nodiscard]] std::uint32_t graphRate() const noexcept { return graphRate_; }
     /// How often the server went on to a later period before ours was asked for.
     [[nodiscard]] std::uint64_t xruns() const noexcept { return xruns_; }
-    /// Whether the server has asked for a period lately.
-    [[nodiscard]] bool isMoving() const noexcept;
+    /// Whether the server has asked for a period within that time. The default is longer than any period, and
+    /// than a server on a busy machine stands still.
+    [[nodiscard]] bool isMoving(std::chrono::nanoseconds within = std::chrono::seconds(1)) const noexcept;
 
   private:
     [[nodiscard]] bool jumped(const spa_io_clock& clock) const noexcept;

@@ -187,6 +187,24 @@ TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
     }
 }
 
+// WirePlumber 0.4 links no stream after such a restart: the sinks were in use, and never become ready for it.
+TEST_F(PipeWireRecoveryTest, ASessionManagerThatStartsAnewLeavesNobodySilent) {
+    PipeWireOutput output;
+    SoundEngine engine(output, clock, threads, RandomSource(1));
+    engine.load(clickSet());
+    engine.start();
+    engine.setOutputDevice("test.sink.b", false);
+    ASSERT_TRUE(isHeardOn("test.sink.b", engine));
+    for (int round = 0; round < 2; ++round) {
+        server.killManager();
+        ASSERT_TRUE(eventually([&] { return output.readiness() == Readiness::preparing; }));
+        server.startManager();
+        ASSERT_TRUE(eventually([&] { return output.readiness() == Readiness::ready; }));
+        EXPECT_TRUE(eventually([&] { return PrivatePipeWire::isLinkedTo("test.sink.b"); }));
+        EXPECT_TRUE(output.isRunning());
+    }
+}
+
 TEST_F(PipeWireRecoveryTest, AServerThatComesOrAnswersLateIsMovedUpTo) {
     for (const bool accepts : {false, true}) {
         SCOPED_TRACE(accepts ? "accepts and does not answer" : "is not there");
