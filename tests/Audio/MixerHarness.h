@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <numbers>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,29 @@ inline float greatestJump(const std::vector<float>& samples) {
         greatest = std::max(greatest, std::fabs(samples[index] - samples[index - 1]));
     }
     return greatest;
+}
+
+/// The same noise every time.
+inline std::vector<float> noise(std::size_t length, float amplitude = 0.5F) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> sample(-amplitude, amplitude);
+    std::vector<float> frames(length);
+    std::generate(frames.begin(), frames.end(), [&] { return sample(random); });
+    return frames;
+}
+
+/// What a voice in the middle gives each side.
+inline const float centreGain = static_cast<float>(std::cos(std::numbers::pi / 4));
+
+/// The places of all samples that are not silent.
+inline std::vector<std::size_t> soundingFrames(const std::vector<float>& samples, std::size_t from = 0) {
+    std::vector<std::size_t> found;
+    for (std::size_t index = from; index < samples.size(); ++index) {
+        if (samples[index] != 0) {
+            found.push_back(index);
+        }
+    }
+    return found;
 }
 
 /// A mixer on a timeline of its own, period after period, with everything it played. Fails the test when a

@@ -6,7 +6,8 @@
 namespace keysong {
 
 void introduceToSoundServers() {
-    // PulseAudio's client reads it, also from within ALSA's plugin, which would name the program after itself.
+    // PulseAudio's client reads it, also from within ALSA's plugin, which would name the program after
+    // itself.
     setenv("PULSE_PROP_OVERRIDE",
            "application.name=Keysong application.id=com.orlen.keysong "
            "application.icon_name=com.orlen.keysong media.role=event",

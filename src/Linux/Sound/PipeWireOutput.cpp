@@ -21,10 +21,6 @@ constexpr std::chrono::seconds startLimit{3};
 /// How long a start waits for the first period, which tells the granted size.
 constexpr std::chrono::milliseconds firstPeriodLimit{300};
 constexpr std::uint32_t mostFrames = 8192;
-/// How long a session manager gets to link the stream, which takes it some hundredths of a second.
-constexpr std::chrono::milliseconds linkPatience{700};
-/// Longer than any period. After a change of the session manager the server is known to answer.
-constexpr std::chrono::milliseconds motionLimit{300};
 constexpr std::uint32_t channels = 2;
 
 } // namespace
@@ -235,67 +231,6 @@ void PipeWireOutput::destroyStream() noexcept {
     timeline_.setPosition(nullptr);
 }
 
-void PipeWireOutput::setResting(bool resting) noexcept {
-    restWished_ = resting;
-    if (!resting) {
-        timeline_.expectPeriod();
-    }
-    pw_loop_signal_event(pw_thread_loop_get_loop(session_->loop()), restSource_);
-}
-
-void PipeWireOutput::rest() {
-    const bool resting = restWished_;
-    if (!running_ || resting == isAtRest_) {
-        return;
-    }
-    isAtRest_ = resting;
-    if (!resting) {
-        timeline_.noteRest();
-        if (!wasLinked_) {
-            checkLater(); // the session manager was another meanwhile
-        }
-    }
-    pw_stream_set_active(stream_, !resting);
-}
-
-std::string PipeWireOutput::latency() const {
-    // The server rounds down to a power of two frames of its own rate: by the lowest usual rate it is this
-    // size at 44.1 and 48 kHz, and about this time at higher ones.
-    return std::to_string(periodLength_.frames()) + "/44100";
-}
-
-void PipeWireOutput::answerXruns() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    bool longer = false;
-    for (const std::uint64_t all = timeline_.xruns(); answeredXruns_ < all; ++answeredXruns_) {
-        longer = periodLength_.noteXrun(now) || longer;
-    }
-    if (longer) {
-        applyPeriodLength();
-    }
-}
-
-void PipeWireOutput::shortenIfCalm() {
-    if (periodLength_.noteCalm(std::chrono::steady_clock::now().time_since_epoch())) {
-        applyPeriodLength();
-    } else {
-        session_->setTimer(calmTimer_, periodLength_.nextCalm());
-    }
-}
-
-void PipeWireOutput::applyPeriodLength() {
-    requestedFrames_ = periodLength_.frames();
-    log.notice("the output came too late %{public}u times in all, periods of %{public}u frames from now on",
-               timeline_.xruns(), periodLength_.frames());
-    if (stream_ != nullptr) {
-        const std::string value = latency();
-        const spa_dict_item item = SPA_DICT_ITEM_INIT(PW_KEY_NODE_LATENCY, value.c_str());
-        const spa_dict changed = SPA_DICT_INIT(&item, 1);
-        pw_stream_update_properties(stream_, &changed);
-    }
-    session_->setTimer(calmTimer_, periodLength_.nextCalm());
-}
-
 std::int32_t PipeWireOutput::setDevice(std::optional<AudioDeviceId> device) {
     const PipeWireLock lock(session_->loop());
     const auto target = device ? node(*device) : std::nullopt;
@@ -400,59 +335,6 @@ void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
         loseStream(error == nullptr ? "the stream was taken away" : error);
     }
     pw_thread_loop_signal(session_->loop(), false);
-}
-
-void PipeWireOutput::loseStream(const char* reason) {
-    streamError_ = reason;
-    if (running_.exchange(false)) {
-        reportChange();
-    }
-}
-
-void PipeWireOutput::checkLater() {
-    if (stream_ != nullptr) {
-        session_->setTimer(checkTimer_, std::chrono::steady_clock::now().time_since_epoch() + linkPatience);
-    }
-}
-
-void PipeWireOutput::checkStream() {
-    if (stream_ == nullptr || isAtRest_ || readinessNow() != Readiness::ready) {
-        return; // whatever changes that asks for another look
-    }
-    if (!wasLinked_ || ownLinks_.exist()) {
-        const bool isNews = !ownLinks_.exist();
-        const auto sink = targetNode();
-        if (sink && ownLinks_.make(*session_, pw_stream_get_node_id(stream_), *sink) && isNews) {
-            log.notice("the session manager leaves the sound without a device, so it is linked here");
-        }
-    } else if (running_ && hasNewManager_ && !timeline_.isMoving(motionLimit)) {
-        log.notice("the sound stands still since the session manager is another, starting it again");
-        loseStream("it stands still");
-    }
-    hasNewManager_ = false;
-}
-
-void PipeWireOutput::yieldToManager() {
-    if (!ownLinks_.exist() || stream_ == nullptr) {
-        return;
-    }
-    const std::uint32_t own = pw_stream_get_node_id(stream_);
-    const auto& links = session_->links();
-    if (std::any_of(links.begin(), links.end(), [&](const auto& link) {
-            return link.second.outputNode == own && !ownLinks_.contain(link.first);
-        })) {
-        ownLinks_.release();
-    }
-}
-
-std::optional<std::uint32_t> PipeWireOutput::targetNode() const {
-    const std::string& name = pinned_.empty() ? session_->defaultSink() : pinned_;
-    for (const auto& [id, candidate] : session_->nodes()) {
-        if (candidate.isSink() && candidate.name == name) {
-            return id;
-        }
-    }
-    return std::nullopt;
 }
 
 void PipeWireOutput::reportChange() {
