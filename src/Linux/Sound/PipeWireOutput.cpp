@@ -293,6 +293,7 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
         break;
     case Change::devices:
         listeners_.tell(DeviceListProperty::devices);
+        checkAfterChange();
         // A sink that appears is news to an output that could not start, one that goes to any.
         reportChange();
         break;
@@ -306,14 +307,13 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
         break;
     case Change::defaultDevice:
         listeners_.tell(DeviceListProperty::defaultOutputDevice);
-        if (ownLinks_.exist()) {
-            checkLater();
-        }
+        checkAfterChange();
         reportChange();
         break;
     case Change::links:
         yieldToManager();
         wasLinked_ = wasLinked_ || linkedNode();
+        checkAfterChange();
         if (const auto linked = linkedNode(); linked && linked != lastLinked_) {
             if (lastLinked_) {
                 reportChange();

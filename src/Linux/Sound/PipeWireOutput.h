@@ -84,8 +84,9 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void onSessionChange(PipeWireSession::Change change);
     void onStreamState(pw_stream_state state, const char* error);
     void reportChange();
-    /// Sees to it that `checkStream` is called in a while.
+    /// Sees to it that `checkStream` is called in a while; the second one only where something is amiss.
     void checkLater();
+    void checkAfterChange();
     /// On the loop's thread: links a stream that nobody linked, and gives one up that stands still after the
     /// session manager was another.
     void checkStream();

@@ -89,6 +89,12 @@ void PipeWireOutput::checkLater() {
     }
 }
 
+void PipeWireOutput::checkAfterChange() {
+    if (hasNewManager_ || ownLinks_.exist()) {
+        checkLater();
+    }
+}
+
 void PipeWireOutput::checkStream() {
     if (stream_ == nullptr || isAtRest_ || readinessNow() != Readiness::ready) {
         return; // whatever changes that asks for another look
