@@ -211,7 +211,7 @@ TEST(MixerHits, leaveNoTimeInMemory) {
         const auto bytes = std::as_bytes(std::span(&harness.mixer, 1));
         return std::ranges::count_if(times, [bytes](std::int64_t time) {
             const auto wanted = std::as_bytes(std::span(&time, 1));
-            return !std::ranges::search(bytes, wanted).empty();
+            return std::search(bytes.begin(), bytes.end(), wanted.begin(), wanted.end()) != bytes.end();
         });
     };
     EXPECT_EQ(found(), 5);
