@@ -33,9 +33,6 @@ std::optional<std::uint32_t> portFor(const std::map<std::uint32_t, Port>& ports,
 } // namespace
 
 bool PipeWireLinks::make(PipeWireSession& session, std::uint32_t stream, std::uint32_t sink) {
-    if (exist() && stream == stream_ && sink == sink_) {
-        return true;
-    }
     release();
     for (const char* const channel : {"FL", "FR"}) {
         const auto from = portFor(session.ports(), stream, false, channel);

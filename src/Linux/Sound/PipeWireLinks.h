@@ -21,11 +21,14 @@ class PipeWireLinks {
 
     /// Links the stream to the sink, both by their registry ids, and to no other: the left side to the front
     /// left speaker and the right one to the front right, or both to the only one. False when that cannot be
-    /// done, for want of ports, which are the session manager's part. Does nothing when they are linked by
-    /// this object already.
+    /// done, for want of ports, which are the session manager's part.
     bool make(PipeWireSession& session, std::uint32_t stream, std::uint32_t sink);
     void release();
     [[nodiscard]] bool exist() const noexcept { return !links_.empty(); }
+    /// Whether they were made between these two.
+    [[nodiscard]] bool lead(std::uint32_t stream, std::uint32_t sink) const noexcept {
+        return exist() && stream == stream_ && sink == sink_;
+    }
     /// Whether the link with this registry id is one of these.
     [[nodiscard]] bool contain(std::uint32_t link) const;
 

@@ -9,7 +9,7 @@ namespace keysong {
 namespace {
 
 /// How long a session manager gets to link the stream, which takes it some hundredths of a second.
-constexpr std::chrono::milliseconds linkPatience{700};
+constexpr std::chrono::milliseconds linkPatience{500};
 /// Longer than any period. After a change of the session manager the server is known to answer.
 constexpr std::chrono::milliseconds motionLimit{300};
 
@@ -96,20 +96,24 @@ void PipeWireOutput::checkAfterChange() {
 }
 
 void PipeWireOutput::checkStream() {
-    if (stream_ == nullptr || isAtRest_ || readinessNow() != Readiness::ready) {
+    const auto sink = targetNode();
+    if (stream_ == nullptr || isAtRest_ || readinessNow() != Readiness::ready || !sink) {
         return; // whatever changes that asks for another look
     }
-    if (!wasLinked_ || ownLinks_.exist()) {
+    const bool moves = running_ && timeline_.isMoving(motionLimit);
+    hasNewManager_ = hasNewManager_ && !moves;
+    const std::uint32_t stream = pw_stream_get_node_id(stream_);
+    const bool isManagers = wasLinked_ && !ownLinks_.exist();
+    if (!isManagers && !ownLinks_.lead(stream, *sink)) {
         const bool isNews = !ownLinks_.exist();
-        const auto sink = targetNode();
-        if (sink && ownLinks_.make(*session_, pw_stream_get_node_id(stream_), *sink) && isNews) {
+        if (ownLinks_.make(*session_, stream, *sink) && isNews) {
             log.notice("the session manager leaves the sound without a device, so it is linked here");
         }
-    } else if (running_ && hasNewManager_ && !timeline_.isMoving(motionLimit)) {
+        checkLater();
+    } else if (running_ && !moves && hasNewManager_) {
         log.notice("the sound stands still since the session manager is another, starting it again");
         loseStream("it stands still");
     }
-    hasNewManager_ = false;
 }
 
 void PipeWireOutput::yieldToManager() {
@@ -126,13 +130,15 @@ void PipeWireOutput::yieldToManager() {
 }
 
 std::optional<std::uint32_t> PipeWireOutput::targetNode() const {
+    const auto& nodes = session_->nodes();
     const std::string& name = pinned_.empty() ? session_->defaultSink() : pinned_;
-    for (const auto& [id, candidate] : session_->nodes()) {
+    for (const auto& [id, candidate] : nodes) {
         if (candidate.isSink() && candidate.name == name) {
             return id;
         }
     }
-    return std::nullopt;
+    // A new session manager may not know the default yet.
+    return lastLinked_ && nodes.contains(*lastLinked_) ? lastLinked_ : std::nullopt;
 }
 
 } // namespace keysong
