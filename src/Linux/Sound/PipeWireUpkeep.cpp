@@ -69,8 +69,8 @@ void PipeWireOutput::applyPeriodLength() {
                timeline_.xruns(), periodLength_.frames());
     if (stream_ != nullptr) {
         const std::string value = latency();
-        const spa_dict_item item = SPA_DICT_ITEM_INIT(PW_KEY_NODE_LATENCY, value.c_str());
-        const spa_dict changed = SPA_DICT_INIT(&item, 1);
+        const spa_dict_item item{PW_KEY_NODE_LATENCY, value.c_str()};
+        const spa_dict changed{0, 1, &item};
         pw_stream_update_properties(stream_, &changed);
     }
     session_->setTimer(calmTimer_, periodLength_.nextCalm());
