@@ -20,10 +20,6 @@ std::chrono::nanoseconds now() {
     return std::chrono::steady_clock::now().time_since_epoch();
 }
 
-double milliseconds(std::chrono::nanoseconds time) {
-    return static_cast<double>(time.count()) / 1e6;
-}
-
 namespace {
 
 std::string contentOf(const std::filesystem::path& path) {

@@ -17,8 +17,6 @@ namespace keysong::bench {
 /// Now on the monotonic clock, as PipeWire's.
 [[nodiscard]] std::chrono::nanoseconds now();
 
-[[nodiscard]] double milliseconds(std::chrono::nanoseconds time);
-
 /// The built programs and what they run on: a home, a bus, an X server with a keyboard, and a PipeWire server
 /// with two sinks. Everything that it starts ends with it. One thread uses it.
 class World {

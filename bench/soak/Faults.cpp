@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "PlayProbe.h"
+#include "Spread.h"
 
 namespace keysong::bench {
 

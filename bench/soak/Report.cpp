@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 
+#include "Spread.h"
 #include "World.h"
 
 namespace keysong::bench {

@@ -19,6 +19,7 @@
 #include "Faults.h"
 #include "MonitorListener.h"
 #include "Report.h"
+#include "Spread.h"
 #include "StallWatch.h"
 #include "Typist.h"
 
