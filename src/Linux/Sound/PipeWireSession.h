@@ -88,16 +88,22 @@ class PipeWireSession {
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
 
-    /// How a server is looked for that has been away for a while.
-    enum class Search {
-        /// When something appears where its socket should, and every few seconds.
-        steady,
-        /// When something appears there alone, so that the thread sleeps; steadily if nothing tells of that.
-        still,
+    /// What a connection is for.
+    enum class Purpose {
+        /// For a stream. The client library asks for real time while the connection is made, which takes as
+        /// long
+        /// as a message bus takes to answer: not on the main thread. A server that has been away for a while
+        /// is
+        /// looked for when something appears where its socket should, and every few seconds.
+        playing,
+        /// For the registry alone. No bus is asked. A server is looked for only when something appears there,
+        /// so
+        /// that the thread sleeps; steadily if nothing tells of that.
+        watching,
     };
 
     /// Makes the loop, not yet running. Throws `AudioOutputError` when the client library fails.
-    explicit PipeWireSession(ChangeHandler onChange, Search search = Search::steady);
+    explicit PipeWireSession(ChangeHandler onChange, Purpose purpose = Purpose::playing);
     ~PipeWireSession();
     PipeWireSession(const PipeWireSession&) = delete;
     PipeWireSession& operator=(const PipeWireSession&) = delete;
@@ -152,7 +158,7 @@ class PipeWireSession {
     int onMetadata(std::uint32_t subject, const char* key, const char* value);
 
     ChangeHandler onChange_;
-    const Search search_;
+    const Purpose purpose_;
     std::unique_ptr<pw_thread_loop, PipeWireDeleter<pw_thread_loop_destroy>> loop_;
     std::unique_ptr<pw_context, PipeWireDeleter<pw_context_destroy>> context_;
     std::unique_ptr<pw_core, PipeWireDeleter<pw_core_disconnect>> core_;
