@@ -19,14 +19,16 @@ class PrivateXServer {
     /// Starts it and waits until it answers; false when that takes too long. After `kill` it starts on the
     /// same display again.
     bool start();
-    /// Kills it at once, as a crash would; it leaves its lock and socket behind.
-    void kill() { server_.kill(); }
+    /// Kills it at once, as a crash would; it leaves its socket behind. Its number stays taken.
+    void kill();
 
     [[nodiscard]] bool isRunning() const { return server_.isRunning(); }
     /// Such as ":7".
     [[nodiscard]] const std::string& display() const { return display_; }
 
   private:
+    [[nodiscard]] std::string lockFile() const;
+
     const std::string screen_;
     TempFolder folder_;
     ChildProcess server_;
