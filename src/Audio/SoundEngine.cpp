@@ -116,21 +116,21 @@ void SoundEngine::wake(std::chrono::nanoseconds now) {
     }
 }
 
-void SoundEngine::noteInput() {
-    const std::chrono::nanoseconds now = clock_.now();
-    const MutexLock lock(mutex_);
+void SoundEngine::wakeIfHeard() {
     if (state_.expectsHits()) {
-        wake(now);
+        wake(clock_.now());
     }
 }
 
+void SoundEngine::noteInput() {
+    const MutexLock lock(mutex_);
+    wakeIfHeard();
+}
+
 void SoundEngine::setListening(bool listening) {
-    const std::chrono::nanoseconds now = clock_.now();
     const MutexLock lock(mutex_);
     state_.listening = listening;
-    if (state_.expectsHits()) {
-        wake(now);
-    }
+    wakeIfHeard();
 }
 
 void SoundEngine::restIfUnused() {
@@ -147,12 +147,9 @@ void SoundEngine::load(std::shared_ptr<const SoundSet> set) {
     const std::string id = set->manifest().id;
     auto loaded = std::make_shared<LoadedSet>(std::move(set), memory_);
     {
-        const std::chrono::nanoseconds now = clock_.now();
         const MutexLock lock(mutex_);
         state_.set.swap(loaded);
-        if (state_.expectsHits()) {
-            wake(now);
-        }
+        wakeIfHeard();
     }
     log.notice("engine loaded set %{public}s", id);
     if (loaded != nullptr) {
@@ -205,12 +202,9 @@ float SoundEngine::volume() const {
 }
 
 void SoundEngine::setMuted(bool muted) {
-    const std::chrono::nanoseconds now = clock_.now();
     const MutexLock lock(mutex_);
-    const bool unmutes = state_.muted && !muted;
-    state_.muted = muted;
-    if (unmutes && state_.expectsHits()) {
-        wake(now);
+    if (std::exchange(state_.muted, muted) && !muted) {
+        wakeIfHeard();
     }
 }
 

@@ -109,7 +109,8 @@ class SoundEngine {
     void load(std::shared_ptr<const SoundSet> set);
 
     /// Plays the event if it should sound. Never fails and never waits for the control queue. Allocates
-    /// only in verbose mode. Holds a lock for a few fields. Real-time safe except for that lock.
+    /// only in verbose mode. Holds a lock for a few fields. Real-time safe except for that lock, and for a
+    /// system call that wakes an output at rest.
     ///
     /// `time` is when the event happened, by the engine's clock, from which the sound's constant delay
     /// counts: a thread that was woken late makes no sound late if the hit still gets into its period. 0 is
@@ -192,8 +193,10 @@ class SoundEngine {
         }
     };
 
-    /// Notes that a sound is due soon, and wakes the output.
+    /// Notes that a sound is due, and wakes the output.
     void wake(std::chrono::nanoseconds now) KEYSONG_REQUIRES(mutex_);
+    /// The same where one may follow soon, unless it would not be heard.
+    void wakeIfHeard() KEYSONG_REQUIRES(mutex_);
 
     /// Runs the operation and tells what came of it. Control queue, as are the next three.
     static void report(const OutputReport& done, const std::function<void()>& operation);

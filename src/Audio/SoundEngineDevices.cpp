@@ -189,7 +189,9 @@ void SoundEngine::noteRunning(bool runs) {
     state_.running = runs;
     state_.lastUse = clock_.now();
     state_.resting = false;
-    output_.setResting(false); // it may have been sent to rest while it was started
+    if (runs) {
+        output_.setResting(false); // it may have been sent to rest while it was started
+    }
 }
 
 void SoundEngine::applyBufferFrameSize() {

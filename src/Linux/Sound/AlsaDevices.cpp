@@ -8,6 +8,8 @@ namespace keysong {
 
 namespace {
 
+constexpr std::string_view uidPrefix = "alsa:";
+
 using PcmInfo = std::unique_ptr<snd_pcm_info_t, AlsaDeleter<snd_pcm_info_free>>;
 
 PcmInfo makePcmInfo() {
@@ -97,12 +99,6 @@ std::optional<AlsaDevices::Device> defaultPcm(const std::string& earlierName) {
     }
     return device;
 }
-
-} // namespace
-
-namespace {
-
-constexpr std::string_view uidPrefix = "alsa:";
 
 } // namespace
 

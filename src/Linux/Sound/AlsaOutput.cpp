@@ -108,6 +108,7 @@ void AlsaOutput::startOn(const AlsaDevices::Device& device, bool isAfterRest) {
         const MutexLock lock(mutex_);
         stream_ = std::move(stream);
         streamUid_ = device.uid;
+        isResting_ = false;
         lost = !stream_->isRunning();
     }
     if (lost) {
@@ -138,7 +139,7 @@ AlsaPcm AlsaOutput::openPcm(const AlsaConfig& config, const AlsaDevices::Device&
         try {
             return AlsaPcm(config, name, frames);
         } catch (const AlsaError& error) {
-            // The first name says best what is wrong with the device, unless it is only in use.
+            // That the device is in use says most, and otherwise what the first name met.
             if (!refusal || error.code() == -EBUSY) {
                 refusal = error;
             }
@@ -199,9 +200,9 @@ void AlsaOutput::rest() {
         if (restWished_ == isResting_ || (restWished_ && !runs)) {
             return;
         }
-        isResting_ = restWished_;
         uid = streamUid_;
-        if (isResting_) {
+        if (restWished_) {
+            isResting_ = true;
             earlierXruns_ += stream_->xruns();
             ended = std::move(stream_);
         }
@@ -210,11 +211,16 @@ void AlsaOutput::rest() {
         endStream(std::move(ended));
         return;
     }
+    // To whoever asks it runs on until it is known that it does not.
     try {
         const auto device = devices_.find(uid);
         startOn(device ? *device : throw AudioOutputError(AlsaError::text(-ENODEV)), true);
     } catch (const AudioOutputError& error) {
         log.notice("the output did not wake up: %{public}s", error.what());
+        {
+            const MutexLock lock(mutex_);
+            isResting_ = false;
+        }
         reportChange();
     }
 }

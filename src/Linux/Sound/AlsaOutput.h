@@ -37,6 +37,7 @@ class AlsaOutput final : public AudioOutput {
 
     /// Whether there is a device to play to.
     [[nodiscard]] bool canPlay() const { return devices_.defaultOutputDevice().has_value(); }
+
     [[nodiscard]] const char* backendName() const noexcept override { return "alsa"; }
     void setRenderer(AudioRenderer* renderer) override { renderer_ = renderer; }
     /// Takes effect with the next start.

@@ -20,8 +20,8 @@ namespace {
 /// the devices, or the one that the user chose would count as unplugged.
 constexpr std::chrono::milliseconds answerLimit{2000};
 
-std::unique_ptr<AudioOutput> makePipeWireOutput() {
-    auto output = std::make_unique<PipeWireOutput>();
+std::unique_ptr<AudioOutput> makePipeWireOutput(Threads& threads) {
+    auto output = std::make_unique<PipeWireOutput>(threads);
     output->waitUntilReady(answerLimit);
     return output;
 }
@@ -29,7 +29,7 @@ std::unique_ptr<AudioOutput> makePipeWireOutput() {
 } // namespace
 
 std::vector<NamedOutput> audioOutputFactories(Threads& threads, const Clock& clock) {
-    return {{"pipewire", makePipeWireOutput},
+    return {{"pipewire", [&threads] { return makePipeWireOutput(threads); }},
             {"alsa", [&threads, &clock] { return std::make_unique<AlsaOutput>(threads, clock); }}};
 }
 

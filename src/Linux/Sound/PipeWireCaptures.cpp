@@ -30,7 +30,7 @@ void PipeWireCaptures::start() {
     told_ = false;
     try {
         session_ = std::make_unique<PipeWireSession>([this](PipeWireSession::Change) { look(); },
-                                                     PipeWireSession::Purpose::watching);
+                                                     PipeWireSession::Search::still);
         watched_ = session_.get();
         session_->start();
     } catch (const AudioOutputError& error) {

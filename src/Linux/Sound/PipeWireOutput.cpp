@@ -2,7 +2,6 @@
 
 #include "Shared/Log.h"
 
-#include <sched.h>
 #include <spa/param/audio/format-utils.h>
 #include <spa/utils/result.h>
 
@@ -45,9 +44,9 @@ const pw_stream_events PipeWireOutput::streamEvents = {
 
 #pragma GCC diagnostic pop
 
-PipeWireOutput::PipeWireOutput()
-    : session_(std::make_unique<PipeWireSession>(
-          [this](PipeWireSession::Change change) { onSessionChange(change); })) {
+PipeWireOutput::PipeWireOutput(Threads& threads)
+    : threads_(threads), session_(std::make_unique<PipeWireSession>(
+                             [this](PipeWireSession::Change change) { onSessionChange(change); })) {
     pw_loop* const loop = pw_thread_loop_get_loop(session_->loop());
     restSource_ = pw_loop_add_event(
         loop, [](void* self, std::uint64_t) noexcept { static_cast<PipeWireOutput*>(self)->rest(); }, this);
@@ -118,7 +117,7 @@ void PipeWireOutput::start() {
     waitForStream();
     timeline_.expectPeriod();
     running_ = true;
-    logScheduling();
+    raiseRenderThread();
 }
 
 Readiness PipeWireOutput::readiness() const {
@@ -203,15 +202,18 @@ void PipeWireOutput::waitForStream() {
     }
 }
 
-void PipeWireOutput::logScheduling() {
-    const int policy = schedulingPolicy_;
-    if (policy < 0 || schedulingLogged_) {
+void PipeWireOutput::raiseRenderThread() {
+    if (std::exchange(isRaised_, true)) {
         return;
     }
-    schedulingLogged_ = true;
-    if (policy != SCHED_FIFO && policy != SCHED_RR) {
-        log.notice("the render thread has no real-time priority");
-    }
+    // Once in the thread's life, which is the context's: the first sounds may come before it.
+    const auto raise = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void* threads) noexcept {
+        static_cast<Threads*>(threads)->raiseThisThread(
+            {"com.orlen.keysong.pipewire", "pipewire", ThreadPriority::render});
+        return 0;
+    };
+    pw_data_loop_invoke(pw_context_get_data_loop(session_->context()), raise, 0, nullptr, 0, false,
+                        &threads_);
 }
 
 void PipeWireOutput::stop() noexcept {
@@ -363,9 +365,6 @@ void PipeWireOutput::process() noexcept {
     const IoCycle cycle = timeline_.next(frames);
     if (timeline_.xruns() != xruns) {
         pw_loop_signal_event(pw_thread_loop_get_loop(session_->loop()), xrunSource_);
-    }
-    if (schedulingPolicy_.load(std::memory_order_relaxed) < 0) {
-        schedulingPolicy_.store(sched_getscheduler(0) & ~SCHED_RESET_ON_FORK, std::memory_order_relaxed);
     }
     if (renderer_ != nullptr && frames > 0) {
         renderer_->render(cycle, left, right);

@@ -6,6 +6,7 @@
 #include "Linux/Sound/PipeWireTimeline.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/DeviceListeners.h"
+#include "Platform/Threads.h"
 
 #include <atomic>
 #include <optional>
@@ -27,8 +28,9 @@ namespace keysong {
 /// and let stand still is made anew.
 class PipeWireOutput final : public AudioOutput, private AudioDevices {
   public:
-    /// Tries to reach a server at once. Throws `AudioOutputError` only when the client library fails.
-    PipeWireOutput();
+    /// Tries to reach a server at once. `threads`, which outlives the output, raises its render thread.
+    /// Throws `AudioOutputError` only when the client library fails.
+    explicit PipeWireOutput(Threads& threads);
     ~PipeWireOutput() override;
 
     /// Waits at most this long for a server that is there to have a device; true when it has one. Returns at
@@ -80,7 +82,8 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void createStream();
     void destroyStream() noexcept;
     void waitForStream();
-    void logScheduling();
+    /// Gives the client library's render thread its priority, once.
+    void raiseRenderThread();
     void onSessionChange(PipeWireSession::Change change);
     void onStreamState(pw_stream_state state, const char* error);
     void reportChange();
@@ -108,6 +111,7 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     /// Render thread.
     void process() noexcept;
 
+    Threads& threads_;
     AudioRenderer* renderer_ = nullptr;
     std::function<void()> configurationChanged_;
     DeviceListeners listeners_;
@@ -126,15 +130,13 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     std::optional<std::uint32_t> lastLinked_;
     /// Whether the stream was pointed at its pinned device.
     bool isPointed_ = false;
-    bool schedulingLogged_ = false;
+    bool isRaised_ = false;
 
     std::atomic<bool> running_ = false;
     std::atomic<bool> restWished_ = false;
     /// Whether the stream was made inactive. With the lock.
     bool isAtRest_ = false;
     PipeWireTimeline timeline_;
-    /// -1 until the render thread has said how it is scheduled.
-    std::atomic<int> schedulingPolicy_ = -1;
 
     PipeWireLinks ownLinks_;
     /// Whether the stream had a link since it or the session manager came. Who takes that away means it.

@@ -94,8 +94,8 @@ const pw_metadata_events PipeWireSession::metadataEvents = {
 
 #pragma GCC diagnostic pop
 
-PipeWireSession::PipeWireSession(ChangeHandler onChange, Purpose purpose)
-    : onChange_(std::move(onChange)), purpose_(purpose) {
+PipeWireSession::PipeWireSession(ChangeHandler onChange, Search search)
+    : onChange_(std::move(onChange)), search_(search) {
     pw_init(nullptr, nullptr);
     pw_log_set_level(SPA_LOG_LEVEL_NONE); // its words would go to standard error
     loop_.reset(pw_thread_loop_new("pw-keysong", nullptr));
@@ -105,13 +105,11 @@ PipeWireSession::PipeWireSession(ChangeHandler onChange, Purpose purpose)
     timer_ = pw_loop_add_timer(
         pw_thread_loop_get_loop(loop()),
         [](void* self, std::uint64_t) noexcept { static_cast<PipeWireSession*>(self)->onTimer(); }, this);
-    const bool plays = purpose == Purpose::playing;
-    // Newer servers' clients have one configuration, and ask for real time unless they are told not to.
-    context_.reset(
-        pw_context_new(pw_thread_loop_get_loop(loop()),
-                       pw_properties_new(PW_KEY_CONFIG_NAME, plays ? "client-rt.conf" : "client.conf",
-                                         "module.rt", plays ? "true" : "false", nullptr),
-                       0));
+    // Not the configuration for real time: the library would ask the portal, and wait for ever for a bus that
+    // does not answer.
+    context_.reset(pw_context_new(
+        pw_thread_loop_get_loop(loop()),
+        pw_properties_new(PW_KEY_CONFIG_NAME, "client.conf", "module.rt", "false", nullptr), 0));
     if (context_ == nullptr || timer_ == nullptr) {
         throw AudioOutputError("the sound server's client could not be made");
     }
@@ -213,7 +211,7 @@ void PipeWireSession::disconnect() {
 }
 
 void PipeWireSession::retryLater() {
-    if (quickRetriesLeft_ == 0 && purpose_ == Purpose::watching && socketSource_ != nullptr) {
+    if (quickRetriesLeft_ == 0 && search_ == Search::still && socketSource_ != nullptr) {
         return;
     }
     retryIn(quickRetriesLeft_ > 0 ? quickInterval : slowInterval);

@@ -88,22 +88,16 @@ class PipeWireSession {
     /// Called on the loop's thread with its lock held.
     using ChangeHandler = std::function<void(Change)>;
 
-    /// What a connection is for.
-    enum class Purpose {
-        /// For a stream. The client library asks for real time while the connection is made, which takes as
-        /// long
-        /// as a message bus takes to answer: not on the main thread. A server that has been away for a while
-        /// is
-        /// looked for when something appears where its socket should, and every few seconds.
-        playing,
-        /// For the registry alone. No bus is asked. A server is looked for only when something appears there,
-        /// so
-        /// that the thread sleeps; steadily if nothing tells of that.
-        watching,
+    /// How a server is looked for that has been away for a while.
+    enum class Search {
+        /// When something appears where its socket should, and every few seconds.
+        steady,
+        /// When something appears there alone, so that the thread sleeps; steadily if nothing tells of that.
+        still,
     };
 
     /// Makes the loop, not yet running. Throws `AudioOutputError` when the client library fails.
-    explicit PipeWireSession(ChangeHandler onChange, Purpose purpose = Purpose::playing);
+    explicit PipeWireSession(ChangeHandler onChange, Search search = Search::steady);
     ~PipeWireSession();
     PipeWireSession(const PipeWireSession&) = delete;
     PipeWireSession& operator=(const PipeWireSession&) = delete;
@@ -113,6 +107,7 @@ class PipeWireSession {
     void start();
 
     [[nodiscard]] pw_thread_loop* loop() const { return loop_.get(); }
+    [[nodiscard]] pw_context* context() const { return context_.get(); }
     /// Null while no server answers.
     [[nodiscard]] pw_core* core() const { return core_.get(); }
     /// Null while no server answers.
@@ -158,7 +153,7 @@ class PipeWireSession {
     int onMetadata(std::uint32_t subject, const char* key, const char* value);
 
     ChangeHandler onChange_;
-    const Purpose purpose_;
+    const Search search_;
     std::unique_ptr<pw_thread_loop, PipeWireDeleter<pw_thread_loop_destroy>> loop_;
     std::unique_ptr<pw_context, PipeWireDeleter<pw_context_destroy>> context_;
     std::unique_ptr<pw_core, PipeWireDeleter<pw_core_disconnect>> core_;

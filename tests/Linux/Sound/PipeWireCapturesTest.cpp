@@ -72,7 +72,7 @@ TEST_F(PipeWireCapturesTest, WhoeverTakesTheWholeSoundOfAMicrophoneOrAnOutputIsN
 }
 
 TEST_F(PipeWireCapturesTest, WhoeverTakesTheProgramsOwnStreamIsNoticed) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.start();
     ChildProcess program;

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -28,7 +30,7 @@ class PipeWireOutputTest : public PipeWireFixture {
 };
 
 TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.setSpatial(false);
     engine.load(clickSet());
@@ -76,8 +78,44 @@ TEST_F(PipeWireOutputTest, HitsStartAfterAConstantDelayOnTheirSample) {
     EXPECT_LE(astray, 9);
 }
 
+/// Notes which threads were raised, and to what.
+class RaisedThreads final : public Threads {
+  public:
+    std::thread start(ThreadAttributes, std::function<void()> body) override { return std::thread(body); }
+    void raiseThisThread(const ThreadAttributes& attributes) override {
+        const std::lock_guard lock(mutex_);
+        raised_.emplace_back(std::this_thread::get_id(), attributes.priority);
+    }
+    [[nodiscard]] auto raised() const {
+        const std::lock_guard lock(mutex_);
+        return raised_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::vector<std::pair<std::thread::id, ThreadPriority>> raised_;
+};
+
+TEST_F(PipeWireOutputTest, TheThreadThatRendersIsRaisedOnce) {
+    struct Renderer final : AudioRenderer {
+        void render(const IoCycle&, float*, float*) noexcept override { thread = std::this_thread::get_id(); }
+        std::atomic<std::thread::id> thread;
+    } renderer;
+    RaisedThreads raising;
+    PipeWireOutput output(raising);
+    output.setRenderer(&renderer);
+    for (int round = 0; round < 2; ++round) {
+        output.start();
+        ASSERT_TRUE(
+            eventually([&] { return !raising.raised().empty() && renderer.thread != std::thread::id(); }));
+        output.stop();
+    }
+    EXPECT_THAT(raising.raised(),
+                testing::ElementsAre(testing::Pair(renderer.thread.load(), ThreadPriority::render)));
+}
+
 TEST_F(PipeWireOutputTest, ListsSinksAndPlaysOnTheDefault) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.load(clickSet());
     engine.start();
@@ -97,7 +135,7 @@ TEST_F(PipeWireOutputTest, AsksForPeriodsOfOneSizeAtTheUsualRates) {
         server.kill();
         server.configure(std::string("context.properties = { default.clock.rate = ") + rate + " }");
         ASSERT_TRUE(server.start());
-        PipeWireOutput output;
+        PipeWireOutput output(threads);
         SoundEngine engine(output, clock, threads, RandomSource(1));
         engine.start();
         EXPECT_EQ(output.bufferFrames(), rate == std::string("44100") ? 128U : 256U) << rate;
@@ -106,7 +144,7 @@ TEST_F(PipeWireOutputTest, AsksForPeriodsOfOneSizeAtTheUsualRates) {
 
 TEST_F(PipeWireOutputTest, PlaysOnTheFrontPairOfManySpeakers) {
     ASSERT_TRUE(PrivatePipeWire::plug("surround", "FL FR FC LFE RL RR"));
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.load(clickSet());
     ASSERT_TRUE(eventually([&] { return OutputDevices::all(output.devices()).size() == 3; }));
@@ -135,7 +173,7 @@ TEST_F(PipeWireOutputTest, PlaysOnTheFrontPairOfManySpeakers) {
 }
 
 TEST_F(PipeWireOutputTest, AtRestTheSinkIsLetGoAndTheFirstHitIsHeardWhole) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.setSpatial(false);
     engine.load(clickSet());
@@ -171,7 +209,7 @@ TEST_F(PipeWireOutputTest, AtRestTheSinkIsLetGoAndTheFirstHitIsHeardWhole) {
 }
 
 TEST_F(PipeWireOutputTest, AStreamTakenOutOfTheGraphComesBack) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.start();
     ASSERT_EQ(std::system("pw-cli destroy keysong >/dev/null 2>&1"), 0);

@@ -51,7 +51,7 @@ class PipeWireSwitchTest : public PipeWireFixture {
         PipeWireFixture::SetUp();
         auto ownControl = std::make_unique<ManualQueue>();
         control = ownControl.get();
-        output = std::make_unique<PipeWireOutput>();
+        output = std::make_unique<PipeWireOutput>(threads);
         engine = std::make_unique<SoundEngine>(
             *output,
             SoundEngineServices{clock, std::move(ownControl),
@@ -168,7 +168,7 @@ TEST_F(PipeWireSwitchTest, ASinkIsGoneOnlyForAWholeSoundSystem) {
 }
 
 TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.load(clickSet());
     engine.setTone(-0.7F);
@@ -189,7 +189,7 @@ TEST_F(PipeWireRecoveryTest, AServerKilledAgainAndAgainIsFoundAgain) {
 
 // WirePlumber 0.4 links no stream after such a restart: the sinks were in use, and never become ready for it.
 TEST_F(PipeWireRecoveryTest, ASessionManagerThatStartsAnewLeavesNobodySilent) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.load(clickSet());
     engine.start();
@@ -249,7 +249,7 @@ TEST_F(PipeWireRecoveryTest, ARebuildLeavesNothingBehind) {
         };
         return std::pair(count("/proc/self/fd"), count("/proc/self/task"));
     };
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(1));
     engine.load(clickSet());
     engine.start();
@@ -262,7 +262,7 @@ TEST_F(PipeWireRecoveryTest, ARebuildLeavesNothingBehind) {
 }
 
 TEST_F(PipeWireRecoveryTest, HitsInAStormThroughSwitches) {
-    PipeWireOutput output;
+    PipeWireOutput output(threads);
     SoundEngine engine(output, clock, threads, RandomSource(3));
     runSwitchStorm(engine, output, {"test.sink.a", "test.sink.b"}, rounds() * 10);
 }
