@@ -153,7 +153,9 @@ void PipeWireOutput::createStream() {
     streamState_ = PW_STREAM_STATE_UNCONNECTED;
     streamError_.clear();
     lastLinked_.reset();
-    isPointed_ = false;
+    // The session manager brings a stream back to where it was moved last; that stands unless it is pinned
+    // here.
+    isPointed_ = isPointed_ && pinned_.empty();
     isAtRest_ = false;
     timeline_.reset();
     pw_stream_add_listener(stream_, &streamListener_, &streamEvents, this);
@@ -240,10 +242,20 @@ std::int32_t PipeWireOutput::setDevice(std::optional<AudioDeviceId> device) {
         return ENODEV;
     }
     pinned_ = target ? target->name : std::string();
+    isPointed_ = false;
     if (stream_ != nullptr && streamState_ >= PW_STREAM_STATE_PAUSED) {
-        session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
+        pointStream();
     }
     return 0;
+}
+
+void PipeWireOutput::pointStream() {
+    if (isPointed_) {
+        return; // a stream is paused again whenever somebody moves it, and then belongs where they put it
+    }
+    session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
+    // Until it plays the session manager may put a new stream back to where an earlier one was moved.
+    isPointed_ = streamState_ == PW_STREAM_STATE_STREAMING;
 }
 
 std::optional<AudioDeviceId> PipeWireOutput::currentDevice() const {
@@ -328,9 +340,8 @@ void PipeWireOutput::onSessionChange(PipeWireSession::Change change) {
 
 void PipeWireOutput::onStreamState(pw_stream_state state, const char* error) {
     streamState_ = state;
-    // Once: a stream is paused again whenever somebody moves it, and then belongs where they put it.
-    if (state == PW_STREAM_STATE_PAUSED && !pinned_.empty() && !std::exchange(isPointed_, true)) {
-        session_->setTarget(pw_stream_get_node_id(stream_), pinned_);
+    if (state >= PW_STREAM_STATE_PAUSED) {
+        pointStream();
     }
     if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) {
         // Unconnected without our doing: somebody took the node out of the graph.

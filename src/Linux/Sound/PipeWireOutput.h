@@ -82,6 +82,8 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     void createStream();
     void destroyStream() noexcept;
     void waitForStream();
+    /// Tells the server where the stream belongs, if it does not know yet.
+    void pointStream();
     /// Gives the client library's render thread its priority, once.
     void raiseRenderThread();
     void onSessionChange(PipeWireSession::Change change);
@@ -128,8 +130,8 @@ class PipeWireOutput final : public AudioOutput, private AudioDevices {
     std::string streamError_;
     /// The node that the stream fed last, to tell a move from a first link.
     std::optional<std::uint32_t> lastLinked_;
-    /// Whether the stream was pointed at its pinned device.
-    bool isPointed_ = false;
+    /// Whether the server knows of the last choice, or there was none yet.
+    bool isPointed_ = true;
     bool isRaised_ = false;
 
     std::atomic<bool> running_ = false;

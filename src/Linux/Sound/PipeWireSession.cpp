@@ -329,9 +329,10 @@ int PipeWireSession::onMetadata(std::uint32_t subject, const char* key, const ch
 
 void PipeWireSession::setTarget(std::uint32_t streamNode, const std::string& sinkName) {
     if (metadata_ != nullptr) {
-        const bool isSet = !sinkName.empty();
-        pw_metadata_set_property(metadata_, streamNode, "target.object", isSet ? "Spa:Id" : nullptr,
-                                 isSet ? sinkName.c_str() : nullptr);
+        // Said in so many words: newer session managers would go by the target that the stream was made with.
+        constexpr const char* noTarget = "-1";
+        pw_metadata_set_property(metadata_, streamNode, "target.object", "Spa:Id",
+                                 sinkName.empty() ? noTarget : sinkName.c_str());
     }
 }
 

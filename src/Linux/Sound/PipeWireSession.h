@@ -130,7 +130,8 @@ class PipeWireSession {
     /// Lets a timer of the loop go off at a time of the monotonic clock, or not at all.
     void setTimer(spa_source* timer, std::optional<std::chrono::nanoseconds> time);
 
-    /// Points one of our streams at a sink by its node name; an empty name takes that back.
+    /// Points one of our streams at a sink by its node name; with an empty name it belongs wherever the
+    /// session manager's default is.
     void setTarget(std::uint32_t streamNode, const std::string& sinkName);
 
   private:
