@@ -48,7 +48,9 @@ void PrivateSway::kill() {
 }
 
 void PrivateSway::openWindow(const std::string& applicationId) {
-    windows_.emplace_back().start({"foot", "--config=/dev/null", "--app-id=" + applicationId, "cat"},
+    // Not in the folder of the test, which the ordinary user may not be let into.
+    windows_.emplace_back().start({"foot", "--config=/dev/null", "--app-id=" + applicationId,
+                                   "--working-directory=" + folder_.path().string(), "cat"},
                                   setting());
 }
 
