@@ -222,6 +222,8 @@ void MonitorListener::process(const spa_io_position& position) {
     const std::int64_t start = static_cast<std::int64_t>(position.clock.nsec) - period;
     if (std::abs(start - expected_) > period) {
         silentFrames_ = rate; // after a gap whatever comes is a begin
+        const std::lock_guard lock(mutex_);
+        gaps_.push_back({std::chrono::nanoseconds(expected_), std::chrono::nanoseconds(start)});
     }
     expected_ = start + period;
     lastCycle_ = now();
@@ -241,6 +243,11 @@ void MonitorListener::hear(std::int64_t start, std::size_t frames,
         }
         silentFrames_ = 0;
     }
+}
+
+std::vector<Span> MonitorListener::gaps() const {
+    const std::lock_guard lock(mutex_);
+    return gaps_;
 }
 
 std::vector<std::chrono::nanoseconds> MonitorListener::take() {

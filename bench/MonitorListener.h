@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "Span.h"
+
 namespace keysong::bench {
 
 /// Hears what a sink of the PipeWire server plays: the times on the monotonic clock at which sounds begin.
@@ -39,6 +41,9 @@ class MonitorListener {
     [[nodiscard]] bool listens() const;
     /// The begins of sounds since the last call, in their order.
     [[nodiscard]] std::vector<std::chrono::nanoseconds> take();
+
+    /// The spans of time of which nothing was heard since the sink's cycles did not arrive, in their order.
+    [[nodiscard]] std::vector<Span> gaps() const;
 
   private:
     static constexpr std::size_t channels = 2;
@@ -90,8 +95,9 @@ class MonitorListener {
     std::int64_t expected_ = 0;
 
     std::atomic<std::int64_t> lastCycle_ = 0;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::vector<std::chrono::nanoseconds> begins_;
+    std::vector<Span> gaps_;
 };
 
 } // namespace keysong::bench

@@ -30,6 +30,7 @@ ProcessFigures ProcessFigures::of(pid_t process) {
     figures.pssKib = numberIn(folder / "smaps_rollup", "Pss:");
     figures.privateKib = numberIn(folder / "smaps_rollup", "Private_Dirty:") +
                          numberIn(folder / "smaps_rollup", "Private_Clean:");
+    figures.anonymousKib = numberIn(folder / "smaps_rollup", "Anonymous:");
     std::error_code gone;
     for (const auto& thread : std::filesystem::directory_iterator(folder / "task", gone)) {
         std::int64_t time = 0;

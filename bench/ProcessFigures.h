@@ -12,6 +12,9 @@ struct ProcessFigures {
     std::int64_t pssKib = 0;
     /// That part of it which nobody shares.
     std::int64_t privateKib = 0;
+    /// What it allocated and wrote itself, in KiB: unlike the two above it does not depend on who else runs
+    /// the same programs and libraries.
+    std::int64_t anonymousKib = 0;
     /// Time on a processor since its start, of all its threads, in nanoseconds.
     std::int64_t cpuNanoseconds = 0;
     /// How often its threads waited for something since its start.

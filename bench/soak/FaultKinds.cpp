@@ -40,6 +40,14 @@ void Faults::startServerAndManager() {
     }
 }
 
+void Faults::mendWorld() {
+    std::printf(", nothing can play: server and manager are started anew");
+    world_.sound().killManager();
+    world_.sound().killServer();
+    expect(world_.sound().startServer(), "the server did not start");
+    world_.sound().startManager();
+}
+
 void Faults::killServer() {
     happen("server killed", true, Able::probe, [this] {
         if (draw(0, 1) == 0) {
@@ -88,11 +96,7 @@ void Faults::killManagerAlone() {
         world_.sound().startManager();
         constexpr std::chrono::seconds patience{4};
         if (!waitUntilPlayable(patience)) {
-            std::printf(", the new manager links nothing");
-            world_.sound().killManager();
-            unplugBoth();
-            world_.sound().startManager();
-            plugBoth(0);
+            mendWorld();
         }
     });
 }

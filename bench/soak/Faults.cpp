@@ -106,6 +106,11 @@ void Faults::happen(const std::string& kind, bool mayLose, Able able, const std:
     action();
     fault.lifted = now();
     fault.able = able == Able::atOnce ? fault.lifted : waitUntilPlayable(ableLimit);
+    if (!fault.able) {
+        mendWorld();
+        fault.lifted = now();
+        fault.able = waitUntilPlayable(ableLimit);
+    }
     std::printf(", %.0f ms", milliseconds(fault.lifted - fault.begin));
     if (able == Able::probe) {
         std::printf(", able after %.0f ms", fault.able ? milliseconds(*fault.able - fault.lifted) : -1.0);
@@ -119,14 +124,14 @@ void Faults::happen(const std::string& kind, bool mayLose, Able able, const std:
 }
 
 void Faults::runUntil(std::chrono::nanoseconds end, std::chrono::nanoseconds lastRestart,
-                      const std::string& only) {
+                      const std::vector<std::string>& only) {
     for (std::uint64_t step = 0; now() < end && !isEnding_() && typist_.isWell(); ++step) {
         // Each step has numbers of its own: what one draws does not move the next.
         std::seed_seq seeds{seed_, step};
         random_.seed(seeds);
         const Kind& kind = table[static_cast<std::size_t>(draw(0, static_cast<int>(table.size()) - 1))];
-        if ((!only.empty() && only != kind.name) || (kind.endsProgram && now() > lastRestart) ||
-            (kind.needsDisk && settingsDisk_.empty())) {
+        if ((!only.empty() && std::ranges::find(only, kind.name) == only.end()) ||
+            (kind.endsProgram && now() > lastRestart) || (kind.needsDisk && settingsDisk_.empty())) {
             continue;
         }
         (this->*kind.happen)();

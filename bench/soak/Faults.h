@@ -28,9 +28,9 @@ class Faults {
            std::function<bool()> isEnding);
 
     /// Goes on until this time. The program is ended and started only before `lastRestart`, so that what
-    /// comes after is one life whose growth can be measured. With `only`, no other kind of fault is drawn.
+    /// comes after is one life whose growth can be measured. With `only`, no other kinds of fault are drawn.
     void runUntil(std::chrono::nanoseconds end, std::chrono::nanoseconds lastRestart,
-                  const std::string& only = {});
+                  const std::vector<std::string>& only = {});
     /// Notes the program's figures.
     void sample();
 
@@ -75,6 +75,9 @@ class Faults {
     void restart();
     void restartWithoutServer();
     void startServerAndManager();
+    /// Ends what cannot play any more, which is no fault of the program, and begins with the sinks of the
+    /// start.
+    void mendWorld();
     void unplugBoth();
     /// Brings both sinks, in any order, the first within this many milliseconds.
     void plugBoth(int latest);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "ProcessFigures.h"
+#include "Span.h"
 
 namespace keysong::bench {
 
@@ -17,12 +18,6 @@ namespace keysong::bench {
 struct Typed {
     std::chrono::nanoseconds before{};
     std::chrono::nanoseconds after{};
-};
-
-/// A span of time.
-struct Span {
-    std::chrono::nanoseconds begin{};
-    std::chrono::nanoseconds end{};
 };
 
 /// What was done to the program's world, and when.

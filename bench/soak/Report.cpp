@@ -138,12 +138,15 @@ bool printFigures(const std::vector<Sample>& samples, const Bounds& bounds) {
         return third > 0 && value(std::min_element(life.end() - third, life.end(), less)->figures) >
                                 value(std::max_element(life.begin(), life.end() - third, less)->figures);
     };
-    const double perMinute = slope([](const ProcessFigures& figures) { return figures.pssKib; });
+    const double perMinute = slope([](const ProcessFigures& figures) { return figures.anonymousKib; });
     const double watched = milliseconds(life.back().time - life[life.size() / 3].time) / 60'000;
     std::printf("\nthe program, %.1f minutes in one life of %zu   %10s %10s %14s\n", minutes, lives.size(),
                 "start", "end", "a minute");
-    std::printf("%-45s %10lld %10lld %+14.1f\n", "PSS, KiB", static_cast<long long>(first.pssKib),
-                static_cast<long long>(last.pssKib), perMinute);
+    std::printf("%-45s %10lld %10lld %+14.1f\n", "memory of its own, KiB",
+                static_cast<long long>(first.anonymousKib), static_cast<long long>(last.anonymousKib),
+                perMinute);
+    std::printf("%-45s %10lld %10lld\n", "PSS, KiB, less where other programs share",
+                static_cast<long long>(first.pssKib), static_cast<long long>(last.pssKib));
     std::printf("%-45s %10d %10d %+14.2f\n", "descriptors", first.descriptors, last.descriptors,
                 slope([](const ProcessFigures& figures) { return figures.descriptors; }));
     std::printf("%-45s %10d %10d %+14.2f\n", "threads", first.threads, last.threads,
