@@ -6,8 +6,9 @@ namespace keysong {
 
 namespace {
 
-/// The vendor's package and its repackagings: Flatpak's id, then Snap's ("package_application").
-constexpr std::string_view zoom[] = {"Zoom", "us.zoom.Zoom", "zoom-client_zoom-client"};
+/// The vendor's package and its repackagings: Flatpak's id, then Snap's ("package_application"). Last the
+/// class of its windows, for a program that came without a desktop file.
+constexpr std::string_view zoom[] = {"Zoom", "us.zoom.Zoom", "zoom-client_zoom-client", "zoom"};
 
 /// There is no longer a client from the vendor. These are its last one, the free ones built around the web
 /// page, and the page installed as an application by a browser, which names it by the page's own id.

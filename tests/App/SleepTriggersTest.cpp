@@ -59,12 +59,12 @@ TEST_F(SleepTriggersTest, TheDefaultListMeansTheApplicationsOfThisSystemToo) {
     follow();
     for (const char* app : {"us.zoom.xos", "Zoom", "us.zoom.Zoom", "teams", "teams-for-linux",
                             "com.github.IsmaelMartinez.teams_for_linux", "com.microsoft.Teams",
-                            "zoom-client_zoom-client", "teams-for-linux_teams-for-linux"}) {
+                            "zoom-client_zoom-client", "teams-for-linux_teams-for-linux", "zoom"}) {
         frontmost.activate("org.example.Editor");
         frontmost.activate(app);
         EXPECT_TRUE(model->isSleeping()) << app;
     }
-    for (const char* app : {"zoom", "Teams", "us.zoom"}) {
+    for (const char* app : {"ZOOM", "Teams", "us.zoom"}) {
         frontmost.activate(app);
         EXPECT_FALSE(model->isSleeping()) << app;
     }

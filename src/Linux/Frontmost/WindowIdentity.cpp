@@ -109,7 +109,12 @@ std::optional<std::string> applicationOf(const WindowIdentity& window,
     if (const auto* found = byProgram(window.executable, applications)) {
         return found->id;
     }
-    return window.applicationId.empty() ? std::nullopt : std::optional(window.applicationId);
+    for (const std::string* text : {&window.applicationId, &window.windowClass}) {
+        if (!text->empty()) {
+            return *text;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace keysong

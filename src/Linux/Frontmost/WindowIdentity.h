@@ -26,8 +26,9 @@ inline constexpr std::size_t longestWindowText = 1024;
 
 /// The identifier of the installed application that a window belongs to. Tried in turn: what the window says
 /// against the start-up classes and the ids, then the program against the ones that are started. A window
-/// that names an application id which is nowhere installed is taken at its word; any other unknown window has
-/// none. Reads links on the disk; any thread but the render and the event-tap thread.
+/// whose application is nowhere installed, such as one unpacked into a folder, is taken at its word: its
+/// application id, or else its class; one that has neither has none. Reads links on the disk; any thread but
+/// the render and the event-tap thread.
 [[nodiscard]] std::optional<std::string> applicationOf(const WindowIdentity& window,
                                                        const InstalledApplications::List& applications);
 

@@ -206,7 +206,7 @@ TEST(WindowIdentity, LeadsToTheInstalledApplication) {
         {"the class, the offered one first", {"", "Zoom Class", "", ""}, "Zoom"},
         {"the class in other letters", {"", "zoom class", "", ""}, "Zoom"},
         {"the last part of an id", {"", "Dolphin", "", ""}, "org.kde.dolphin"},
-        {"a last part that two share", {"", "notes", "", ""}, std::nullopt},
+        {"a last part that two share", {"", "notes", "", ""}, "notes"},
         {"the instance where the class says nothing", {"", "unknown", "zoom class", ""}, "Zoom"},
         {"a class with blanks", {"", "Visual Studio", "", ""}, "visual-studio"},
         {"an id before the program", {"Zoom", "", "", realProgram}, "Zoom"},
@@ -215,7 +215,8 @@ TEST(WindowIdentity, LeadsToTheInstalledApplication) {
         {"a program that two start", {"", "", "", "/usr/lib/soffice"}, std::nullopt},
         {"an interpreter", {"", "", "", "/usr/bin/python3"}, std::nullopt},
         {"an unknown id is taken at its word", {"org.new.App", "", "", "/opt/new"}, "org.new.App"},
-        {"an unknown class is not", {"", "New", "new", "/opt/new"}, std::nullopt},
+        {"an unknown class too", {"", "New", "new", "/opt/new"}, "New"},
+        {"an instance alone is not", {"", "", "new", "/opt/new"}, std::nullopt},
         {"nothing at all", {}, std::nullopt},
     };
     for (const Row& row : rows) {

@@ -154,7 +154,7 @@ TEST_F(FrontmostWatcherTest, ANothingBetweenTwoWindowsIsNotToldAndAnUnknownAppli
     timing.settling = milliseconds(1);
     best->openings = {[](auto& listener) {
         tellingOf({"a", "", "a", "", "b", "b"})(listener);
-        listener.windowInFront(WindowIdentity{"", "Unknown", "unknown", ""});
+        listener.windowInFront(WindowIdentity{"", "", "unknown", "/opt/unknown"});
         listener.windowInFront(WindowIdentity{"c", "", "", ""});
     }};
     loop->addTimer(milliseconds(50), milliseconds(0), [this] { loop->stop(); }); // none is told later either

@@ -174,6 +174,10 @@ TEST_F(X11FrontmostTest, KnowsAWindowByWhatItHasAndWhenItHasIt) {
     third.setActiveOnRoot(third.window());
     EXPECT_TRUE(follower.hears("this-test")) << "by its process";
 
+    WindowedClient unpacked(server.display(), std::string_view("zoom\0zoom", 9));
+    unpacked.setActiveOnRoot(unpacked.window());
+    EXPECT_TRUE(follower.hears("zoom")) << "a program without a desktop file, by its class";
+
     other.setClass(std::string(5000, 'x')); // no reasonable name
     other.setActiveOnRoot(0x7FFFFFFF);      // and no window at all
     EXPECT_TRUE(follower.hears("none"));
