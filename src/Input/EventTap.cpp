@@ -124,14 +124,16 @@ void EventTap::noteInput(const RawEvent& event) const {
     }
 }
 
+InputTap* EventTap::port() {
+    const MutexLock lock(stateLock_);
+    return state_.port.get();
+}
+
 void EventTap::handleDisabled(std::string_view reason) {
     bool enabled = false;
-    {
-        const MutexLock lock(stateLock_);
-        if (state_.port != nullptr) {
-            state_.port->enable();
-            enabled = state_.port->isEnabled();
-        }
+    if (InputTap* const tap = port()) {
+        tap->enable();
+        enabled = tap->isEnabled();
     }
     log.error("event tap disabled (%{public}s), %{public}s", reason,
               enabled ? "re-enabled" : "re-enable FAILED");
@@ -139,16 +141,12 @@ void EventTap::handleDisabled(std::string_view reason) {
 
 void EventTap::poll() {
     constexpr std::string_view reason = "poll";
-    bool enabled = false;
-    {
-        const MutexLock lock(stateLock_);
-        if (state_.port == nullptr || state_.port->isEnabled()) {
-            return;
-        }
-        state_.port->enable();
-        enabled = state_.port->isEnabled();
+    InputTap* const tap = port();
+    if (tap == nullptr || tap->isEnabled()) {
+        return;
     }
-    if (enabled) {
+    tap->enable();
+    if (tap->isEnabled()) {
         log.error("event tap was disabled (%{public}s), re-enabled", reason);
     } else {
         log.error("event tap is disabled (%{public}s) and re-enabling it failed", reason);

@@ -74,6 +74,9 @@ class EventTap {
     void serve(RunLoop& loop, const std::function<void()>& ready);
     void handle(const RawEvent& event) KEYSONG_EXCLUDES(stateLock_);
     void noteInput(const RawEvent& event) const;
+    /// The tap, which stays as long as the service thread does. Null while it is being opened: a notice may
+    /// come from there.
+    [[nodiscard]] InputTap* port() KEYSONG_EXCLUDES(stateLock_);
     void handleDisabled(std::string_view reason) KEYSONG_EXCLUDES(stateLock_);
     void poll() KEYSONG_EXCLUDES(stateLock_);
 
@@ -84,7 +87,7 @@ class EventTap {
     EventDecoder decoder_;
     /// Serialises `start`; taken before the state lock, never by the service thread.
     Mutex lifecycle_;
-    /// Held for short reads and writes and for enabling the tap, never over a handler or the logger.
+    /// Held for short reads and writes, never over the tap's own operations, a handler or the logger.
     Mutex stateLock_;
     State state_ KEYSONG_GUARDED_BY(stateLock_);
     std::thread thread_ KEYSONG_GUARDED_BY(lifecycle_);

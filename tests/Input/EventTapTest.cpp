@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <future>
+
 namespace keysong {
 namespace {
 
@@ -29,6 +31,9 @@ class EventTapTest : public testing::Test {
                      events.push_back(event);
                      times.push_back(time);
                  }};
+
+    /// Ends before the tap does.
+    std::vector<std::future<void>> pending;
 
     void expectNoStart(EventTapError::Kind kind) {
         EXPECT_THAT([this] { tap.start(); },
@@ -122,6 +127,23 @@ TEST_F(EventTapTest, ThePollFindsATapThatWasSwitchedOffSilently) {
     EXPECT_THAT(LogCapture::shared().takeErrors(),
                 ElementsAre("event tap was disabled (poll), re-enabled",
                             "event tap is disabled (poll) and re-enabling it failed"));
+}
+
+TEST_F(EventTapTest, NobodyWaitsForATapThatIsBeingEnabled) {
+    // Starting again takes all the locks of the tap; it must return while devices are being opened.
+    bool answered = true;
+    source.whileEnabling = [&] {
+        auto answer = std::async(std::launch::async, [this] { tap.start(); });
+        answered = answered && answer.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        pending.push_back(std::move(answer));
+    };
+    tap.start();
+    source.enabled = false;
+    source.pass(std::chrono::seconds(5));
+    source.enabled = false;
+    source.deliver({.type = RawEventType::tapDisabledByTimeout});
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(LogCapture::shared().takeErrors().size(), 2U);
 }
 
 } // namespace

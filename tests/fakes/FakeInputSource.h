@@ -22,6 +22,8 @@ class FakeInputSource final : public InputSource {
     /// What the newest tap answers to `isEnabled`, and whether `enable` helps.
     std::atomic<bool> enabled = true;
     std::atomic<bool> canEnable = true;
+    /// Called on the service thread while a tap is enabled. Set before `start`.
+    std::function<void()> whileEnabling;
     int tapsCreated = 0;
     EventMask mask = 0;
 
@@ -99,7 +101,12 @@ class FakeInputSource final : public InputSource {
         [[nodiscard]] std::unique_ptr<RunLoop> makeRunLoop() override {
             return source_.refusesRunLoop ? nullptr : std::make_unique<Loop>(source_);
         }
-        void enable() override { source_.enabled = source_.enabled || source_.canEnable; }
+        void enable() override {
+            if (source_.whileEnabling) {
+                source_.whileEnabling();
+            }
+            source_.enabled = source_.enabled || source_.canEnable;
+        }
         [[nodiscard]] bool isEnabled() const override { return source_.enabled; }
 
       private:
