@@ -58,9 +58,18 @@ TEST(KeyCodes, EveryGroupAndEverySpecialKeyIsReached) {
     EXPECT_GE(keysOfGroup[KeyGroup::function], 20);
 }
 
+TEST(KeyCodes, WhatStandsWithAFunctionRowSoundsLikeIt) {
+    for (const int linuxCode : {KEY_F1, KEY_F12, KEY_F20, KEY_F21, KEY_F22, KEY_F23, KEY_F24, KEY_STOP,
+                                KEY_STOPCD, KEY_EJECTCD, KEY_EJECTCLOSECD, KEY_POWER, KEY_SLEEP}) {
+        const KeyMeaning meaning = keyMeaningOf(static_cast<std::uint16_t>(linuxCode));
+        EXPECT_EQ(meaning.kind, KeyMeaning::Kind::key) << linuxCode;
+        EXPECT_EQ(keyGroupOf(meaning.code), KeyGroup::function) << linuxCode;
+    }
+}
+
 TEST(KeyCodes, AKeyWithoutACounterpartStillSoundsAndMeansNothingElse) {
     const std::set<std::uint16_t> special = {131, 160, 176, 177, 178};
-    for (const int linuxCode : {KEY_CALC, KEY_MAIL, KEY_WWW, KEY_POWER, KEY_MACRO1, KEY_MAX, 0x3ff, 0xffff}) {
+    for (const int linuxCode : {KEY_CALC, KEY_MAIL, KEY_WWW, KEY_MACRO1, KEY_MAX, 0x3ff, 0xffff}) {
         const KeyMeaning meaning = keyMeaningOf(static_cast<std::uint16_t>(linuxCode));
         EXPECT_GE(meaning.code, 128) << linuxCode;
         EXPECT_LE(meaning.code, 255) << linuxCode;
@@ -115,6 +124,20 @@ TEST_F(InputTranslatorTest, ModifiersAreToldApartAcrossSidesAndDevices) {
     EXPECT_THAT(takeSounds(),
                 ElementsAre("keyDown 56 [modifier]", "keyDown 60 [modifier]", "keyDown 56 [modifier]",
                             "keyUp 56 [modifier]", "keyUp 56 [modifier]", "keyUp 60 [modifier]"));
+    EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
+}
+
+TEST_F(InputTranslatorTest, ThreeKeyboardsWithTheSameModifierHeldLetGoOfItOneByOne) {
+    constexpr InputTranslator::Device bluetooth = 3;
+    for (const auto device : {laptop, usb, bluetooth}) {
+        translator.key(device, hardwareSourceState, KEY_LEFTSHIFT, 1);
+    }
+    takeSounds();
+    for (const auto device : {usb, laptop, bluetooth}) {
+        EXPECT_EQ(raw.back().flags, nonCoalescedFlag | shiftFlag | leftShiftFlag);
+        translator.key(device, hardwareSourceState, KEY_LEFTSHIFT, 0);
+        EXPECT_THAT(takeSounds(), ElementsAre("keyUp 56 [modifier]"));
+    }
     EXPECT_EQ(raw.back().flags, std::uint64_t{nonCoalescedFlag});
 }
 
