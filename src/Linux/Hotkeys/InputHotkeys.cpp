@@ -20,8 +20,7 @@ std::uint32_t hotkeyModifiers(std::uint64_t flags) {
 } // namespace
 
 void InputHotkeys::observe(const RawEvent& event) {
-    if (event.type != RawEventType::keyDown || (event.flags & modifierFlags) == 0 ||
-        (event.flags & rightOptionFlag) != 0 || event.autorepeat != 0) {
+    if (event.type != RawEventType::keyDown || (event.flags & modifierFlags) == 0 || event.autorepeat != 0) {
         return;
     }
     const std::uint32_t modifiers = hotkeyModifiers(event.flags);

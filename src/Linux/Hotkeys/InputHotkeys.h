@@ -10,9 +10,8 @@ namespace keysong {
 /// Hotkeys recognised among the events that the program hears anyway, for sessions in which neither the
 /// display server nor the desktop offers any. The press also reaches the application in front.
 ///
-/// Option is the left Alt key. The right one is AltGr on many layouts, where it types characters, and its
-/// code does not show which. A hotkey that is missed is a smaller fault than one that is triggered while
-/// someone types. Both Control keys count.
+/// The keys of both sides count. The right Alt key is AltGr on many layouts, which its code does not show;
+/// there it types characters, but not together with Control, which every hotkey of the program has.
 ///
 /// An event is compared with the registered combinations and forgotten. Nothing of it is kept, counted or
 /// passed on: the program learns only that one of its own hotkeys was pressed.

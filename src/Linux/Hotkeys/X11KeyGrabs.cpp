@@ -131,39 +131,51 @@ X11KeyGrabs::ModifierMasks X11KeyGrabs::readModifiers() const {
     };
     masks.option = find({XK_Alt_L, XK_Alt_R}, masks.option);
     masks.command = find({XK_Super_L, XK_Super_R}, masks.command);
+    masks.altGr = find({XK_ISO_Level3_Shift}, 0);
+    if (masks.altGr == masks.option || masks.altGr == masks.command) {
+        masks.altGr = 0;
+    }
     const unsigned locks = find({XK_Num_Lock}, 0) | find({XK_Scroll_Lock}, 0) | XCB_MOD_MASK_LOCK;
-    masks.locks = static_cast<std::uint16_t>(locks & ~unsigned{masks.option} & ~unsigned{masks.command});
+    const unsigned others = unsigned{masks.option} | masks.command | masks.altGr;
+    masks.locks = static_cast<std::uint16_t>(locks & ~others);
     return masks;
 }
 
 X11KeyGrabs::Grab X11KeyGrabs::prepare(HotkeyCombination combination) const {
-    Grab grab{combination, {}, 0};
+    Grab grab{combination, {}, 0, {0}};
     for (const std::uint16_t code : linuxCodesOf(combination.keyCode)) {
         const unsigned keycode = code + keycodeOffset;
         if (keycode >= firstKeycode_ && keycode <= lastKeycode_) {
             grab.keycodes.push_back(static_cast<std::uint8_t>(keycode));
         }
     }
-    const std::pair<std::uint32_t, unsigned> bits[] = {{controlKey, XCB_MOD_MASK_CONTROL},
-                                                       {shiftKey, XCB_MOD_MASK_SHIFT},
-                                                       {optionKey, masks_.option},
-                                                       {commandKey, masks_.command}};
+    const std::pair<std::uint32_t, unsigned> bits[] = {
+        {controlKey, XCB_MOD_MASK_CONTROL}, {shiftKey, XCB_MOD_MASK_SHIFT}, {commandKey, masks_.command}};
     unsigned modifiers = 0;
     for (const auto& [bit, mask] : bits) {
         modifiers |= (combination.modifiers & bit) != 0 ? mask : 0;
     }
     grab.modifiers = static_cast<std::uint16_t>(modifiers);
+    if ((combination.modifiers & optionKey) != 0) {
+        grab.options = {masks_.option};
+        if (masks_.altGr != 0) {
+            grab.options.push_back(masks_.altGr);
+            grab.options.push_back(static_cast<std::uint16_t>(masks_.option | masks_.altGr));
+        }
+    }
     return grab;
 }
 
 template <typename Use>
 void X11KeyGrabs::forEachVariant(const Grab& grab, const Use& use) const {
     for (const std::uint8_t keycode : grab.keycodes) {
-        // Every subset of the lock bits, down to the empty one.
-        for (unsigned locks = masks_.locks;; locks = (locks - 1) & masks_.locks) {
-            use(keycode, static_cast<std::uint16_t>(grab.modifiers | locks));
-            if (locks == 0) {
-                break;
+        for (const std::uint16_t option : grab.options) {
+            // Every subset of the lock bits, down to the empty one.
+            for (unsigned locks = masks_.locks;; locks = (locks - 1) & masks_.locks) {
+                use(keycode, static_cast<std::uint16_t>(grab.modifiers | option | locks));
+                if (locks == 0) {
+                    break;
+                }
             }
         }
     }
@@ -251,7 +263,10 @@ void X11KeyGrabs::keyPressed(const xcb_key_press_event_t& event,
     }
     const std::uint16_t modifiers = event.state & allModifiers & static_cast<std::uint16_t>(~masks_.locks);
     for (const Grab& grab : grabs_) {
-        if (grab.modifiers == modifiers &&
+        const bool held = std::any_of(grab.options.begin(), grab.options.end(), [&](std::uint16_t option) {
+            return (grab.modifiers | option) == modifiers;
+        });
+        if (held &&
             std::find(grab.keycodes.begin(), grab.keycodes.end(), event.detail) != grab.keycodes.end()) {
             pressed(grab.combination);
             return;

@@ -42,6 +42,9 @@ class X11KeyGrabs {
     struct ModifierMasks {
         std::uint16_t option = XCB_MOD_MASK_1;
         std::uint16_t command = XCB_MOD_MASK_4;
+        /// The right Alt key where the layout has made it AltGr: it stands for Option too. 0 where there is
+        /// none.
+        std::uint16_t altGr = 0;
         std::uint16_t locks = XCB_MOD_MASK_LOCK;
 
         bool operator==(const ModifierMasks&) const = default;
@@ -50,6 +53,9 @@ class X11KeyGrabs {
         HotkeyCombination combination;
         std::vector<std::uint8_t> keycodes;
         std::uint16_t modifiers = 0;
+        /// The modifiers by which Option can be held: Alt, AltGr, both. One that changes nothing where the
+        /// combination has no Option.
+        std::vector<std::uint16_t> options;
     };
 
     X11KeyGrabs(xcb_connection_t* connection, int screen);
@@ -59,7 +65,7 @@ class X11KeyGrabs {
     [[nodiscard]] Grab prepare(HotkeyCombination combination) const;
     [[nodiscard]] HotkeyStatus apply(const Grab& grab) const;
     void cancel(const Grab& grab) const;
-    /// Calls `use` with each keycode and each state of the locks.
+    /// Calls `use` with each keycode, each way to hold Option and each state of the locks.
     template <typename Use>
     void forEachVariant(const Grab& grab, const Use& use) const;
     /// Whether the mapping changed.
