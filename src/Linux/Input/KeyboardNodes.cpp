@@ -28,11 +28,6 @@ bool hasLetterKeys(const fs::path& sysfsDevice) {
 
 } // namespace
 
-DeviceOrigin originOfDevice(std::string_view sysfsPath) {
-    return sysfsPath.find("/devices/virtual/input/") != std::string_view::npos ? DeviceOrigin::software
-                                                                               : DeviceOrigin::hardware;
-}
-
 bool isEventNode(std::string_view path) {
     return path.starts_with("/dev/input/event");
 }

@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,12 +9,6 @@
 namespace keysong {
 
 /// What sysfs and the device nodes tell about input devices. Any thread but the render thread.
-
-/// Where a device's events come from, by its path in sysfs, which a program cannot choose.
-enum class DeviceOrigin : std::uint8_t { hardware, software };
-
-/// Virtual input devices are software; those made through uhid stand for Bluetooth LE hardware.
-[[nodiscard]] DeviceOrigin originOfDevice(std::string_view sysfsPath);
 
 /// Whether this is the path of an event node under /dev/input.
 [[nodiscard]] bool isEventNode(std::string_view path);

@@ -7,10 +7,9 @@ namespace keysong {
 /// Input read from the machine's devices through libinput and udev: keyboards, mice and touchpads, as they
 /// come and go. Nothing is grabbed. Where no udevd describes the devices, there are none.
 ///
-/// Hardware is source state 1; what programs make through uinput is not, with one exception: while a key
-/// remapper has grabbed the hardware keyboards for itself, the virtual keyboard that it types on is the one
-/// that the user hears (`RemappedKeyboards` tells it from others). Bluetooth LE keyboards, made through uhid,
-/// are hardware.
+/// Hardware is source state 1; what programs make through uinput is not (`DeviceOrigin.h` tells them apart),
+/// with one exception: while a key remapper has grabbed the hardware keyboards for itself, the virtual
+/// keyboard that it types on is the one that the user hears (`RemappedKeyboards` tells it from others).
 class LibinputSource final : public InputSource {
   public:
     /// Whether this process may read a keyboard under /dev/input.

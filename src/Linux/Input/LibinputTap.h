@@ -2,6 +2,7 @@
 
 #include "Linux/Input/InputFolder.h"
 #include "Linux/Input/InputTranslator.h"
+#include "Linux/Input/KeyboardNodes.h"
 #include "Linux/Input/RemappedKeyboards.h"
 #include "Linux/Input/UdevInput.h"
 #include "Linux/System/FileDescriptor.h"

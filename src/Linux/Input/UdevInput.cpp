@@ -1,5 +1,7 @@
 #include "Linux/Input/UdevInput.h"
 
+#include "Linux/Input/KeyboardNodes.h"
+
 #include <libudev.h>
 
 #include <string_view>
@@ -61,10 +63,11 @@ std::optional<DeviceOrigin> UdevInput::originOf(dev_t number) const {
     }
     const char* seat = udev_device_get_property_value(device.get(), "ID_SEAT");
     const char* path = udev_device_get_syspath(device.get());
-    if (path == nullptr || (seat != nullptr && std::string_view(seat) != "seat0")) {
+    const char* node = udev_device_get_devnode(device.get());
+    if (path == nullptr || node == nullptr || (seat != nullptr && std::string_view(seat) != "seat0")) {
         return std::nullopt;
     }
-    return originOfDevice(path);
+    return originOfDevice(path, node);
 }
 
 } // namespace keysong

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Linux/Input/KeyboardNodes.h"
+#include "Linux/Input/DeviceOrigin.h"
 
 #include <sys/types.h>
 

@@ -1,7 +1,7 @@
 #include "Linux/Input/X11Source.h"
 
+#include "Linux/Input/DeviceOrigin.h"
 #include "Linux/Input/InputTranslator.h"
-#include "Linux/Input/KeyboardNodes.h"
 #include "Linux/Input/X11Connection.h"
 #include "Linux/System/EpollRunLoop.h"
 #include "Shared/Log.h"
@@ -142,7 +142,7 @@ class X11Tap final : public InputTap {
         if (error || !name.string().starts_with("event")) {
             return DeviceOrigin::hardware; // not one device of the kernel's
         }
-        return originOfDevice(fs::canonical(inputClass_ / name, error).string());
+        return originOfDevice(fs::canonical(inputClass_ / name, error).string(), "/dev/input" / name);
     }
 
     void key(std::uint16_t id, std::uint32_t keycode, bool pressed) {

@@ -11,9 +11,9 @@ namespace keysong {
 /// devices: every key and button of the session, also under another client's grab. A scroll notch comes as
 /// its button. A press of a key that is down already is autorepeat.
 ///
-/// What clients inject (XTEST) and what the server reads from virtual kernel devices (uinput) is software,
-/// everything else hardware. That holds for a key remapper's virtual keyboard too: whether it has grabbed
-/// the real ones cannot be seen without the right to read them.
+/// What clients inject (XTEST) and what the server reads from kernel devices that programs made (uinput,
+/// `DeviceOrigin.h`) is software, everything else hardware. That holds for a key remapper's virtual keyboard
+/// too: whether it has grabbed the real ones cannot be seen without the right to read them.
 ///
 /// A tap whose server is gone says so at once with a notice, and reconnects when it is enabled.
 class X11Source final : public InputSource {

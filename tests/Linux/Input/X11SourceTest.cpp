@@ -151,6 +151,12 @@ class X11SourceTest : public testing::Test {
         fs::create_directory_symlink(target, folder.path() / "class" / event);
     }
 
+    /// What the kernel would say of the device that the entry belongs to.
+    void describeInSysfs(const std::string& event, const std::string& bus, const std::string& phys) const {
+        folder.write("class/" + event + "/device/id/bustype", bus + "\n");
+        folder.write("class/" + event + "/device/phys", phys + "\n");
+    }
+
     static inline std::unique_ptr<test::PrivateXServer> server;
     test::TempFolder folder;
 };
@@ -223,19 +229,25 @@ TEST_F(X11SourceTest, AGrabHidesNothingAndAHeldKeyDoesNotRepeat) {
 
 TEST_F(X11SourceTest, VirtualKernelDevicesAreSoftware) {
     const std::string pci = "pci0000:00/0000:00:14.0/usb1/1-1/input/input7";
-    addToSysfs("event7", pci);
-    addToSysfs("event8", "virtual/input/input8");
-    addToSysfs("event9", "virtual/misc/uhid/0005:1234:5678.0001/input/input9");
+    addToSysfs("event1007", pci);
+    addToSysfs("event1008", "virtual/input/input8");
+    addToSysfs("event1009", "virtual/misc/uhid/0005:1234:5678.0001/input/input9");
+    addToSysfs("event1010", "virtual/input/input10");
+    describeInSysfs("event1010", "0019", "wmi/input0"); // a vendor's hot keys
+    addToSysfs("event1011", "virtual/input/input11");
+    describeInSysfs("event1011", "0003", "usb-0000:00:14.0-1/input0"); // a program's, which can say so
     addToSysfs("mice", "virtual/input");
     const XTestClient client(server->display());
     const auto keyboard = client.deviceNamed("Xvfb keyboard");
     const X11Source source(server->display(), folder.path() / "class");
-    const std::pair<const char*, bool> rows[] = {{"/dev/input/event7", true},
-                                                 {"/dev/input/event8", false},
-                                                 {"/dev/input/event9", true},
-                                                 {"/dev/input/event99", true},
+    const std::pair<const char*, bool> rows[] = {{"/dev/input/event1007", true},
+                                                 {"/dev/input/event1008", false},
+                                                 {"/dev/input/event1009", true},
+                                                 {"/dev/input/event1010", true},
+                                                 {"/dev/input/event1011", false},
+                                                 {"/dev/input/event1099", true},
                                                  {"/dev/input/mice", true},
-                                                 {"../../class/event8", false},
+                                                 {"../../class/event1008", false},
                                                  {"event", true},
                                                  {"", true}};
     for (const auto& [node, hardware] : rows) {
@@ -247,7 +259,7 @@ TEST_F(X11SourceTest, VirtualKernelDevicesAreSoftware) {
 }
 
 TEST_F(X11SourceTest, DevicesAreLookedAtAgainWhenTheyChange) {
-    addToSysfs("event8", "virtual/input/input8");
+    addToSysfs("event1008", "virtual/input/input8");
     const XTestClient client(server->display());
     const auto keyboard = client.deviceNamed("Xvfb keyboard");
     Listener listener(X11Source(server->display(), folder.path() / "class"));
@@ -260,7 +272,7 @@ TEST_F(X11SourceTest, DevicesAreLookedAtAgainWhenTheyChange) {
 
     client.setEnabled(keyboard, false);
     EXPECT_THAT(listener.sounds(client), ElementsAre("keyUp 56 [modifier]")) << "an unplugged one lets go";
-    client.setNode(keyboard, "/dev/input/event8");
+    client.setNode(keyboard, "/dev/input/event1008");
     client.setEnabled(keyboard, true);
     client.tap(keyboard, KEY_A);
     EXPECT_THAT(listener.sounds(client), IsEmpty()) << "it came back as a virtual one";
