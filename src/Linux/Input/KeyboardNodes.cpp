@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -14,9 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Whether the device has letter keys: the last word of its key bitmap holds the keys of the main block.
-bool hasLetterKeys(const fs::path& sysfsDevice) {
-    std::ifstream file(sysfsDevice / "capabilities/key");
+} // namespace
+
+bool hasLetterKeys(const std::string& node) {
+    // The last word of the bitmap holds the keys of the main block.
+    std::ifstream file("/sys/class/input" / fs::path(node).filename() / "device/capabilities/key");
     std::string bitmap;
     std::getline(file, bitmap);
     const std::string word = bitmap.substr(bitmap.rfind(' ') + 1);
@@ -25,8 +28,6 @@ bool hasLetterKeys(const fs::path& sysfsDevice) {
     constexpr std::uint64_t letters = std::uint64_t{1} << KEY_Q | std::uint64_t{1} << KEY_A;
     return (bits & letters) == letters;
 }
-
-} // namespace
 
 bool isEventNode(std::string_view path) {
     return path.starts_with("/dev/input/event");
@@ -44,16 +45,12 @@ std::vector<std::string> eventNodes() {
     return nodes;
 }
 
-std::vector<std::string> keyboardNodes() {
-    std::vector<std::string> nodes = eventNodes();
-    std::erase_if(nodes, [](const fs::path& node) {
-        return !hasLetterKeys("/sys/class/input" / node.filename() / "device");
-    });
-    return nodes;
-}
-
-bool isReadable(const std::string& node) {
-    return access(node.c_str(), R_OK) == 0;
+bool mayListenTo(const std::vector<HardwareNode>& nodes) {
+    const bool hasKeyboard = std::ranges::any_of(nodes, &HardwareNode::hasLetterKeys);
+    return hasKeyboard
+               ? std::ranges::all_of(
+                     nodes, [](const HardwareNode& node) { return !node.hasLetterKeys || node.readable; })
+               : std::ranges::any_of(nodes, &HardwareNode::readable);
 }
 
 NodeState nodeStateOf(const std::string& node) {
@@ -61,7 +58,7 @@ NodeState nodeStateOf(const std::string& node) {
     if (stat(node.c_str(), &facts) != 0) {
         return {};
     }
-    return {facts.st_ino, facts.st_rdev, isReadable(node)};
+    return {facts.st_ino, facts.st_rdev, access(node.c_str(), R_OK) == 0};
 }
 
 } // namespace keysong

@@ -2,14 +2,20 @@
 
 #include "Linux/Input/KeyboardNodes.h"
 #include "Linux/Input/LibinputTap.h"
-
-#include <algorithm>
+#include "Linux/Input/UdevInput.h"
 
 namespace keysong {
 
 bool LibinputSource::hasAccess() const {
-    const auto nodes = keyboardNodes();
-    return std::any_of(nodes.begin(), nodes.end(), isReadable);
+    const UdevDevices devices;
+    std::vector<HardwareNode> nodes;
+    for (const std::string& node : eventNodes()) {
+        const NodeState now = nodeStateOf(node);
+        if (now.inode != 0 && devices.originOf(now.device) == DeviceOrigin::hardware) {
+            nodes.push_back({hasLetterKeys(node), now.readable});
+        }
+    }
+    return mayListenTo(nodes);
 }
 
 std::unique_ptr<InputTap> LibinputSource::createTap(EventMask mask, RawEventHandler handler) {

@@ -12,7 +12,7 @@ namespace keysong {
 /// keyboard that it types on is the one that the user hears (`RemappedKeyboards` tells it from others).
 class LibinputSource final : public InputSource {
   public:
-    /// Whether this process may read a keyboard under /dev/input.
+    /// Whether this process may read the seat's hardware keyboards (`mayListenTo`).
     [[nodiscard]] bool hasAccess() const override;
     [[nodiscard]] std::unique_ptr<InputTap> createTap(EventMask mask, RawEventHandler handler) override;
 };

@@ -236,7 +236,7 @@ bool LibinputTap::reviewNode(const std::string& node) {
 }
 
 void LibinputTap::addDevice(const std::string& node, const NodeState& now) {
-    const auto origin = udev_->originOf(now.device);
+    const auto origin = udev_->devices().originOf(now.device);
     if (!origin) {
         return;
     }

@@ -17,7 +17,7 @@ using UdevDevice = std::unique_ptr<udev_device, UnrefDevice>;
 
 } // namespace
 
-void UdevInput::Unref::operator()(udev* context) const noexcept {
+void UdevDevices::Unref::operator()(udev* context) const noexcept {
     udev_unref(context);
 }
 
@@ -27,11 +27,11 @@ void UdevInput::Unref::operator()(udev_monitor* monitor) const noexcept {
 
 std::unique_ptr<UdevInput> UdevInput::make() {
     std::unique_ptr<UdevInput> input(new UdevInput);
-    input->context_.reset(udev_new());
-    if (input->context_ == nullptr) {
+    udev* context = input->devices_.context_.get();
+    if (context == nullptr) {
         return nullptr;
     }
-    input->monitor_.reset(udev_monitor_new_from_netlink(input->context_.get(), "udev"));
+    input->monitor_.reset(udev_monitor_new_from_netlink(context, "udev"));
     udev_monitor* monitor = input->monitor_.get();
     if (monitor == nullptr ||
         udev_monitor_filter_add_match_subsystem_devtype(monitor, "input", nullptr) != 0 ||
@@ -56,7 +56,13 @@ std::vector<std::string> UdevInput::takeChanges() {
     return nodes;
 }
 
-std::optional<DeviceOrigin> UdevInput::originOf(dev_t number) const {
+UdevDevices::UdevDevices() : context_(udev_new()) {
+}
+
+std::optional<DeviceOrigin> UdevDevices::originOf(dev_t number) const {
+    if (context_ == nullptr) {
+        return std::nullopt;
+    }
     const UdevDevice device(udev_device_new_from_devnum(context_.get(), 'c', number));
     if (device == nullptr || udev_device_get_is_initialized(device.get()) == 0) {
         return std::nullopt;

@@ -14,8 +14,25 @@ struct udev_monitor;
 
 namespace keysong {
 
-/// What udev says of input devices: which there are, as they come and go, and where they are attached.
-/// One thread: the tap's.
+/// What udev says of input devices when it is asked. One thread at a time, not the render thread.
+class UdevDevices {
+  public:
+    UdevDevices();
+
+    /// Where the events of the device with this number come from. Nothing while udev has not finished with
+    /// it, for devices of another seat, and where the machine refuses.
+    [[nodiscard]] std::optional<DeviceOrigin> originOf(dev_t device) const;
+
+  private:
+    friend class UdevInput;
+    struct Unref {
+        void operator()(udev* context) const noexcept;
+    };
+
+    std::unique_ptr<udev, Unref> context_;
+};
+
+/// What udev tells of input devices by itself: which there are, as they come and go. One thread: the tap's.
 class UdevInput {
   public:
     /// Listens from now on. Null when the machine refuses.
@@ -25,19 +42,16 @@ class UdevInput {
     [[nodiscard]] int descriptor() const noexcept;
     /// The paths of the event nodes whose devices came, went or changed.
     [[nodiscard]] std::vector<std::string> takeChanges();
-    /// Where the events of the device with this number come from. Nothing while udev has not finished with
-    /// it, and for devices of another seat.
-    [[nodiscard]] std::optional<DeviceOrigin> originOf(dev_t device) const;
+    [[nodiscard]] const UdevDevices& devices() const noexcept { return devices_; }
 
   private:
     struct Unref {
-        void operator()(udev* context) const noexcept;
         void operator()(udev_monitor* monitor) const noexcept;
     };
 
     UdevInput() = default;
 
-    std::unique_ptr<udev, Unref> context_;
+    UdevDevices devices_;
     std::unique_ptr<udev_monitor, Unref> monitor_;
 };
 
