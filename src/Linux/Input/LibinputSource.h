@@ -9,7 +9,7 @@ namespace keysong {
 ///
 /// Hardware is source state 1; what programs make through uinput is not (`DeviceOrigin.h` tells them apart),
 /// with one exception: while a key remapper has grabbed the hardware keyboards for itself, the virtual
-/// keyboard that it types on is the one that the user hears (`RemappedKeyboards` tells it from others).
+/// keyboard that it types on is the one that the user hears (`RemappedDevices` tells it from others).
 class LibinputSource final : public InputSource {
   public:
     /// Whether this process may read the seat's hardware keyboards (`mayListenTo`).

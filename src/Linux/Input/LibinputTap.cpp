@@ -6,12 +6,10 @@
 #include <fcntl.h>
 #include <libinput.h>
 #include <linux/input.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -25,10 +23,6 @@ InputTranslator::Device keyOf(libinput_device* device) {
 
 /// Motion is told at most so often.
 constexpr std::chrono::milliseconds motionInterval{100};
-
-std::int64_t sourceStateOf(DeviceOrigin origin) {
-    return origin == DeviceOrigin::hardware ? hardwareSourceState : softwareSourceState;
-}
 
 /// A button that comes later than this was held back: to tell a bounce of its contact from a press (up to
 /// 25 ms), a click of both buttons (50 ms) or scrolling with a held button (200 ms). It must not be taken for
@@ -45,26 +39,13 @@ bool isDead(int descriptor) {
     return ioctl(descriptor, EVIOCGVERSION, &version) != 0 && errno == ENODEV;
 }
 
-/// A second way to the device: it answers which keys are held, and no event ever waits in it.
-FileDescriptor openProbe(const std::string& node) {
-    FileDescriptor probe(openForReading(node.c_str()));
-    const input_mask nothing{EV_SYN, 0, 0};
-    ioctl(probe.get(), EVIOCSMASK, &nothing);
-    return probe;
+std::string identityOf(libinput_device* device) {
+    return std::to_string(libinput_device_get_id_vendor(device)) + ' ' +
+           std::to_string(libinput_device_get_id_product(device)) + ' ' + libinput_device_get_name(device);
 }
 
-std::optional<KeySet> heldKeys(const FileDescriptor& probe) {
-    using Word = unsigned long;
-    constexpr std::size_t bitsPerWord = 8 * sizeof(Word);
-    std::array<Word, KEY_CNT / bitsPerWord> words{};
-    if (ioctl(probe.get(), EVIOCGKEY(sizeof words), words.data()) < 0) {
-        return std::nullopt;
-    }
-    KeySet keys;
-    for (std::size_t word = words.size(); word-- > 0;) {
-        keys = keys << bitsPerWord | KeySet(words.at(word));
-    }
-    return keys;
+bool has(libinput_device* device, libinput_device_capability capability) {
+    return libinput_device_has_capability(device, capability) != 0;
 }
 
 } // namespace
@@ -81,10 +62,12 @@ void LibinputTap::Unref::operator()(libinput_device* device) const noexcept {
 
 LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler)
     : mask_(mask), handler_(std::move(handler)), translator_([this](const RawEvent& event) { emit(event); }),
-      remapped_([this](InputTranslator::Device keyboard) {
-          const auto* device = static_cast<const Device*>(
-              libinput_device_get_user_data(reinterpret_cast<libinput_device*>(keyboard)));
-          return settledKeys(*device);
+      remapped_([this](InputTranslator::Device key) {
+          return deviceOf(reinterpret_cast<libinput_device*>(key))
+              .probe.look({[this, key](std::uint16_t code, bool pressed) {
+                               remapped_.hardwareKey(key, code, pressed);
+                           },
+                           [this, key](const KeySet& held) { remapped_.hardwareDelivered(key, held); }});
       }) {
 }
 
@@ -250,12 +233,25 @@ void LibinputTap::addDevice(const std::string& node, const NodeState& now) {
     }
     withheld_.erase(node);
     Device& device = devices_[node];
-    device = {node, now.inode, *origin, Handle(libinput_device_ref(handle)), {}, false};
+    device = {node, now.inode, *origin, Handle(libinput_device_ref(handle)), identityOf(handle), {}, false};
     libinput_device_set_user_data(handle, &device);
-    if (*origin == DeviceOrigin::hardware &&
-        libinput_device_has_capability(handle, LIBINPUT_DEVICE_CAP_KEYBOARD) != 0) {
-        device.probe = openProbe(node);
-        remapped_.addHardware(keyOf(handle), heldKeys(device.probe).value_or(KeySet()));
+    if (has(handle, LIBINPUT_DEVICE_CAP_KEYBOARD) || has(handle, LIBINPUT_DEVICE_CAP_POINTER)) {
+        noteForRemapping(device);
+    }
+}
+
+void LibinputTap::noteForRemapping(Device& device) {
+    const bool isHardware = device.origin == DeviceOrigin::hardware;
+    if (isHardware) {
+        device.probe = HeldKeysProbe(device.node);
+        remapped_.addHardware(keyOf(device.handle.get()), device.probe.held().value_or(KeySet()));
+    }
+    for (const auto& [node, other] : devices_) {
+        if (other.origin != device.origin && other.identity == device.identity) {
+            const Device& copy = isHardware ? other : device;
+            const Device& original = isHardware ? device : other;
+            remapped_.addCopy(keyOf(copy.handle.get()), keyOf(original.handle.get()));
+        }
     }
 }
 
@@ -280,13 +276,6 @@ void LibinputTap::dispatch() {
         handle(event);
         libinput_event_destroy(event);
     }
-    for (const VirtualKey& key : virtualKeys_) {
-        translator_.key(keyOf(key.keyboard), remapped_.virtualKey(keyOf(key.keyboard), key.code, key.pressed),
-                        key.code, key.pressed ? 1 : 0, key.time);
-    }
-    // What was typed, and when, shall not stay in memory.
-    std::fill(virtualKeys_.begin(), virtualKeys_.end(), VirtualKey{});
-    virtualKeys_.clear();
 }
 
 void LibinputTap::handle(libinput_event* event) {
@@ -302,9 +291,9 @@ void LibinputTap::handle(libinput_event* event) {
         handlePointer(event, device);
         break;
     case LIBINPUT_EVENT_DEVICE_REMOVED: {
-        auto* removed = static_cast<Device*>(libinput_device_get_user_data(device));
-        removed->isDead = true;
-        deadNodes_.push_back(removed->node);
+        Device& removed = deviceOf(device);
+        removed.isDead = true;
+        deadNodes_.push_back(removed.node);
         break;
     }
     case LIBINPUT_EVENT_POINTER_MOTION:
@@ -319,7 +308,9 @@ void LibinputTap::handle(libinput_event* event) {
 
 void LibinputTap::handleMotion(libinput_device* device) {
     const auto now = std::chrono::steady_clock::now();
-    if (originOf(device) == DeviceOrigin::hardware && now - lastMotion_ >= motionInterval) {
+    const bool isHardware =
+        originOf(device) == DeviceOrigin::hardware || remapped_.standsForHardware(keyOf(device));
+    if (isHardware && now - lastMotion_ >= motionInterval) {
         lastMotion_ = now;
         RawEvent notice;
         notice.type = RawEventType::pointerMotion;
@@ -332,24 +323,17 @@ void LibinputTap::handleKey(libinput_event* event, libinput_device* device) {
     const auto code = static_cast<std::uint16_t>(libinput_event_keyboard_get_key(keyboard));
     const bool pressed = libinput_event_keyboard_get_key_state(keyboard) == LIBINPUT_KEY_STATE_PRESSED;
     const InputTranslator::Time time(libinput_event_keyboard_get_time_usec(keyboard));
-    if (originOf(device) == DeviceOrigin::software) {
-        virtualKeys_.push_back({device, code, pressed, time});
-        return;
-    }
-    // The sound first.
-    translator_.key(keyOf(device), hardwareSourceState, code, pressed ? 1 : 0, time);
-    remapped_.hardwareKey(keyOf(device), code, pressed);
+    translator_.key(keyOf(device), sourceStateOfKey(device, code, pressed), code, pressed ? 1 : 0, time);
 }
 
 void LibinputTap::handlePointer(libinput_event* event, libinput_device* device) {
     auto* pointer = libinput_event_get_pointer_event(event);
-    const std::int64_t sourceState = sourceStateOf(originOf(device));
     const auto type = libinput_event_get_type(event);
     if (type == LIBINPUT_EVENT_POINTER_BUTTON) {
-        translator_.button(sourceState,
-                           static_cast<std::uint16_t>(libinput_event_pointer_get_button(pointer)),
-                           libinput_event_pointer_get_button_state(pointer) == LIBINPUT_BUTTON_STATE_PRESSED,
-                           timeOfButton(pointer));
+        const auto code = static_cast<std::uint16_t>(libinput_event_pointer_get_button(pointer));
+        const bool pressed =
+            libinput_event_pointer_get_button_state(pointer) == LIBINPUT_BUTTON_STATE_PRESSED;
+        translator_.button(sourceStateOfKey(device, code, pressed), code, pressed, timeOfButton(pointer));
         return;
     }
     constexpr auto vertical = LIBINPUT_POINTER_AXIS_SCROLL_VERTICAL;
@@ -357,6 +341,7 @@ void LibinputTap::handlePointer(libinput_event* event, libinput_device* device) 
         return;
     }
     const InputTranslator::Time time(libinput_event_pointer_get_time_usec(pointer));
+    const std::int64_t sourceState = sourceStateOfScroll(device);
     if (type == LIBINPUT_EVENT_POINTER_SCROLL_WHEEL) {
         translator_.wheel(keyOf(device), sourceState,
                           libinput_event_pointer_get_scroll_value_v120(pointer, vertical), time);
@@ -371,15 +356,22 @@ InputTranslator::Time LibinputTap::timeOfButton(libinput_event_pointer* pointer)
     return MonotonicClock().now() - time <= promptButton ? time : InputTranslator::Time(0);
 }
 
-DeviceOrigin LibinputTap::originOf(libinput_device* device) {
-    return static_cast<const Device*>(libinput_device_get_user_data(device))->origin;
+LibinputTap::Device& LibinputTap::deviceOf(libinput_device* device) {
+    return *static_cast<Device*>(libinput_device_get_user_data(device));
 }
 
-std::optional<KeySet> LibinputTap::settledKeys(const Device& device) const {
-    const auto keys = heldKeys(device.probe);
-    // Asked after the keys, so that a key which is held and delivered has been read or still waits.
-    pollfd waiting{descriptorOf(device.node), POLLIN, 0};
-    return waiting.fd >= 0 && poll(&waiting, 1, 0) == 0 ? keys : std::nullopt;
+DeviceOrigin LibinputTap::originOf(libinput_device* device) {
+    return deviceOf(device).origin;
+}
+
+std::int64_t LibinputTap::sourceStateOfKey(libinput_device* device, std::uint16_t code, bool pressed) {
+    return originOf(device) == DeviceOrigin::hardware ? hardwareSourceState
+                                                      : remapped_.virtualKey(keyOf(device), code, pressed);
+}
+
+std::int64_t LibinputTap::sourceStateOfScroll(libinput_device* device) {
+    return originOf(device) == DeviceOrigin::hardware ? hardwareSourceState
+                                                      : remapped_.virtualScroll(keyOf(device));
 }
 
 void LibinputTap::emit(const RawEvent& event) {

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "Linux/Input/HeldKeysProbe.h"
 #include "Linux/Input/InputFolder.h"
 #include "Linux/Input/InputTranslator.h"
 #include "Linux/Input/KeyboardNodes.h"
-#include "Linux/Input/RemappedKeyboards.h"
+#include "Linux/Input/RemappedDevices.h"
 #include "Linux/Input/UdevInput.h"
 #include "Linux/System/FileDescriptor.h"
 #include "Platform/InputSource.h"
@@ -55,8 +56,10 @@ class LibinputTap final : public InputTap {
         ino_t inode = 0;
         DeviceOrigin origin = DeviceOrigin::hardware;
         Handle handle;
-        /// For hardware keyboards: tells which keys are held, never events.
-        FileDescriptor probe;
+        /// Name and ids, as one text: remappers copy those of the device that they stand for.
+        std::string identity;
+        /// For hardware with keys or buttons.
+        HeldKeysProbe probe;
         /// libinput found it unplugged or revoked.
         bool isDead = false;
     };
@@ -64,12 +67,6 @@ class LibinputTap final : public InputTap {
     struct Withheld {
         ino_t inode = 0;
         bool wasOpen = false;
-    };
-    struct VirtualKey {
-        libinput_device* keyboard;
-        std::uint16_t code;
-        bool pressed;
-        InputTranslator::Time time;
     };
 
     static const libinput_interface interface;
@@ -90,6 +87,8 @@ class LibinputTap final : public InputTap {
     bool reviewNode(const std::string& node);
     void addDevice(const std::string& node, const NodeState& now);
     void removeDevice(const std::string& node);
+    /// Hardware that a remapper may have grabbed, or a virtual device that may be its copy.
+    void noteForRemapping(Device& device);
 
     void dispatch();
     void handle(libinput_event* event);
@@ -99,15 +98,17 @@ class LibinputTap final : public InputTap {
     void handleMotion(libinput_device* device);
     /// When a button moved; 0 where libinput has held it back.
     [[nodiscard]] static InputTranslator::Time timeOfButton(libinput_event_pointer* pointer);
-    /// What the device holds; nothing when it is not open or some of its events wait to be read.
-    [[nodiscard]] std::optional<KeySet> settledKeys(const Device& device) const;
+    [[nodiscard]] static Device& deviceOf(libinput_device* device);
     [[nodiscard]] static DeviceOrigin originOf(libinput_device* device);
+    /// The source state of a key or button.
+    [[nodiscard]] std::int64_t sourceStateOfKey(libinput_device* device, std::uint16_t code, bool pressed);
+    [[nodiscard]] std::int64_t sourceStateOfScroll(libinput_device* device);
     void emit(const RawEvent& event);
 
     const EventMask mask_;
     const RawEventHandler handler_;
     InputTranslator translator_;
-    RemappedKeyboards remapped_;
+    RemappedDevices remapped_;
     InputFolder folder_;
     std::unique_ptr<UdevInput> udev_;
     libinput* libinput_ = nullptr;
@@ -120,8 +121,6 @@ class LibinputTap final : public InputTap {
     int openError_ = 0;
     /// Found dead while events were read; reviewed after that.
     std::vector<std::string> deadNodes_;
-    /// Keys of virtual keyboards, judged when all that the hardware has delivered is read.
-    std::vector<VirtualKey> virtualKeys_;
     std::chrono::steady_clock::time_point lastMotion_{};
 };
 
