@@ -1,7 +1,6 @@
 #include "Linux/Input/LibinputTap.h"
 
 #include "Linux/System/EpollRunLoop.h"
-#include "Linux/System/MonotonicClock.h"
 
 #include <fcntl.h>
 #include <libinput.h>
@@ -23,11 +22,6 @@ InputTranslator::Device keyOf(libinput_device* device) {
 
 /// Motion is told at most so often.
 constexpr std::chrono::milliseconds motionInterval{100};
-
-/// A button that comes later than this was held back: to tell a bounce of its contact from a press (up to
-/// 25 ms), a click of both buttons (50 ms) or scrolling with a held button (200 ms). It must not be taken for
-/// one that waited because the machine was busy.
-constexpr std::chrono::milliseconds promptButton{10};
 
 int openForReading(const char* path) {
     return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -68,6 +62,9 @@ LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler)
                                remapped_.hardwareKey(key, code, pressed);
                            },
                            [this, key](const KeySet& held) { remapped_.hardwareDelivered(key, held); }});
+      }),
+      touch_([this](libinput_device* device, std::uint16_t code, bool pressed, InputTranslator::Time time) {
+          button(device, code, pressed, time);
       }) {
 }
 
@@ -100,6 +97,9 @@ std::unique_ptr<RunLoop> LibinputTap::makeRunLoop() {
             review(udev_->takeChanges());
         })) {
         return nullptr;
+    }
+    if (touch_.descriptor() >= 0) {
+        static_cast<void>(loop->watch(touch_.descriptor(), [this] { touch_.release(); }));
     }
     if (folder_.descriptor() >= 0) {
         // Without it a lost permission is still found by asking.
@@ -260,6 +260,7 @@ void LibinputTap::removeDevice(const std::string& node) {
     const auto key = keyOf(device.handle.get());
     libinput_path_remove_device(device.handle.get());
     dispatch(); // lets go of the keys and buttons that are held
+    touch_.remove(device.handle.get());
     translator_.remove(key);
     remapped_.remove(key);
     devices_.erase(node);
@@ -298,10 +299,12 @@ void LibinputTap::handle(libinput_event* event) {
     }
     case LIBINPUT_EVENT_POINTER_MOTION:
     case LIBINPUT_EVENT_POINTER_MOTION_ABSOLUTE:
-    case LIBINPUT_EVENT_TOUCH_DOWN:
         handleMotion(device);
         break;
     default:
+        if (touch_.handle(event)) {
+            handleMotion(device);
+        }
         break;
     }
 }
@@ -333,7 +336,7 @@ void LibinputTap::handlePointer(libinput_event* event, libinput_device* device) 
         const auto code = static_cast<std::uint16_t>(libinput_event_pointer_get_button(pointer));
         const bool pressed =
             libinput_event_pointer_get_button_state(pointer) == LIBINPUT_BUTTON_STATE_PRESSED;
-        translator_.button(sourceStateOfKey(device, code, pressed), code, pressed, timeOfButton(pointer));
+        button(device, code, pressed, promptTime(libinput_event_pointer_get_time_usec(pointer)));
         return;
     }
     constexpr auto vertical = LIBINPUT_POINTER_AXIS_SCROLL_VERTICAL;
@@ -351,9 +354,9 @@ void LibinputTap::handlePointer(libinput_event* event, libinput_device* device) 
     translator_.fingers(keyOf(device), sourceState, points, points == 0, time);
 }
 
-InputTranslator::Time LibinputTap::timeOfButton(libinput_event_pointer* pointer) {
-    const InputTranslator::Time time(libinput_event_pointer_get_time_usec(pointer));
-    return MonotonicClock().now() - time <= promptButton ? time : InputTranslator::Time(0);
+void LibinputTap::button(libinput_device* device, std::uint16_t code, bool pressed,
+                         InputTranslator::Time time) {
+    translator_.button(sourceStateOfKey(device, code, pressed), code, pressed, time);
 }
 
 LibinputTap::Device& LibinputTap::deviceOf(libinput_device* device) {

@@ -4,6 +4,7 @@
 #include "Linux/Input/InputFolder.h"
 #include "Linux/Input/InputTranslator.h"
 #include "Linux/Input/KeyboardNodes.h"
+#include "Linux/Input/LibinputTouch.h"
 #include "Linux/Input/RemappedDevices.h"
 #include "Linux/Input/UdevInput.h"
 #include "Linux/System/FileDescriptor.h"
@@ -20,7 +21,6 @@
 struct libinput;
 struct libinput_device;
 struct libinput_event;
-struct libinput_event_pointer;
 struct libinput_interface;
 
 namespace keysong {
@@ -94,10 +94,9 @@ class LibinputTap final : public InputTap {
     void handle(libinput_event* event);
     void handleKey(libinput_event* event, libinput_device* device);
     void handlePointer(libinput_event* event, libinput_device* device);
-    /// The pointer moves, or a finger touches a screen.
+    /// The pointer moves, or a finger or a pen is on a screen.
     void handleMotion(libinput_device* device);
-    /// When a button moved; 0 where libinput has held it back.
-    [[nodiscard]] static InputTranslator::Time timeOfButton(libinput_event_pointer* pointer);
+    void button(libinput_device* device, std::uint16_t code, bool pressed, InputTranslator::Time time);
     [[nodiscard]] static Device& deviceOf(libinput_device* device);
     [[nodiscard]] static DeviceOrigin originOf(libinput_device* device);
     /// The source state of a key or button.
@@ -109,6 +108,7 @@ class LibinputTap final : public InputTap {
     const RawEventHandler handler_;
     InputTranslator translator_;
     RemappedDevices remapped_;
+    LibinputTouch touch_;
     InputFolder folder_;
     std::unique_ptr<UdevInput> udev_;
     libinput* libinput_ = nullptr;
