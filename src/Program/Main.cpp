@@ -5,6 +5,7 @@
 #include "Input/InputDevTest.h"
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/Log/LogSinks.h"
+#include "Linux/Pointers/PointerFollower.h"
 #include "Linux/Sound/AudioOutputFactories.h"
 #include "Linux/System/Heap.h"
 #include "Linux/System/Utf8Characters.h"
@@ -69,7 +70,8 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
     case Mode::application:
         return runApplication(machine, programPath);
     case Mode::inputTest: {
-        const auto input = makeInputSource(machine.places);
+        const PointerFollower pointers(machine.places, machine.threads);
+        const auto input = makeInputSource(machine.places, pointers.choices());
         return InputDevTest(*input, machine.threads).run(arguments);
     }
     case Mode::playTest:

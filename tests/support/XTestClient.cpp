@@ -105,6 +105,10 @@ void XTestClient::setNode(DeviceId device, std::string_view node) const {
     setProperty(device, "Device Node", XCB_ATOM_STRING, node);
 }
 
+void XTestClient::setChoice(DeviceId device, std::string_view name, std::string_view bytes) const {
+    setProperty(device, name, XCB_ATOM_INTEGER, bytes);
+}
+
 void XTestClient::setEnabled(DeviceId device, bool enabled) const {
     setProperty(device, "Device Enabled", XCB_ATOM_INTEGER, std::string(1, enabled ? '\1' : '\0'));
 }

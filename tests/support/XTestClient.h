@@ -40,6 +40,8 @@ class XTestClient {
 
     /// What the drivers of a real server say of the kernel's node.
     void setNode(DeviceId device, std::string_view node) const;
+    /// What a driver offers to be set: a property of small numbers.
+    void setChoice(DeviceId device, std::string_view name, std::string_view bytes) const;
     /// A device that is switched off and on again is what is unplugged and plugged to others.
     void setEnabled(DeviceId device, bool enabled) const;
     /// Makes a pair of masters with XTEST devices of their own, whose names all begin with `name`.

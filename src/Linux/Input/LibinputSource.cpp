@@ -22,7 +22,7 @@ std::unique_ptr<InputTap> LibinputSource::createTap(EventMask mask, RawEventHand
     if (!hasAccess()) {
         return nullptr;
     }
-    auto tap = std::make_unique<LibinputTap>(mask, std::move(handler));
+    auto tap = std::make_unique<LibinputTap>(mask, std::move(handler), *choices_);
     return tap->open() ? std::move(tap) : nullptr;
 }
 

@@ -1,10 +1,12 @@
 #include "Linux/Input/LibinputTap.h"
 
+#include "Linux/Input/PointerConfig.h"
 #include "Linux/System/EpollRunLoop.h"
 
 #include <fcntl.h>
 #include <libinput.h>
 #include <linux/input.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -54,8 +56,10 @@ void LibinputTap::Unref::operator()(libinput_device* device) const noexcept {
     libinput_device_unref(device);
 }
 
-LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler)
-    : mask_(mask), handler_(std::move(handler)), translator_([this](const RawEvent& event) { emit(event); }),
+LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler, PointerChoices& choices)
+    : mask_(mask), handler_(std::move(handler)), choices_(choices),
+      choicesChanged_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      translator_([this](const RawEvent& event) { emit(event); }),
       remapped_([this](InputTranslator::Device key) {
           return deviceOf(reinterpret_cast<libinput_device*>(key))
               .probe.look({[this, key](std::uint16_t code, bool pressed) {
@@ -69,6 +73,7 @@ LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler)
 }
 
 LibinputTap::~LibinputTap() {
+    choices_.setListener({});
     loop_ = nullptr; // it went before the tap
     devices_.clear();
     if (libinput_ != nullptr) {
@@ -83,6 +88,7 @@ bool LibinputTap::open() {
         return false;
     }
     libinput_log_set_handler(libinput_, [](libinput*, libinput_log_priority, const char*, va_list) {});
+    choices_.setListener([this] { eventfd_write(choicesChanged_.get(), 1); });
     for (const std::string& node : eventNodes()) {
         reviewNode(node);
     }
@@ -97,6 +103,9 @@ std::unique_ptr<RunLoop> LibinputTap::makeRunLoop() {
             review(udev_->takeChanges());
         })) {
         return nullptr;
+    }
+    if (choicesChanged_.isOpen()) {
+        static_cast<void>(loop->watch(choicesChanged_.get(), [this] { configurePointers(); }));
     }
     if (touch_.descriptor() >= 0) {
         static_cast<void>(loop->watch(touch_.descriptor(), [this] { touch_.release(); }));
@@ -237,6 +246,23 @@ void LibinputTap::addDevice(const std::string& node, const NodeState& now) {
     libinput_device_set_user_data(handle, &device);
     if (has(handle, LIBINPUT_DEVICE_CAP_KEYBOARD) || has(handle, LIBINPUT_DEVICE_CAP_POINTER)) {
         noteForRemapping(device);
+    }
+    configurePointer(device, choices_.rules());
+}
+
+void LibinputTap::configurePointers() {
+    eventfd_t changes = 0;
+    eventfd_read(choicesChanged_.get(), &changes);
+    const PointerRules rules = choices_.rules();
+    for (const auto& [node, device] : devices_) {
+        configurePointer(device, rules);
+    }
+    dispatchAndReview(); // lets go of what a device held that is not used any more
+}
+
+void LibinputTap::configurePointer(const Device& device, const PointerRules& rules) const {
+    if (const auto pointer = pointerOf(device.handle.get(), device.node)) {
+        configure(device.handle.get(), settingsOf(*pointer, rules));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "Linux/Input/InputTranslator.h"
 #include "Linux/Input/KeyboardNodes.h"
 #include "Linux/Input/LibinputTouch.h"
+#include "Linux/Input/PointerChoices.h"
 #include "Linux/Input/RemappedDevices.h"
 #include "Linux/Input/UdevInput.h"
 #include "Linux/System/FileDescriptor.h"
@@ -33,7 +34,8 @@ class EpollRunLoop;
 /// Made on any thread; from then on used by the thread that serves its run loop.
 class LibinputTap final : public InputTap {
   public:
-    LibinputTap(EventMask mask, RawEventHandler handler);
+    /// `choices` outlive the tap.
+    LibinputTap(EventMask mask, RawEventHandler handler, PointerChoices& choices);
     ~LibinputTap() override;
     LibinputTap(const LibinputTap&) = delete;
     LibinputTap& operator=(const LibinputTap&) = delete;
@@ -90,6 +92,10 @@ class LibinputTap final : public InputTap {
     /// Hardware that a remapper may have grabbed, or a virtual device that may be its copy.
     void noteForRemapping(Device& device);
 
+    /// Sets the pointers up as is chosen now.
+    void configurePointers();
+    void configurePointer(const Device& device, const PointerRules& rules) const;
+
     void dispatch();
     void handle(libinput_event* event);
     void handleKey(libinput_event* event, libinput_device* device);
@@ -106,6 +112,9 @@ class LibinputTap final : public InputTap {
 
     const EventMask mask_;
     const RawEventHandler handler_;
+    PointerChoices& choices_;
+    /// Readable when the choices have changed.
+    FileDescriptor choicesChanged_;
     InputTranslator translator_;
     RemappedDevices remapped_;
     LibinputTouch touch_;

@@ -32,10 +32,10 @@ class FirstOf final : public InputSource {
 
 } // namespace
 
-std::unique_ptr<InputSource> makeInputSource(const Places& places) {
+std::unique_ptr<InputSource> makeInputSource(const Places& places, std::shared_ptr<PointerChoices> choices) {
     const std::string wish = places.environment("KEYSONG_INPUT").value_or("");
     if (wish == "devices") {
-        return std::make_unique<LibinputSource>();
+        return std::make_unique<LibinputSource>(std::move(choices));
     }
     if (wish == "x11") {
         return std::make_unique<X11Source>();
@@ -43,7 +43,8 @@ std::unique_ptr<InputSource> makeInputSource(const Places& places) {
     if (!wish.empty()) {
         log.error("KEYSONG_INPUT=%{public}s is not a source of input, taking the first with access", wish);
     }
-    return std::make_unique<FirstOf>(std::make_unique<LibinputSource>(), std::make_unique<X11Source>());
+    return std::make_unique<FirstOf>(std::make_unique<LibinputSource>(std::move(choices)),
+                                     std::make_unique<X11Source>());
 }
 
 } // namespace keysong

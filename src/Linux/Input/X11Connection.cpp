@@ -1,50 +1,20 @@
 #include "Linux/Input/X11Connection.h"
 
+#include "Linux/Input/XInputDevices.h"
 #include "Linux/System/Xcb.h"
 
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 
-#include <algorithm>
 #include <array>
-#include <cstdlib>
 
 namespace keysong {
 
 namespace {
 
-struct FreeMemory {
-    void operator()(void* memory) const noexcept { std::free(memory); }
-};
 template <typename T>
-using Ref = std::unique_ptr<T, FreeMemory>;
-
-/// A property's bytes; none when the device lacks it or is gone.
-std::string bytesOf(xcb_connection_t* connection, xcb_input_xi_get_property_cookie_t cookie) {
-    const Ref<xcb_input_xi_get_property_reply_t> reply(
-        xcb_input_xi_get_property_reply(connection, cookie, nullptr));
-    if (reply == nullptr || reply->format != 8) {
-        return {};
-    }
-    const auto size = std::min<std::size_t>(reply->num_items, std::size_t{4} * reply->length);
-    return {static_cast<const char*>(xcb_input_xi_get_property_items(reply.get())), size};
-}
-
-template <typename Handler>
-void forEachDevice(xcb_connection_t* connection, Handler handler) {
-    const auto cookie = xcb_input_xi_query_device(connection, XCB_INPUT_DEVICE_ALL);
-    const Ref<xcb_input_xi_query_device_reply_t> reply(
-        xcb_input_xi_query_device_reply(connection, cookie, nullptr));
-    if (reply == nullptr) {
-        return;
-    }
-    for (auto info = xcb_input_xi_query_device_infos_iterator(reply.get()); info.rem > 0;
-         xcb_input_xi_device_info_next(&info)) {
-        const auto length = static_cast<std::size_t>(xcb_input_xi_device_info_name_length(info.data));
-        handler(info.data->deviceid, std::string_view(xcb_input_xi_device_info_name(info.data), length));
-    }
-}
+using Ref = XcbRef<T>;
 
 template <typename Handler>
 void forEachMonitor(xcb_connection_t* connection, xcb_window_t root, Handler handler) {
@@ -173,7 +143,7 @@ bool X11Connection::isXwayland() {
     bool found = false;
     forEachMonitor(connection_, root(),
                    [&](std::string_view monitor) { found = found || monitor.starts_with(name); });
-    forEachDevice(connection_, [&](std::uint16_t, std::string_view device) {
+    forEachXInputDevice(connection_, [&](std::uint16_t, std::string_view device) {
         found = found || device.starts_with("xwayland-");
     });
     return found;
@@ -199,7 +169,8 @@ bool X11Connection::isLost() const noexcept {
 
 std::vector<std::uint16_t> X11Connection::devices() {
     std::vector<std::uint16_t> found;
-    forEachDevice(connection_, [&](std::uint16_t device, std::string_view) { found.push_back(device); });
+    forEachXInputDevice(connection_,
+                        [&](std::uint16_t device, std::string_view) { found.push_back(device); });
     return found;
 }
 
@@ -211,9 +182,9 @@ X11Device X11Connection::describe(std::uint16_t device) {
     const auto injector = ask(injectorAtom_);
     const auto node = ask(nodeAtom_);
     X11Device description;
-    const std::string flag = bytesOf(connection_, injector);
+    const std::string flag = xinputPropertyBytes(connection_, injector);
     description.injector = !flag.empty() && flag.front() != 0;
-    description.node = bytesOf(connection_, node);
+    description.node = xinputPropertyBytes(connection_, node);
     return description;
 }
 
