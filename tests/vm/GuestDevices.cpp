@@ -23,6 +23,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "GuestHid.h"
+
 namespace keysong {
 namespace {
 
@@ -132,6 +134,70 @@ void remapper(const std::string& node) {
     }
 }
 
+/// A virtual mouse or keyboard with the name and the ids of a device, and all of its keys and axes.
+FileDescriptor copyOf(const FileDescriptor& original) {
+    FileDescriptor device = openDevice("/dev/uinput", O_WRONLY);
+    for (const unsigned type : {unsigned{EV_KEY}, unsigned{EV_REL}}) {
+        unsigned long bits[KEY_CNT / (8 * sizeof(unsigned long)) + 1]{};
+        ioctl(original.get(), EVIOCGBIT(type, sizeof bits), bits);
+        ioctl(device.get(), UI_SET_EVBIT, type);
+        for (unsigned code = 0; code < KEY_CNT; ++code) {
+            if ((bits[code / (8 * sizeof *bits)] >> code % (8 * sizeof *bits) & 1) != 0) {
+                ioctl(device.get(), type == EV_KEY ? UI_SET_KEYBIT : UI_SET_RELBIT, code);
+            }
+        }
+    }
+    uinput_setup setup{};
+    ioctl(original.get(), EVIOCGID, &setup.id);
+    ioctl(original.get(), EVIOCGNAME(sizeof setup.name - 1), setup.name);
+    check(ioctl(device.get(), UI_DEV_SETUP, &setup) == 0, "UI_DEV_SETUP");
+    check(ioctl(device.get(), UI_DEV_CREATE) == 0, "UI_DEV_CREATE");
+    return device;
+}
+
+/// A remapper that passes everything on by a copy of the device, but types Escape for Caps Lock, and only
+/// when that is let go.
+void copier(const std::string& node) {
+    const FileDescriptor input = openDevice(node, O_RDONLY);
+    const FileDescriptor output = copyOf(input);
+    check(ioctl(input.get(), EVIOCGRAB, 1) == 0, "EVIOCGRAB");
+    for (input_event event{}; read(input.get(), &event, sizeof event) == sizeof event;) {
+        if (event.type != EV_KEY || event.code != KEY_CAPSLOCK) {
+            put(output, event);
+        } else if (event.value == 0) {
+            putKey(output, KEY_ESC, 1);
+            putKey(output, KEY_ESC, 0);
+        }
+    }
+}
+
+/// A remapper that grabs a mouse and exchanges its buttons, on a virtual mouse of another name.
+void mouseRemapper(const std::string& node) {
+    const FileDescriptor input = openDevice(node, O_RDONLY);
+    const FileDescriptor output = openDevice("/dev/uinput", O_WRONLY);
+    for (const int type : {EV_KEY, EV_REL}) {
+        ioctl(output.get(), UI_SET_EVBIT, type);
+    }
+    for (const int code : {BTN_LEFT, BTN_RIGHT, BTN_MIDDLE}) {
+        ioctl(output.get(), UI_SET_KEYBIT, code);
+    }
+    for (const int code : {REL_X, REL_Y, REL_WHEEL}) {
+        ioctl(output.get(), UI_SET_RELBIT, code);
+    }
+    uinput_setup setup{{BUS_VIRTUAL, 7, 7, 7}, "Remapped mouse", 0};
+    check(ioctl(output.get(), UI_DEV_SETUP, &setup) == 0, "UI_DEV_SETUP");
+    check(ioctl(output.get(), UI_DEV_CREATE) == 0, "UI_DEV_CREATE");
+    check(ioctl(input.get(), EVIOCGRAB, 1) == 0, "EVIOCGRAB");
+    for (input_event event{}; read(input.get(), &event, sizeof event) == sizeof event;) {
+        if (event.type == EV_KEY && (event.code == BTN_LEFT || event.code == BTN_RIGHT)) {
+            event.code = event.code == BTN_LEFT ? BTN_RIGHT : BTN_LEFT;
+        }
+        if (event.type != EV_MSC && (event.type != EV_REL || event.code != REL_WHEEL_HI_RES)) {
+            put(output, event);
+        }
+    }
+}
+
 /// Revokes every input device that another process has open, all at once as that process sees it.
 void revoke(pid_t process) {
     const FileDescriptor target(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
@@ -173,12 +239,19 @@ void run(std::string_view what, const std::string& argument) {
         typist();
     } else if (what == "remap") {
         remapper(argument);
+    } else if (what == "copy") {
+        copier(argument);
+    } else if (what == "remap-mouse") {
+        mouseRemapper(argument);
+    } else if (what == "hid") {
+        beHidDevice(argument);
     } else if (what == "revoke") {
         revoke(std::stoi(argument));
     } else if (what == "presses") {
         listPresses(argument);
     } else {
-        throw std::runtime_error("bluetooth | type | remap NODE | revoke PID | presses NODE");
+        throw std::runtime_error("bluetooth | hid KIND | type | remap NODE | copy NODE | remap-mouse NODE | "
+                                 "revoke PID | presses NODE");
     }
 }
 

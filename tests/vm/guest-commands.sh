@@ -9,16 +9,22 @@ node() {
     echo "/dev/input/${name%%/*}"
 }
 
-# opened NAME: waits until the program listens to the device; leaves its node in $opened.
-opened() {
-    opened=$(node "$1")
-    until ls -l "/proc/$(pgrep -x keysong)/fd" 2>/dev/null | grep -q " $opened\$"; do sleep 0.05; done
+# open_by_program NODE: waits until the program listens to the device.
+open_by_program() {
+    until ls -l "/proc/$(pgrep -x keysong)/fd" 2>/dev/null | grep -q " $1\$"; do sleep 0.05; done
 }
 
-# listen COMMAND...: runs the program as its live input test, and waits until it listens.
+# opened NAME: the same by the device's name; leaves its node in $opened.
+opened() {
+    opened=$(node "$1")
+    open_by_program "$opened"
+}
+
+# listen COMMAND...: runs the program as its live input test, and waits until it listens to $keyboard.
+keyboard=
 listen() {
     "$@" "$program" --input-test 2>&1 | grep --line-buffered -v ^pass &
-    opened "AT Translated Set 2 keyboard"
+    open_by_program "${keyboard:-$(node "AT Translated Set 2 keyboard")}"
 }
 
 mkdir -p /run/udev
