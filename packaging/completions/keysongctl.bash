@@ -1,39 +1,50 @@
 # Completion of keysongctl for bash.
 
+# Adds those of the words that begin as the one being typed, quoted as the shell needs them. Names of sets and
+# outputs come from strangers: nothing here evaluates them.
+_keysongctl_words() {
+    local candidate quoted
+    for candidate; do
+        printf -v quoted %q "$candidate"
+        if [[ $candidate == "$word"* || $quoted == "$word"* ]]; then
+            COMPREPLY+=("$quoted")
+        fi
+    done
+}
+
+# The identifiers in a list that the program prints.
+_keysongctl_listed() {
+    local -a lines
+    mapfile -t lines < <(keysongctl "$1" 2>/dev/null | sed 's/^[* ] //; s/\t.*//')
+    _keysongctl_words "${lines[@]}"
+}
+
 _keysongctl() {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]:-}
-    local commands='status toggle on off volume sets set output tone preview settings quit stats render import check'
+    local -a commands=(status toggle on off volume sets set output tone preview settings quit stats render import
+        check)
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
-        mapfile -t COMPREPLY < <(compgen -W "$commands help --help --version" -- "$word")
+        _keysongctl_words "${commands[@]}" help --help --version
         return
     fi
     case $command in
-        set | preview)
-            [ "$COMP_CWORD" -eq 2 ] && mapfile -t COMPREPLY < <(compgen -W "$(keysongctl sets 2>/dev/null |
-                sed 's/^[* ] //; s/\t.*//')" -- "$word")
-            ;;
-        output)
-            [ "$COMP_CWORD" -eq 2 ] && mapfile -t COMPREPLY < <(compgen -W "$(keysongctl output 2>/dev/null |
-                sed 's/^[* ] //; s/\t.*//')" -- "$word")
-            ;;
-        status) mapfile -t COMPREPLY < <(compgen -W "--json --help" -- "$word") ;;
-        stats) mapfile -t COMPREPLY < <(compgen -W "--reset --help" -- "$word") ;;
+        set | preview) [ "$COMP_CWORD" -ne 2 ] || _keysongctl_listed sets ;;
+        output) [ "$COMP_CWORD" -ne 2 ] || _keysongctl_listed output ;;
+        status) _keysongctl_words --json --help ;;
+        stats) _keysongctl_words --reset --help ;;
         import)
             case $word in
-                -*) mapfile -t COMPREPLY < <(compgen -W "--replace --help" -- "$word") ;;
-                *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+                -*) _keysongctl_words --replace --help ;;
+                *) compopt -o default ;;
             esac
             ;;
-        help)
-            [ "$COMP_CWORD" -eq 2 ] && mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
-            ;;
-        check) mapfile -t COMPREPLY < <(compgen -d -- "$word") ;;
+        help) [ "$COMP_CWORD" -ne 2 ] || _keysongctl_words "${commands[@]}" ;;
+        check) compopt -o dirnames ;;
         render)
             case $word in
-                -*) mapfile -t COMPREPLY < <(compgen -W "--set --seed --tone --body --volume --no-spatial
-                    --output --help" -- "$word") ;;
-                *) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+                -*) _keysongctl_words --set --seed --tone --body --volume --no-spatial --output --help ;;
+                *) compopt -o default ;;
             esac
             ;;
     esac

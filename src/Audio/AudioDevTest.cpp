@@ -4,6 +4,7 @@
 #include "Audio/SoundLibrary.h"
 #include "Audio/ToneControl.h"
 #include "Shared/NumberText.h"
+#include "Shared/PrintableText.h"
 
 #include <algorithm>
 #include <array>
@@ -31,7 +32,7 @@ std::string joined(const std::vector<std::string>& texts, const char* separator)
 }
 
 void print(const std::string& line) {
-    std::fprintf(stdout, "%s\n", line.c_str());
+    std::fprintf(stdout, "%s\n", printable(line).c_str());
 }
 
 std::string gainsText(const ShelfGains& gains) {
@@ -46,7 +47,7 @@ int AudioDevTest::finish(const std::function<void()>& mode) {
     try {
         mode();
     } catch (const Failure& failure) {
-        std::fprintf(stderr, "play-test failed: %s\n", failure.what());
+        std::fprintf(stderr, "play-test failed: %s\n", printable(failure.what()).c_str());
         status = 1;
     }
     std::fflush(nullptr);
@@ -60,10 +61,11 @@ void AudioDevTest::fail(const std::string& message) {
 int AudioDevTest::listSets() const {
     const auto sets = SoundLibrary::availableSets(services_.places, services_.order);
     for (const SoundSetInfo& set : sets) {
-        print(set.id + "\t" + set.name);
+        std::fprintf(stdout, "%s\t%s\n", printable(set.id).c_str(), printable(set.name).c_str());
     }
     if (sets.empty()) {
-        std::fprintf(stderr, "no sets in %s\n", SoundLibrary::directory(services_.places).c_str());
+        std::fprintf(stderr, "no sets in %s\n",
+                     printable(SoundLibrary::directory(services_.places).string()).c_str());
     }
     std::fflush(nullptr);
     return sets.empty() ? 1 : 0;
@@ -204,7 +206,7 @@ void AudioDevTest::playAcrossRecovery(SoundEngine& engine, std::uint16_t code) c
     try {
         engine.setOutputDevice(engine.currentOutputDeviceUid(), false);
     } catch (const std::runtime_error& error) {
-        std::fprintf(stderr, "setOutputDevice: %s\n", error.what());
+        std::fprintf(stderr, "setOutputDevice: %s\n", printable(error.what()).c_str());
     }
     engine.recover();
     // Longer than a recovery is put off.

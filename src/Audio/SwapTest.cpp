@@ -1,6 +1,7 @@
 #include "Audio/AudioDevTest.h"
 #include "Shared/Mutex.h"
 #include "Shared/NumberText.h"
+#include "Shared/PrintableText.h"
 
 #include <algorithm>
 #include <atomic>
@@ -83,7 +84,8 @@ void AudioDevTest::runSwapTest(const std::optional<std::string>& setId, std::int
     Samples samples;
     {
         Player player(services_, *bench.engine, samples);
-        std::fprintf(stdout, "swap-test %s swaps=%s\n", bench.setId.c_str(), std::to_string(swaps).c_str());
+        std::fprintf(stdout, "swap-test %s swaps=%s\n", printable(bench.setId).c_str(),
+                     std::to_string(swaps).c_str());
         swapSets(bench, swaps);
         services_.sleep(milliseconds(500));
         player.stop();

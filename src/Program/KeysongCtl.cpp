@@ -10,6 +10,7 @@
 #include "Program/RenderCommand.h"
 #include "Program/SetCommands.h"
 #include "Shared/Log.h"
+#include "Shared/PrintableText.h"
 
 #include <CLI/CLI.hpp>
 
@@ -40,7 +41,7 @@ std::string explainMistake(const CLI::App* app, const CLI::Error& error) {
         const auto words = app->remaining();
         mistake = words.empty() ? "a command is missing" : "there is no command \"" + words.front() + "\"";
     }
-    return "keysongctl: " + mistake + "\n\n" + app->help();
+    return "keysongctl: " + keysong::printable(mistake) + "\n\n" + app->help();
 }
 
 } // namespace
@@ -93,7 +94,7 @@ int main(int count, char** words) {
         // The library has a status for each kind of mistake; a shell knows 2 as "wrong arguments".
         return app.exit(error) == 0 ? 0 : 2;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "keysongctl: %s\n", error.what());
+        std::fprintf(stderr, "keysongctl: %s\n", printable(error.what()).c_str());
         return 1;
     }
 }

@@ -11,6 +11,7 @@
 #include "Linux/System/Utf8Characters.h"
 #include "Program/Application.h"
 #include "Shared/Log.h"
+#include "Shared/PrintableText.h"
 
 #include <cstdio>
 #include <exception>
@@ -98,7 +99,7 @@ int main(int count, char** words) {
     try {
         status = keysong::run(arguments, words[0]);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "keysong: %s\n", error.what());
+        std::fprintf(stderr, "keysong: %s\n", keysong::printable(error.what()).c_str());
     }
     std::fflush(nullptr);
     return status;

@@ -5,6 +5,7 @@
 #include "App/RemoteTypes.h"
 #include "App/SessionBus.h"
 #include "Linux/System/SessionBusProbe.h"
+#include "Shared/PrintableText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -90,7 +91,8 @@ std::vector<RemoteClient::Choice> RemoteClient::choicesIn(const QVariant& value)
 std::string RemoteClient::marked(const std::vector<Choice>& choices, const std::string& chosen) {
     std::string lines;
     for (const Choice& choice : choices) {
-        lines += (choice.id == chosen ? "* " : "  ") + choice.id + '\t' + choice.name + '\n';
+        lines +=
+            (choice.id == chosen ? "* " : "  ") + printable(choice.id) + '\t' + printable(choice.name) + '\n';
     }
     return lines;
 }
@@ -141,10 +143,12 @@ std::string RemoteClient::status(bool asJson) const {
                 }
             }
         }
-        return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+        return json.dump(2, ' ', true, nlohmann::json::error_handler_t::replace) + '\n';
     }
     const auto flag = [&](const char* name) { return values.value(name).toBool(); };
-    const auto word = [&](const char* name) { return values.value(name).toString().toStdString(); };
+    const auto word = [&](const char* name) {
+        return printable(values.value(name).toString().toStdString());
+    };
     const auto decimal = [&](const char* name) {
         return QString::number(values.value(name).toDouble()).toStdString();
     };

@@ -9,6 +9,7 @@
 #include "Linux/Sound/SndfileFlacWriter.h"
 #include "Packs/PackImporter.h"
 #include "Packs/SetCheck.h"
+#include "Shared/PrintableText.h"
 
 #include <CLI/CLI.hpp>
 
@@ -28,7 +29,7 @@ struct Options {
 };
 
 void print(const std::string& line) {
-    std::printf("%s\n", line.c_str());
+    std::printf("%s\n", printable(line).c_str());
 }
 
 std::string counted(std::size_t count, const std::string& noun) {

@@ -118,6 +118,41 @@ TEST_F(ApplicationTest, AnImportedPackIsListedAndPlaysWithoutARestart) {
     EXPECT_EQ(program.wait(), 0);
 }
 
+/// A set's name and identifier are a stranger's words: no shell and no terminal obeys them.
+TEST_F(ApplicationTest, WhatAStrangerNamedIsNeitherRunNorObeyed) {
+    ChildProcess program;
+    launch(program);
+    const std::string hostile = "x$(touch${IFS}ran)`touch ran`;touch ran";
+    const std::string folder = ".local/share/keysong/Sounds/strange/";
+    home.write(folder + "a.wav", waveBytes(sine(500, 480, 48000)));
+    home.write(folder + "manifest.json", R"({"schema":1,"id":")" + hostile +
+                                             R"(","name":"\u001b]0;title\u0007\u009b31m\nred",)"
+                                             R"("defaults":{"down":["a.wav"]}})");
+    ASSERT_TRUE(eventually([&] { return control({"sets"}).find(hostile) != std::string::npos; }));
+    const std::string safe = R"(\x1b]0;title\x07\xc2\x9b31m\nred)";
+    EXPECT_THAT(control({"sets"}), HasSubstr(hostile + '\t' + safe + '\n'));
+    EXPECT_THAT(control({"status", "--json"}), Not(HasSubstr("\xc2\x9b")));
+    auto listing = loggingTo("list");
+    EXPECT_EQ(ChildProcess::run({KEYSONG_PROGRAM, "--list-sets"}, listing), 0);
+    EXPECT_THAT(textOf("list"), HasSubstr(hostile + '\t' + safe + '\n'));
+
+    // As bash completes "keysongctl set x", and as it would run the line after that.
+    home.write("complete", R"(cd "$HOME" && PATH=$(dirname ")" KEYSONG_CONTROL R"("):$PATH
+        . )" KEYSONG_COMPLETION R"(
+        COMP_WORDS=(keysongctl set x) COMP_CWORD=2
+        _keysongctl
+        printf '%s\n' "${#COMPREPLY[@]}"
+        eval "printf '%s\n' ${COMPREPLY[0]}"
+        ls)");
+    auto shell = loggingTo("completed");
+    shell.environment["KEYSONG_LOG_SINK"] = "";
+    EXPECT_EQ(ChildProcess::run({"bash", home.path() / "complete"}, shell), 0);
+    EXPECT_THAT(textOf("completed"), StartsWith("1\n" + hostile + "\n"));
+    EXPECT_FALSE(std::filesystem::exists(home.path() / "ran"));
+    EXPECT_EQ(control({"quit"}), "");
+    EXPECT_EQ(program.wait(), 0);
+}
+
 TEST_F(ApplicationTest, CountsRealKeysAcrossARestartAndObeysItsHotkey) {
     const XTestClient hands(server.display());
     const auto keyboard = hands.deviceNamed("Xvfb keyboard");

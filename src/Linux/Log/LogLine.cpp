@@ -1,5 +1,7 @@
 #include "Linux/Log/LogLine.h"
 
+#include "Shared/PrintableText.h"
+
 #include <array>
 #include <ctime>
 
@@ -30,22 +32,6 @@ void appendTime(std::string& text) {
     text += 'Z';
 }
 
-void appendEscaped(std::string& text, std::string_view message) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    for (const char character : message.substr(0, longestMessage)) {
-        const auto code = static_cast<unsigned char>(character);
-        if (character == '\n') {
-            text += "\\n";
-        } else if (code < 0x20 || code == 0x7F) {
-            text += "\\x";
-            text += digits[code >> 4U];
-            text += digits[code & 0x0FU];
-        } else {
-            text += character;
-        }
-    }
-}
-
 } // namespace
 
 const char* nameOf(LogLevel level) noexcept {
@@ -71,7 +57,8 @@ std::string logLine(const LogRecord& record, LogPrivacy privacy) {
     line += '/';
     line += record.category;
     line += ' ';
-    appendEscaped(line, privacy == LogPrivacy::whole ? record.privateMessage : record.message);
+    const std::string_view message = privacy == LogPrivacy::whole ? record.privateMessage : record.message;
+    appendPrintable(line, message.substr(0, longestMessage));
     line += '\n';
     return line;
 }
