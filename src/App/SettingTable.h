@@ -81,6 +81,10 @@ void isWithin(const AppState&, const float& number) {
 }
 void isInstalledSet(const AppState& state, const std::string& id);
 void isAttachedDevice(const AppState& state, const std::optional<std::string>& uid);
+/// At most 200 identifiers of at most 256 bytes, none of them empty, none there twice.
+void isListOfApplications(const AppState& state, const std::vector<std::string>& identifiers);
+/// A machine that has no place for a login item is not told to keep one.
+void canLaunchAtLogin(const AppState& state, const bool& enabled);
 
 } // namespace checks
 
@@ -155,14 +159,18 @@ inline constexpr auto settingTable = std::make_tuple(
             {.name = "MutedApps",
              .key = "mutedApps",
              .changed = &AppState::mutedAppsChanged,
-             .whenEqual = WhenEqual::applyAgain},
+             .whenEqual = WhenEqual::applyAgain,
+             .check = checks::isListOfApplications},
             [](auto& model, const std::vector<std::string>&) { model.reevaluateFrontmost(); }),
     setting(&Settings::muteWhileRecording,
             {.name = "MuteWhileRecording",
              .key = "muteWhileRecording",
              .changed = &AppState::muteWhileRecordingChanged},
             [](auto& model, bool) { model.updateSleeping(); }),
-    setting(&Settings::launchAtLogin, {.name = "LaunchAtLogin", .changed = &AppState::launchAtLoginChanged},
+    setting(&Settings::launchAtLogin,
+            {.name = "LaunchAtLogin",
+             .changed = &AppState::launchAtLoginChanged,
+             .check = checks::canLaunchAtLogin},
             [](auto& model, bool enabled) { model.applyLaunchAtLogin(enabled); }));
 
 /// Every value of the live state.

@@ -72,6 +72,10 @@ TEST_F(RemoteControlTest, EverySettingIsStoredUnderItsKeyAndAnnounced) {
 }
 
 TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
+    QStringList tooMany;
+    for (int i = 0; i < 201; ++i) {
+        tooMany << QString::number(i);
+    }
     struct Row {
         const char* property;
         QVariant value;
@@ -82,6 +86,10 @@ TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
           Row{"Volume", "loud", "another type"}, Row{"Tone", -1.01, "out of range"},
           Row{"SetId", "missing", "no set \"missing\""},
           Row{"OutputUid", "gone", "output device gone is not attached"}, Row{"Enabled", 1, "another type"},
+          Row{"MutedApps", tooMany, "at most 200"},
+          Row{"MutedApps", QStringList{"one", ""}, "1 to 256 bytes"},
+          Row{"MutedApps", QStringList{QString(257, 'a')}, "1 to 256 bytes"},
+          Row{"MutedApps", QStringList{"one", "two", "one"}, "twice: one"},
           Row{"KeysPressed", 7LL, "can only be read"}, Row{"Nothing", true, "no such property"}}) {
         const auto answer = set(row.property, row.value);
         EXPECT_EQ(answer.type(), QDBusMessage::ErrorMessage) << row.property;
@@ -92,6 +100,27 @@ TEST_F(RemoteControlTest, RefusesWhatMakesNoSenseAndChangesNothing) {
     EXPECT_EQ(ask(RemoteControl::controlInterface, "Preview", {}).type(), QDBusMessage::ErrorMessage);
     EXPECT_EQ(model->volume(), 0.6F);
     EXPECT_EQ(model->selectedSetId(), "alpha");
+    EXPECT_EQ(model->mutedApps(), Settings().mutedApps);
+
+    tooMany.removeLast();
+    tooMany.back() = QString(256, 'a');
+    EXPECT_EQ(set("MutedApps", tooMany).type(), QDBusMessage::ReplyMessage);
+}
+
+/// On a machine without a place for a login item.
+class RemoteWithoutLoginTest : public RemoteControlTest {
+  public:
+    void SetUp() override {
+        loginItem.installed = false;
+        RemoteControlTest::SetUp();
+    }
+};
+
+TEST_F(RemoteWithoutLoginTest, NothingIsToldToStartAtLogin) {
+    EXPECT_THAT(set("LaunchAtLogin", true).errorMessage().toStdString(), testing::HasSubstr("no place"));
+    EXPECT_FALSE(model->launchAtLogin());
+    EXPECT_EQ(loginItem.calls, 0);
+    EXPECT_EQ(set("LaunchAtLogin", false).type(), QDBusMessage::ReplyMessage);
 }
 
 TEST_F(RemoteControlTest, WhoeverLooksAgainAndAgainSeesNoCountChangeWithinTenSeconds) {
