@@ -10,7 +10,9 @@ namespace keysong {
 class FolderWatcher {
   public:
     /// Takes the files and folders that something happened to: written, made, moved, removed. Runs on the
-    /// main thread, once for a burst of changes, after it has settled.
+    /// main thread, once for a burst of changes, after it has settled. The first report names nothing and
+    /// comes when the watch stands: what happened before that was not seen, so whoever read a folder reads it
+    /// again.
     using Handler = std::function<void(const std::vector<std::filesystem::path>& changed)>;
 
     virtual ~FolderWatcher() = default;

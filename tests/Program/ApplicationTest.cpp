@@ -128,7 +128,8 @@ TEST_F(ApplicationTest, WhatAStrangerNamedIsNeitherRunNorObeyed) {
     home.write(folder + "manifest.json", R"({"schema":1,"id":")" + hostile +
                                              R"(","name":"\u001b]0;title\u0007\u009b31m\nred",)"
                                              R"("defaults":{"down":["a.wav"]}})");
-    ASSERT_TRUE(eventually([&] { return control({"sets"}).find(hostile) != std::string::npos; }));
+    ASSERT_TRUE(eventually([&] { return control({"sets"}).find(hostile) != std::string::npos; }))
+        << textOf("log");
     const std::string safe = R"(\x1b]0;title\x07\xc2\x9b31m\nred)";
     EXPECT_THAT(control({"sets"}), HasSubstr(hostile + '\t' + safe + '\n'));
     EXPECT_THAT(control({"status", "--json"}), Not(HasSubstr("\xc2\x9b")));

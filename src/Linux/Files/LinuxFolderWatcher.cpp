@@ -37,7 +37,9 @@ class LinuxFolderWatcher::Watching {
         }
         if (!thread_.loop().watch(folders_->descriptor(), [this] { takeChanges(); })) {
             log.error("folders cannot be watched: %{public}s", "no room for another descriptor");
+            return;
         }
+        report({});
     }
 
     void takeChanges() {
@@ -59,12 +61,14 @@ class LinuxFolderWatcher::Watching {
             thread_.asyncAfter(left, [this] { reportOnceSettled(); });
             return;
         }
+        report({changes_.begin(), changes_.end()});
+        changes_.clear();
+    }
+
+    void report(std::vector<std::filesystem::path> changes) {
         // A watch that has ended meanwhile reports nothing.
         mainQueue_.async(
-            lifetime_.guarded([handler = handler_, changes = std::vector(changes_.begin(), changes_.end())] {
-                handler(changes);
-            }));
-        changes_.clear();
+            lifetime_.guarded([handler = handler_, changes = std::move(changes)] { handler(changes); }));
     }
 
     TaskQueue& mainQueue_;
