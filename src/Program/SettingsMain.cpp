@@ -2,8 +2,8 @@
 
 #include "App/RemoteControl.h"
 #include "Linux/Desktop/LinuxWindowsProgram.h"
-#include "Linux/Desktop/PacketSocket.h"
 #include "Linux/Log/LogSinks.h"
+#include "Linux/System/PacketSocket.h"
 #include "Linux/System/Utf8Characters.h"
 #include "Program/WindowsSession.h"
 #include "Shared/Log.h"

@@ -1,6 +1,6 @@
 #include "Linux/Desktop/LinuxWindowsProgram.h"
 
-#include "Linux/Desktop/PacketSocket.h"
+#include "Linux/System/PacketSocket.h"
 #include "Linux/System/SpawnedProcess.h"
 
 #include <sys/epoll.h>

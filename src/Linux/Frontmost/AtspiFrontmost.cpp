@@ -1,7 +1,7 @@
 #include "Linux/Frontmost/AtspiFrontmost.h"
 
-#include "Linux/Frontmost/BusConnection.h"
 #include "Linux/Frontmost/ProcessProgram.h"
+#include "Linux/System/BusConnection.h"
 
 #include <array>
 #include <string_view>

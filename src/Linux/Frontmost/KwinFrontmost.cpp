@@ -1,7 +1,7 @@
 #include "Linux/Frontmost/KwinFrontmost.h"
 
-#include "Linux/Frontmost/BusConnection.h"
 #include "Linux/Frontmost/ProcessProgram.h"
+#include "Linux/System/BusConnection.h"
 #include "Linux/System/FileDescriptor.h"
 #include "Shared/NumberText.h"
 

@@ -6,6 +6,7 @@
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,6 +44,9 @@ struct BusHandler<member> {
 /// Used on the loop's thread. Handlers of messages must not destroy the connection.
 class BusConnection {
   public:
+    /// Where the machine's own bus listens.
+    static constexpr const char* systemAddress = "unix:path=/run/dbus/system_bus_socket";
+
     /// Starts to connect to the session's bus, or to the one at `address` where that is not empty. `lost` is
     /// called once, at the top of the loop, when the connection has ended or does not come about. Null when
     /// there is no bus to begin with.
@@ -58,9 +62,10 @@ class BusConnection {
     [[nodiscard]] BusMessage makeCall(const char* destination, const char* path, const char* interface,
                                       const char* member) const;
 
-    /// Sends a call; `handler` gets the answer, or an error made here after a second. It is not called once
+    /// Sends a call; `handler` gets the answer, or an error made here after `limit`. It is not called once
     /// the returned slot is gone. A null message does nothing.
-    [[nodiscard]] BusSlot send(BusMessage call, sd_bus_message_handler_t handler, void* data);
+    [[nodiscard]] BusSlot send(BusMessage call, sd_bus_message_handler_t handler, void* data,
+                               std::chrono::microseconds limit = std::chrono::seconds(1));
 
     /// Sends a call whose answer nobody wants.
     void sendOnly(BusMessage call);

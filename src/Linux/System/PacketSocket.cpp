@@ -1,4 +1,4 @@
-#include "Linux/Desktop/PacketSocket.h"
+#include "Linux/System/PacketSocket.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>

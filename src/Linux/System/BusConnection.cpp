@@ -1,10 +1,9 @@
-#include "Linux/Frontmost/BusConnection.h"
+#include "Linux/System/BusConnection.h"
 
 namespace keysong {
 
 namespace {
 
-constexpr std::uint64_t longestAnswerMicroseconds = 1'000'000;
 /// Steps in a row, so that a flood of messages leaves the run loop time for the rest.
 constexpr int mostSteps = 64;
 
@@ -80,10 +79,12 @@ BusMessage BusConnection::makeCall(const char* destination, const char* path, co
     return BusMessage(message);
 }
 
-BusSlot BusConnection::send(BusMessage call, sd_bus_message_handler_t handler, void* data) {
+BusSlot BusConnection::send(BusMessage call, sd_bus_message_handler_t handler, void* data,
+                            std::chrono::microseconds limit) {
     sd_bus_slot* slot = nullptr;
     if (call != nullptr) {
-        sd_bus_call_async(bus_.get(), &slot, call.get(), handler, data, longestAnswerMicroseconds);
+        sd_bus_call_async(bus_.get(), &slot, call.get(), handler, data,
+                          static_cast<std::uint64_t>(limit.count()));
         wake();
     }
     return BusSlot(slot);
