@@ -12,8 +12,15 @@ class FakeKeyboardAccess final : public KeyboardAccess {
     bool possible = true;
     std::string line = "sudo grant \"$USER\" &&\nsudo listen";
     int questions = 0;
+    int revocations = 0;
+    Way kind = Way::devices;
 
+    [[nodiscard]] Way way() const override { return kind; }
     [[nodiscard]] bool canGrant() const override { return possible; }
+    bool revoke(Handler handler) override {
+        ++revocations;
+        return grant(std::move(handler));
+    }
     bool grant(Handler handler) override {
         if (isAsking()) {
             return false;

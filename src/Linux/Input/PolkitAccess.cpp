@@ -1,6 +1,7 @@
 #include "Linux/Input/PolkitAccess.h"
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,6 +37,13 @@ fs::path inSearchPath(const char* program) {
     return {};
 }
 
+/// Whether root alone can change what is at the path, which has no symbolic links.
+bool belongsToRoot(const fs::path& path) {
+    struct stat facts {};
+    return lstat(path.c_str(), &facts) == 0 && facts.st_uid == 0 &&
+           (facts.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 fs::path installedHelper() {
     std::error_code error;
     const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
@@ -63,15 +71,12 @@ PolkitAccess::Programs PolkitAccess::installedPrograms() {
 }
 
 PolkitAccess::Result PolkitAccess::resultOf(int status, const std::string& errors) {
-    constexpr int fromNextLogin = 3; // the helper's
     constexpr int wasDismissed = 126;
     constexpr int notAuthorized = 127;
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     switch (code) {
     case 0:
         return {Outcome::granted, {}};
-    case fromNextLogin:
-        return {Outcome::grantedFromNextLogin, {}};
     case wasDismissed:
         return {Outcome::dismissed, {}};
     case notAuthorized:
@@ -101,11 +106,35 @@ PolkitAccess::~PolkitAccess() {
     }
 }
 
+bool PolkitAccess::isSafeToRun(const fs::path& helper) {
+    std::error_code error;
+    fs::path part = fs::canonical(helper, error);
+    if (error) {
+        return false;
+    }
+    // Whoever may write to a folder may put another file there.
+    while (belongsToRoot(part)) {
+        if (part == part.root_path()) {
+            return true;
+        }
+        part = part.parent_path();
+    }
+    return false;
+}
+
 bool PolkitAccess::canGrant() const {
-    return !programs_.pkexec.empty() && !programs_.helper.empty();
+    return !programs_.pkexec.empty() && isSafeToRun(programs_.helper);
 }
 
 bool PolkitAccess::grant(Handler handler) {
+    return run({}, std::move(handler));
+}
+
+bool PolkitAccess::revoke(Handler handler) {
+    return run({"--revoke"}, std::move(handler));
+}
+
+bool PolkitAccess::run(std::vector<std::string> arguments, Handler handler) {
     if (handler_) {
         return false;
     }
@@ -113,8 +142,15 @@ bool PolkitAccess::grant(Handler handler) {
     const auto finishLater = [this](const Result& result) {
         mainQueue_.async(lifetime_.guarded([this, result] { finish(result); }));
     };
+    if (!isSafeToRun(programs_.helper)) {
+        finishLater(
+            {Outcome::failed, programs_.helper.string() +
+                                  " is not run as root: others than root may change it. Install Keysong, or "
+                                  "use the command"});
+        return true;
+    }
     try {
-        start();
+        start(arguments);
         service_->async([this, finishLater, &loop = service_->loop()] {
             const bool watched = loop.watch(process_->descriptor(), [this, finishLater, &loop] {
                 loop.unwatch(process_->descriptor());
@@ -130,12 +166,13 @@ bool PolkitAccess::grant(Handler handler) {
     return true;
 }
 
-void PolkitAccess::start() {
+void PolkitAccess::start(const std::vector<std::string>& arguments) {
     service_.emplace(threads_, ThreadAttributes{"com.orlen.keysong.access", "access"});
     errors_.reset(memfd_create("pkexec errors", MFD_CLOEXEC));
     SpawnedProcess::Setting setting;
     // pkexec's own dialog in a terminal would ask where nobody looks.
     setting.words = {programs_.pkexec, "--disable-internal-agent", programs_.helper};
+    setting.words.insert(setting.words.end(), arguments.begin(), arguments.end());
     setting.environment = SpawnedProcess::ownEnvironment();
     setting.errors = errors_.get();
     process_.emplace(setting);
@@ -158,7 +195,7 @@ void PolkitAccess::finish(const Result& result) {
 }
 
 std::string PolkitAccess::command() const {
-    return "sudo gpasswd -a \"$USER\" input &&\nsudo setfacl -m \"u:$USER:r\" /dev/input/event*";
+    return "sudo setfacl -m \"u:$USER:r\" /dev/input/event*";
 }
 
 } // namespace keysong

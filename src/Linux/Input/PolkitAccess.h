@@ -10,6 +10,8 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace keysong {
 
@@ -38,13 +40,20 @@ class PolkitAccess final : public KeyboardAccess {
     /// waits for it.
     ~PolkitAccess() override;
 
+    /// Whether root alone can change this file, and put another in its place.
+    [[nodiscard]] static bool isSafeToRun(const std::filesystem::path& helper);
+
+    [[nodiscard]] Way way() const override { return Way::devices; }
+    /// Also false for a helper that others than root could change: it would run as root.
     [[nodiscard]] bool canGrant() const override;
     bool grant(Handler handler) override;
+    bool revoke(Handler handler) override;
     [[nodiscard]] std::string command() const override;
 
   private:
-    /// Starts pkexec. Throws std::system_error.
-    void start();
+    bool run(std::vector<std::string> arguments, Handler handler);
+    /// Starts pkexec with the helper and its arguments. Throws std::system_error.
+    void start(const std::vector<std::string>& arguments);
     /// Reads how pkexec ended. Service thread.
     [[nodiscard]] Result collect() const;
     void finish(const Result& result);

@@ -58,8 +58,9 @@ void announce(QLabel* label) {
 
 } // namespace
 
-OnboardingView::OnboardingView(const AppState& model, bool canGrant, const QString& command, QWidget* parent)
+OnboardingView::OnboardingView(const AppState& model, const KeyboardAccess& access, QWidget* parent)
     : QWidget(parent), model_(model) {
+    const bool canGrant = access.canGrant();
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(padding, padding, padding, padding);
     column->setSpacing(16);
@@ -74,11 +75,7 @@ OnboardingView::OnboardingView(const AppState& model, bool canGrant, const QStri
         tr("It listens for key presses to play the sound. It never reads what you type, and nothing leaves "
            "this computer."),
         textWidth, Importance::secondary);
-    addText(
-        column,
-        tr("Only the group “input” may read the keyboards. Granting access adds you to it, and your other "
-           "programs can then read them, too."),
-        contentWidth, Importance::secondary)
+    addText(column, consequence(access.way()), contentWidth, Importance::secondary)
         ->setFont(scaled(font(), 0.9));
     auto* actions = new QVBoxLayout;
     actions->setSpacing(8);
@@ -87,7 +84,7 @@ OnboardingView::OnboardingView(const AppState& model, bool canGrant, const QStri
         addGrantButton(actions);
     }
     addStatus(actions);
-    addCommand(column, !canGrant, command);
+    addCommand(column, !canGrant, QString::fromStdString(access.command()));
     trayHint_ =
         addText(column, tr("No panel here shows Keysong's icon.\nTo open the settings, start Keysong again."),
                 contentWidth, Importance::secondary);
@@ -96,6 +93,20 @@ OnboardingView::OnboardingView(const AppState& model, bool canGrant, const QStri
     (canGrant ? grant_ : copy_)->setFocus();
     showAccess();
     connect(&model_, &AppState::hasAccessChanged, this, &OnboardingView::showAccess);
+}
+
+QString OnboardingView::consequence(KeyboardAccess::Way way) {
+    switch (way) {
+    case KeyboardAccess::Way::service:
+        return tr(
+            "A service of the system reads the keyboards for Keysong, and only while this session is in "
+            "front and not locked. Take it back in the settings at any time.");
+    case KeyboardAccess::Way::devices:
+        return tr(
+            "Until the next start of this computer, all your programs can then read its keyboards, whoever "
+            "types on them.");
+    }
+    return {};
 }
 
 QLabel* OnboardingView::addText(QBoxLayout* column, const QString& text, int width, Importance importance) {
@@ -183,9 +194,6 @@ void OnboardingView::showResult(const KeyboardAccess::Result& result) {
     switch (result.outcome) {
     case Outcome::granted:   // the keyboards will tell
     case Outcome::dismissed: // the user knows
-        break;
-    case Outcome::grantedFromNextLogin:
-        text = tr("Access is granted. Log out and in again for it to take effect.");
         break;
     case Outcome::notAuthorized:
         text = tr("You are not allowed to grant access. Ask someone who administers this computer.");

@@ -21,7 +21,7 @@ class OnboardingView final : public QWidget {
   public:
     /// `command` is shown for a terminal. Without `canGrant` it is the only way, and copying it the default
     /// action. The model outlives the view.
-    OnboardingView(const AppState& model, bool canGrant, const QString& command, QWidget* parent);
+    OnboardingView(const AppState& model, const KeyboardAccess& access, QWidget* parent);
 
     /// The button does nothing while the machine asks for a password.
     void setAsking(bool asking);
@@ -38,6 +38,9 @@ class OnboardingView final : public QWidget {
 
   private:
     enum class Importance { primary, secondary };
+
+    /// What granting means for the user.
+    [[nodiscard]] static QString consequence(KeyboardAccess::Way way);
 
     /// A text in the middle that wraps where it is longer than `width`.
     QLabel* addText(QBoxLayout* column, const QString& text, int width, Importance importance);

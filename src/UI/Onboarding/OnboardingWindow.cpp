@@ -38,8 +38,7 @@ void OnboardingWindow::makeWindow() {
     auto* layout = new QVBoxLayout(window_.get());
     layout->setContentsMargins({});
     layout->setSizeConstraint(QLayout::SetFixedSize); // follows the texts as they change
-    view_ = new OnboardingView(model_, access_.canGrant(), QString::fromStdString(access_.command()),
-                               window_.get());
+    view_ = new OnboardingView(model_, access_, window_.get());
     view_->setAsking(isAsking_);
     view_->setHasTray(hasTray_);
     layout->addWidget(view_);

@@ -7,6 +7,7 @@
 #include <QKeySequence>
 #include <QLocale>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QUrl>
 #include <filesystem>
@@ -61,22 +62,41 @@ void addKeyCount(Card& card, AppState& model) {
     card.addRow(SettingsSection::tr("Keys pressed"), {count, reset});
 }
 
-void addAccessibility(Card& card, AppState& model) {
+/// Asks for nothing: who takes the right back can be given it again.
+void takeBack(KeyboardAccess& access, QPushButton* button, QLabel* state) {
+    button->setEnabled(
+        !access.revoke([button = QPointer(button), state](const KeyboardAccess::Result& result) {
+            if (button == nullptr) {
+                return; // with it went the label
+            }
+            button->setEnabled(true);
+            if (result.outcome != KeyboardAccess::Outcome::granted) {
+                state->setText(SettingsSection::tr("Access could not be taken back"));
+            }
+        }));
+}
+
+void addAccessibility(Card& card, AppState& model, KeyboardAccess& access) {
     auto* const state = new QLabel(&card);
     state->setForegroundRole(QPalette::PlaceholderText);
     state->setWordWrap(false);
     auto* const grant = new QPushButton(SettingsSection::tr("Grant Access\u2026"), &card);
-    const auto follow = [&model, state, grant] {
+    auto* const revoke = new QPushButton(SettingsSection::tr("Take Back"), &card);
+    revoke->setAccessibleDescription(SettingsSection::tr("Keysong hears the keyboards no longer"));
+    const auto follow = [&model, &access, state, grant, revoke] {
         const bool granted = model.hasAccess() || model.systemGivesAccess();
         state->setText(model.hasAccess() ? SettingsSection::tr("Granted")
                        : granted ? SettingsSection::tr("Granted, but not listening. Quit and reopen Keysong.")
                                  : SettingsSection::tr("Not granted"));
         grant->setVisible(!granted);
+        revoke->setVisible(model.hasAccess() && access.way() == KeyboardAccess::Way::service);
     };
     follow();
     QObject::connect(&model, &AppState::hasAccessChanged, state, follow);
+    QObject::connect(revoke, &QPushButton::clicked, revoke,
+                     [&access, revoke, state] { takeBack(access, revoke, state); });
     QObject::connect(grant, &QPushButton::clicked, &model, &AppState::showOnboarding);
-    card.addRow(SettingsSection::tr("Accessibility"), {state, grant});
+    card.addRow(SettingsSection::tr("Accessibility"), {state, grant, revoke});
 }
 
 void addCredits(Card& card, const Places& places) {
@@ -100,7 +120,7 @@ SettingsSection* makeGeneralSection(const UiServices& services, QWidget* parent)
     addHotkey(card, SettingsSection::tr("Enable / disable"), toggleHotkey);
     addHotkey(card, SettingsSection::tr("Open Keysong"), settingsHotkey);
     addKeyCount(card, services.model);
-    addAccessibility(card, services.model);
+    addAccessibility(card, services.model, services.access);
     addCredits(card, services.places);
     return section;
 }

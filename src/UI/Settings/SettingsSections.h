@@ -3,6 +3,7 @@
 #include "App/AppState.h"
 #include "App/HeldKeys.h"
 #include "Platform/InstalledApplications.h"
+#include "Platform/KeyboardAccess.h"
 #include "Platform/Places.h"
 #include "Platform/TextOrder.h"
 #include "UI/Look/Card.h"
@@ -19,6 +20,7 @@ struct UiServices {
     InstalledApplications& applications;
     const Places& places;
     const TextOrder& textOrder;
+    KeyboardAccess& access;
 };
 
 /// A place to type and the keyboard that shows it. While it can be seen the held keys are watched. Main

@@ -99,7 +99,7 @@ TEST(GrantAccessTest, GivesTheCallerAloneTheRightToReadTheInputDevicesAlone) {
         for (int round = 0; round < 2; ++round) { // the second time changes nothing
             ASSERT_EQ(grant({{"PKEXEC_UID", "4321"}, {"SUDO_UID", "4322"}}), 0) << textOf(output);
             EXPECT_EQ(textOf(output), "");
-            EXPECT_EQ(shell("grep -qx 'input:x:4300:someone' /etc/group"), 0);
+            EXPECT_EQ(shell("grep -qx 'input:x:4300:' /etc/group"), 0) << "nobody joins a group";
             EXPECT_TRUE(canRead(4321, "/dev/input/event0"));
             EXPECT_TRUE(canRead(4321, "/dev/input/event1"));
             EXPECT_FALSE(canRead(4322, "/dev/input/event0"));
@@ -111,7 +111,6 @@ TEST(GrantAccessTest, GivesTheCallerAloneTheRightToReadTheInputDevicesAlone) {
                       "RUN+=\"/usr/bin/setfacl -m u:4321:r $env{DEVNAME}\"\n");
         }
         ASSERT_EQ(grant({{"SUDO_UID", "4322"}}), 0);
-        EXPECT_EQ(shell("grep -qx 'input:x:4300:someone,other' /etc/group"), 0);
         EXPECT_TRUE(canRead(4322, "/dev/input/event1"));
         EXPECT_TRUE(canRead(4321, "/dev/input/event1"));
     });
@@ -125,20 +124,41 @@ TEST(GrantAccessTest, RefusesWhomItCannotNameAndChangesNothing) {
             EXPECT_NE(textOf(output), "") << user;
         }
         EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}, {"4322"}), 1);
-        EXPECT_EQ(textOf(output), "keysong-grant-access takes no arguments\n");
+        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}, {"--revoke", "4322"}), 1);
+        EXPECT_EQ(textOf(output), "keysong-grant-access takes --revoke, --remove or nothing\n");
         ASSERT_TRUE(isUntouched());
-        ASSERT_EQ(shell("sed -i /^input:/d /etc/group"), 0);
-        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}), 1);
-        EXPECT_EQ(textOf(output), "this computer has no group \"input\"\n");
     });
 }
 
-TEST(GrantAccessTest, SaysWhenTheRightComesWithTheNextLogin) {
+TEST(GrantAccessTest, TakesBackWhatItGaveTheCallerOrEverybodyAndNothingElse) {
+    onOwnMachine([] {
+        ASSERT_EQ(shell("setfacl -m u:4323:r /dev/input/event0"), 0); // somebody else's doing
+        ASSERT_EQ(grant({{"PKEXEC_UID", "4321"}}), 0) << textOf(output);
+        ASSERT_EQ(grant({{"PKEXEC_UID", "4322"}}), 0) << textOf(output);
+        for (int round = 0; round < 2; ++round) { // the second time there is nothing to take
+            EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}, {"--revoke"}), 0) << textOf(output);
+            EXPECT_EQ(textOf(output), "");
+            EXPECT_FALSE(canRead(4321, "/dev/input/event0"));
+            EXPECT_FALSE(std::filesystem::exists("/run/udev/rules.d/90-keysong-4321.rules"));
+            EXPECT_TRUE(canRead(4322, "/dev/input/event1"));
+        }
+        // What an earlier version gave stays until an administrator takes it.
+        ASSERT_EQ(shell("sed -i 's/^input:.*/input:x:4300:someone/' /etc/group"), 0);
+        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}, {"--revoke"}), 0);
+        EXPECT_NE(textOf(output).find("gpasswd -d someone input"), std::string::npos) << textOf(output);
+        EXPECT_EQ(grant({}, {"--remove"}), 0) << textOf(output);
+        EXPECT_FALSE(canRead(4322, "/dev/input/event1"));
+        EXPECT_TRUE(std::filesystem::is_empty("/run/udev/rules.d"));
+        EXPECT_TRUE(canRead(4323, "/dev/input/event0"));
+    });
+}
+
+TEST(GrantAccessTest, SaysWhatIsMissingAndGivesNothingByHalves) {
     onOwnMachine([] {
         ASSERT_EQ(shell("touch /run/empty; mount --bind /run/empty /usr/bin/setfacl"), 0);
-        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}), 3) << textOf(output);
-        EXPECT_EQ(shell("grep -qx 'input:x:4300:someone' /etc/group"), 0);
-        EXPECT_FALSE(std::filesystem::exists("/run/udev"));
+        EXPECT_EQ(grant({{"PKEXEC_UID", "4321"}}), 1);
+        EXPECT_EQ(textOf(output), "the program setfacl is missing; install the package acl\n");
+        EXPECT_TRUE(isUntouched());
     });
 }
 

@@ -19,11 +19,14 @@ namespace {
 
 using Outcome = KeyboardAccess::Outcome;
 
+/// A program that root alone can change, like the helper where it is installed.
+constexpr const char* safeHelper = "/usr/bin/true";
+
 /// A script stands in for pkexec.
 class PolkitAccessTest : public testing::Test {
   protected:
     PolkitAccess::Programs programsWith(const std::string& script) {
-        return {executable("pkexec", "#!/bin/sh\n" + script + "\n"), "/the/helper"};
+        return {executable("pkexec", "#!/bin/sh\n" + script + "\n"), safeHelper};
     }
     std::filesystem::path executable(const std::string& name, const std::string& text) {
         const auto file = folder.write(name, text);
@@ -62,7 +65,7 @@ TEST_F(PolkitAccessTest, TellsHowThePersonAnsweredAndWhatWentWrong) {
     for (const Case& row :
          std::vector<Case>{{"exit 0", Outcome::granted, ""},
                            {"echo 'a warning' >&2; exit 0", Outcome::granted, ""},
-                           {"exit 3", Outcome::grantedFromNextLogin, ""},
+                           {"exit 3", Outcome::failed, "pkexec ended with 3"},
                            {"echo '" + refused + "Request dismissed' >&2; exit 126", Outcome::dismissed, ""},
                            {"echo '" + refused + "Not authorized' >&2; echo >&2; exit 127",
                             Outcome::notAuthorized, refused + "Not authorized"},
@@ -96,7 +99,7 @@ TEST_F(PolkitAccessTest, RunsTheHelperAloneAndFreeOfTheProgramsSignals) {
     std::signal(SIGPIPE, ignored);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     EXPECT_EQ(answer.outcome, Outcome::granted);
-    EXPECT_EQ(textOf("said"), "--disable-internal-agent /the/helper\n"
+    EXPECT_EQ(textOf("said"), "--disable-internal-agent /usr/bin/true\n"
                               "SigBlk\n0000\nSigIgn\n0000\n");
 }
 
@@ -126,7 +129,7 @@ TEST_F(PolkitAccessTest, EndsAnUnansweredQuestionWithItselfAndWithoutWaiting) {
         // Like pkexec with the helper running as root, the second one does not mind being told to end.
         PolkitAccess access(queue, threads, programsWith("echo $$ >" + file.string() + "; exec sleep 600"));
         PolkitAccess stubborn(queue, threads,
-                              {executable("stubborn", "#!/bin/sh\ntrap '' TERM\nsleep 5\n"), "/the/helper"});
+                              {executable("stubborn", "#!/bin/sh\ntrap '' TERM\nsleep 5\n"), safeHelper});
         EXPECT_TRUE(access.grant([](const auto&) { FAIL() << "called after its end"; }));
         EXPECT_TRUE(stubborn.grant([](const auto&) { FAIL() << "called after its end"; }));
         ASSERT_TRUE(queue.runUntil([&] { return textOf("pid").ends_with("\n"); }));
@@ -139,10 +142,37 @@ TEST_F(PolkitAccessTest, EndsAnUnansweredQuestionWithItselfAndWithoutWaiting) {
     queue.run();
 }
 
+TEST_F(PolkitAccessTest, TakesBackByTheSameHelper) {
+    const auto said = (folder.path() / "said").string();
+    PolkitAccess access(queue, threads, programsWith("echo \"$@\" >" + said));
+    bool isDone = false;
+    EXPECT_TRUE(access.revoke([&](const auto& result) { isDone = result.outcome == Outcome::granted; }));
+    EXPECT_TRUE(queue.runUntil([&] { return isDone; }));
+    EXPECT_EQ(textOf("said"), "--disable-internal-agent /usr/bin/true --revoke\n");
+}
+
+TEST_F(PolkitAccessTest, NeverHandsPkexecWhatOthersThanRootCouldChange) {
+    const auto ran = folder.path() / "ran";
+    const auto pkexec = executable("pkexec", "#!/bin/sh\ntouch " + ran.string() + "\n");
+    const auto own = executable("keysong-grant-access", "#!/bin/sh\n");
+    std::filesystem::create_symlink(own, folder.path() / "link");
+    for (const auto& helper : {own, folder.path() / "link", folder.path() / "missing"}) {
+        EXPECT_FALSE(PolkitAccess::isSafeToRun(helper)) << helper;
+        PolkitAccess access(queue, threads, {pkexec, helper});
+        EXPECT_FALSE(access.canGrant());
+        const auto answer = answerOf(access);
+        EXPECT_EQ(answer.outcome, Outcome::failed);
+        EXPECT_NE(answer.explanation.find("not run as root"), std::string::npos) << answer.explanation;
+    }
+    EXPECT_FALSE(std::filesystem::exists(ran));
+    EXPECT_TRUE(PolkitAccess::isSafeToRun(safeHelper));
+    EXPECT_FALSE(PolkitAccess::isSafeToRun("/tmp")) << "root's, and everybody's";
+}
+
 TEST_F(PolkitAccessTest, KnowsWhetherItCanAskAtAll) {
-    EXPECT_FALSE(PolkitAccess(queue, threads, {"", "/the/helper"}).canGrant());
+    EXPECT_FALSE(PolkitAccess(queue, threads, {"", safeHelper}).canGrant());
     EXPECT_FALSE(PolkitAccess(queue, threads, {"/usr/bin/pkexec", ""}).canGrant());
-    PolkitAccess access(queue, threads, {folder.path() / "removed meanwhile", "/the/helper"});
+    PolkitAccess access(queue, threads, {folder.path() / "removed meanwhile", safeHelper});
     EXPECT_TRUE(access.canGrant());
     const auto answer = answerOf(access);
     EXPECT_EQ(answer.outcome, Outcome::failed);

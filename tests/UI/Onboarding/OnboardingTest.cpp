@@ -125,7 +125,6 @@ TEST_F(OnboardingTest, AsksOnceHoweverOftenReturnIsPressedAndSaysHowThatEnded) {
                             {Outcome::dismissed, nullptr},
                             {Outcome::notAuthorized, "not allowed to grant"},
                             {Outcome::cannotAsk, "cannot ask for a password"},
-                            {Outcome::grantedFromNextLogin, "Log out and in"},
                             {Outcome::granted, nullptr}}) {
         const int questions = access.questions;
         pressReturn();

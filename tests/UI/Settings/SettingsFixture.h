@@ -4,6 +4,7 @@
 #include "UI/Settings/SettingsView.h"
 #include "UI/Settings/SettingsWindow.h"
 #include "fakes/FakeApplications.h"
+#include "fakes/FakeKeyboardAccess.h"
 #include "support/WidgetProgram.h"
 
 #include <QtTest/QTest>
@@ -22,7 +23,7 @@ class SettingsFixture : public ModelFixture {
     SettingsPanel& open() {
         if (!panel) {
             panel =
-                std::make_unique<SettingsPanel>(UiServices{*model, heldKeys, applications, places, order});
+                std::make_unique<SettingsPanel>(UiServices{*model, heldKeys, applications, places, order, access});
         }
         panel->show();
         EXPECT_TRUE(QTest::qWaitForWindowActive(panel.get()));
@@ -33,6 +34,7 @@ class SettingsFixture : public ModelFixture {
                                    {"Zoom", "Zoom Workplace", "/nowhere.png", "zoom", "", true},
                                    {"hidden.helper", "Helper", "", "helper", "", false}}};
     HeldKeys heldKeys;
+    FakeKeyboardAccess access;
     std::unique_ptr<SettingsPanel> panel;
 };
 

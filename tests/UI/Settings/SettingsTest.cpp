@@ -316,6 +316,24 @@ TEST_F(SettingsTest, SaysWhetherItMayListen) {
     EXPECT_THAT(texts(), Contains("Granted, but not listening. Quit and reopen Keysong."));
 }
 
+TEST_F(SettingsTest, TakesBackWhatTheServiceGaveAndSaysWhenThatFails) {
+    open();
+    EXPECT_FALSE(button("General", "Take Back")->isVisible()) << "it came in another way";
+    panel.reset();
+    access.kind = KeyboardAccess::Way::service;
+    open();
+    QPushButton* const takeBack = button("General", "Take Back");
+    takeBack->click();
+    EXPECT_EQ(access.revocations, 1);
+    EXPECT_FALSE(takeBack->isEnabled());
+    access.answer(KeyboardAccess::Outcome::failed, "no room");
+    EXPECT_TRUE(takeBack->isEnabled());
+    EXPECT_THAT(texts(), Contains("Access could not be taken back"));
+    takeBack->click();
+    panel.reset(); // goes before the answer
+    access.answer(KeyboardAccess::Outcome::granted);
+}
+
 TEST_F(SettingsTest, NothingIsCutOffInLargeLettersOrFromRightToLeft) {
     const QFont before = QApplication::font();
     QFont large = before;
