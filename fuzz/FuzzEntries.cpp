@@ -4,6 +4,7 @@
 #include "Audio/SoundSet.h"
 #include "Linux/Files/ZipArchives.h"
 #include "Linux/Input/KeyCodes.h"
+#include "Linux/Listener/ListenerMessages.h"
 #include "Linux/Sound/SndfileAudio.h"
 #include "Linux/System/FileDescriptor.h"
 #include "Packs/Grouping.h"
@@ -13,6 +14,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -125,11 +127,23 @@ void runAudio(std::string_view input) {
     }
 }
 
-constexpr Entry all[] = {{"manifest", runManifest},
-                         {"configuration", runConfiguration},
-                         {"profile", runProfile},
-                         {"archive", runArchive},
-                         {"audio", runAudio}};
+/// What a program and the listener service send each other: understood, it says exactly what stands there.
+void runListener(std::string_view input) {
+    const auto bytes = std::as_bytes(std::span(input));
+    const auto isSame = [bytes](const listener::Packet& packet) {
+        return std::ranges::equal(packet.bytes(), bytes);
+    };
+    if (const auto request = listener::decodedRequest(bytes)) {
+        require(isSame(listener::encoded(*request)));
+    }
+    if (const auto report = listener::decodedReport(bytes)) {
+        require(isSame(listener::encoded(*report)) && !listener::isOfOtherVersion(bytes));
+    }
+}
+
+constexpr Entry all[] = {{"manifest", runManifest}, {"configuration", runConfiguration},
+                         {"profile", runProfile},   {"archive", runArchive},
+                         {"audio", runAudio},       {"listener", runListener}};
 
 } // namespace
 

@@ -12,7 +12,8 @@ struct Entry {
     void (*run)(std::string_view input);
 };
 
-/// All of them: the manifest, the configurations of packs, archives and audio files.
+/// All of them: the manifest, the configurations of packs, archives, audio files and the messages of the
+/// listener service.
 [[nodiscard]] std::span<const Entry> entries();
 
 } // namespace keysong::fuzz

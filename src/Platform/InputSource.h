@@ -68,6 +68,10 @@ class InputSource {
     /// but the render thread.
     [[nodiscard]] virtual bool hasAccess() const = 0;
 
+    /// Whether the right to listen was taken back from the taps that this source has opened. They are silent
+    /// then, and go on by themselves when it is given again. Never waits; any thread but the render thread.
+    [[nodiscard]] virtual bool isRevoked() const { return false; }
+
     /// Opens a tap for the event types in `mask`. Null when none can be made, for want of permission
     /// (`hasAccess` tells) or of means. The source outlives the tap.
     [[nodiscard]] virtual std::unique_ptr<InputTap> createTap(EventMask mask, RawEventHandler handler) = 0;

@@ -4,6 +4,7 @@
 #include "Linux/Sound/SndfileAudio.h"
 #include "Linux/System/LinuxThreads.h"
 #include "Linux/System/Utf8Characters.h"
+#include "Program/AccessCommands.h"
 #include "Program/CommandNumbers.h"
 #include "Program/ControlCommands.h"
 #include "Program/RemoteClient.h"
@@ -80,6 +81,7 @@ int main(int count, char** words) {
         const SndfileAudio audioFiles;
         RenderCommand(threads, places, textOrder, audioFiles).run(options);
     });
+    addAccessCommands(app);
     addControlCommands(app);
     addSetCommands(app);
     // Last, or each command inherits it.

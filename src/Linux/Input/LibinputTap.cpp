@@ -56,8 +56,8 @@ void LibinputTap::Unref::operator()(libinput_device* device) const noexcept {
     libinput_device_unref(device);
 }
 
-LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler, PointerChoices& choices)
-    : mask_(mask), handler_(std::move(handler)), choices_(choices),
+LibinputTap::LibinputTap(EventMask mask, RawEventHandler handler, PointerChoices& choices, std::string seat)
+    : mask_(mask), handler_(std::move(handler)), choices_(choices), seat_(std::move(seat)),
       choicesChanged_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       translator_([this](const RawEvent& event) { emit(event); }),
       remapped_([this](InputTranslator::Device key) {
@@ -82,7 +82,7 @@ LibinputTap::~LibinputTap() {
 }
 
 bool LibinputTap::open() {
-    udev_ = UdevInput::make();
+    udev_ = UdevInput::make(seat_);
     libinput_ = libinput_path_create_context(&interface, this);
     if (udev_ == nullptr || libinput_ == nullptr) {
         return false;

@@ -28,14 +28,14 @@ namespace keysong {
 
 class EpollRunLoop;
 
-/// A tap on all input devices of the seat. Each device is opened and closed on its own: when it is plugged in
+/// A tap on all input devices of a seat. Each device is opened and closed on its own: when it is plugged in
 /// and out, when the right to read it comes and goes, and when it is revoked.
 ///
 /// Made on any thread; from then on used by the thread that serves its run loop.
 class LibinputTap final : public InputTap {
   public:
     /// `choices` outlive the tap.
-    LibinputTap(EventMask mask, RawEventHandler handler, PointerChoices& choices);
+    LibinputTap(EventMask mask, RawEventHandler handler, PointerChoices& choices, std::string seat = "seat0");
     ~LibinputTap() override;
     LibinputTap(const LibinputTap&) = delete;
     LibinputTap& operator=(const LibinputTap&) = delete;
@@ -113,6 +113,7 @@ class LibinputTap final : public InputTap {
     const EventMask mask_;
     const RawEventHandler handler_;
     PointerChoices& choices_;
+    const std::string seat_;
     /// Readable when the choices have changed.
     FileDescriptor choicesChanged_;
     InputTranslator translator_;

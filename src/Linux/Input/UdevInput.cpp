@@ -25,8 +25,8 @@ void UdevInput::Unref::operator()(udev_monitor* monitor) const noexcept {
     udev_monitor_unref(monitor);
 }
 
-std::unique_ptr<UdevInput> UdevInput::make() {
-    std::unique_ptr<UdevInput> input(new UdevInput);
+std::unique_ptr<UdevInput> UdevInput::make(std::string seat) {
+    std::unique_ptr<UdevInput> input(new UdevInput(std::move(seat)));
     udev* context = input->devices_.context_.get();
     if (context == nullptr) {
         return nullptr;
@@ -56,7 +56,7 @@ std::vector<std::string> UdevInput::takeChanges() {
     return nodes;
 }
 
-UdevDevices::UdevDevices() : context_(udev_new()) {
+UdevDevices::UdevDevices(std::string seat) : seat_(std::move(seat)), context_(udev_new()) {
 }
 
 std::optional<DeviceOrigin> UdevDevices::originOf(dev_t number) const {
@@ -70,7 +70,7 @@ std::optional<DeviceOrigin> UdevDevices::originOf(dev_t number) const {
     const char* seat = udev_device_get_property_value(device.get(), "ID_SEAT");
     const char* path = udev_device_get_syspath(device.get());
     const char* node = udev_device_get_devnode(device.get());
-    if (path == nullptr || node == nullptr || (seat != nullptr && std::string_view(seat) != "seat0")) {
+    if (path == nullptr || node == nullptr || (seat != nullptr ? seat : std::string_view("seat0")) != seat_) {
         return std::nullopt;
     }
     return originOfDevice(path, node);

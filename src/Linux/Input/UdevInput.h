@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct udev;
@@ -17,7 +18,8 @@ namespace keysong {
 /// What udev says of input devices when it is asked. One thread at a time, not the render thread.
 class UdevDevices {
   public:
-    UdevDevices();
+    /// The devices of this seat.
+    explicit UdevDevices(std::string seat = "seat0");
 
     /// Where the events of the device with this number come from. Nothing while udev has not finished with
     /// it, for devices of another seat, and where the machine refuses.
@@ -29,14 +31,15 @@ class UdevDevices {
         void operator()(udev* context) const noexcept;
     };
 
+    const std::string seat_;
     std::unique_ptr<udev, Unref> context_;
 };
 
 /// What udev tells of input devices by itself: which there are, as they come and go. One thread: the tap's.
 class UdevInput {
   public:
-    /// Listens from now on. Null when the machine refuses.
-    [[nodiscard]] static std::unique_ptr<UdevInput> make();
+    /// Listens from now on to the devices of a seat. Null when the machine refuses.
+    [[nodiscard]] static std::unique_ptr<UdevInput> make(std::string seat);
 
     /// Readable when there are changes.
     [[nodiscard]] int descriptor() const noexcept;
@@ -49,7 +52,7 @@ class UdevInput {
         void operator()(udev_monitor* monitor) const noexcept;
     };
 
-    UdevInput() = default;
+    explicit UdevInput(std::string seat) : devices_(std::move(seat)) {}
 
     UdevDevices devices_;
     std::unique_ptr<udev_monitor, Unref> monitor_;
