@@ -119,6 +119,8 @@ class AppModel final : public AppState {
     void startTap();
     void requireAccess();
     void startAccessPolling();
+    /// While there is a tap: access may be taken back, and given again.
+    void followAccess();
     void registerHotkeys();
     void observeSleepReasons();
     void observeDevices();

@@ -42,6 +42,7 @@ void AppModel::bootstrap() {
     everySecond([this] {
         statsTick();
         services_.engine.restIfUnused();
+        followAccess();
         return true;
     });
 }
@@ -92,6 +93,17 @@ void AppModel::startAccessPolling() {
         }
         return accessIsPolled_;
     });
+}
+
+void AppModel::followAccess() {
+    if (accessIsPolled_) {
+        return;
+    }
+    const bool hears = !services_.input.isRevoked();
+    if (hears != hasAccess()) {
+        services_.engine.setListening(hears);
+        store(live_.hasAccess, hears, &AppState::hasAccessChanged);
+    }
 }
 
 void AppModel::registerHotkeys() {

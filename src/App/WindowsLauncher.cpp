@@ -49,7 +49,7 @@ std::string WindowsLauncher::show(WindowKind window, const Asker& asker) {
     wantedDisplay_ = namesDisplay(asker.display) ? asker.display : lastDisplay_;
     if (const std::string why = obstacle(); !why.empty()) {
         if (window == WindowKind::onboarding) {
-            log.notice("not allowed to read the keyboards: add the user to the group \"input\"");
+            log.notice("not allowed to hear the keyboards: see \"keysongctl access\"");
         }
         log.notice("no window to show: %{public}s", why);
         return why;

@@ -17,6 +17,7 @@
 #include "Linux/Frontmost/LinuxFrontmost.h"
 #include "Linux/Hotkeys/LinuxHotkeys.h"
 #include "Linux/Input/LinuxInput.h"
+#include "Linux/Listener/ListenerSource.h"
 #include "Linux/Pointers/PointerFollower.h"
 #include "Linux/Sound/PipeWireCaptures.h"
 #include "Linux/System/Heap.h"
@@ -102,7 +103,8 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource(), &machine.memoryLock);
     const PointerFollower pointers(machine.places, machine.threads);
-    const auto input = makeInputSource(machine.places, pointers.choices());
+    const auto input = makeInputSource(
+        machine.places, std::make_unique<listener::ListenerSource>(machine.threads), pointers.choices());
     LinuxWindowsProgram windowsProgram(LinuxWindowsProgram::find("keysong-settings", KEYSONG_PROGRAM_FOLDER));
     WindowsLauncher windows(windowsProgram, KeyMonitor::shared(), mainQueue, askerOfEnvironment().display,
                             [&bus] { return bus.isOpen(); });

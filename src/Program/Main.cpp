@@ -4,6 +4,7 @@
 #include "Audio/SoundEngine.h"
 #include "Input/InputDevTest.h"
 #include "Linux/Input/LinuxInput.h"
+#include "Linux/Listener/ListenerSource.h"
 #include "Linux/Log/LogSinks.h"
 #include "Linux/Pointers/PointerFollower.h"
 #include "Linux/Sound/AudioOutputFactories.h"
@@ -72,7 +73,8 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
         return runApplication(machine, programPath);
     case Mode::inputTest: {
         const PointerFollower pointers(machine.places, machine.threads);
-        const auto input = makeInputSource(machine.places, pointers.choices());
+        const auto input = makeInputSource(
+            machine.places, std::make_unique<listener::ListenerSource>(machine.threads), pointers.choices());
         return InputDevTest(*input, machine.threads).run(arguments);
     }
     case Mode::playTest:

@@ -22,8 +22,9 @@ void tellProblem(const QString& text, const QString& details) {
 } // namespace
 
 WindowsSession::WindowsSession(QApplication& application, std::unique_ptr<MessageChannel> channel)
-    : theme_(application), access_(mainQueue_, threads_, PolkitAccess::installedPrograms()),
-      state_(QDBusConnection::sessionBus()), link_(std::move(channel), heldKeys_),
+    : theme_(application), helperAccess_(mainQueue_, threads_, PolkitAccess::installedPrograms()),
+      access_(mainQueue_, threads_, helperAccess_), state_(QDBusConnection::sessionBus()),
+      link_(std::move(channel), heldKeys_),
       windows_({state_, heldKeys_, applications_, places_, textOrder_, access_}, access_, mainQueue_) {
     connect(&link_, &ResidentLink::asked, this, &WindowsSession::asked);
     connect(&link_, &ResidentLink::panelChanged, this, &WindowsSession::setPanel);

@@ -9,6 +9,7 @@
 #include "Linux/Files/IcuTextOrder.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Input/PolkitAccess.h"
+#include "Linux/Listener/ListenerAccess.h"
 #include "Linux/System/LinuxThreads.h"
 #include "UI/DesktopWindows.h"
 #include "UI/Look/Theme.h"
@@ -48,7 +49,8 @@ class WindowsSession final : public QObject {
     IcuTextOrder textOrder_{places_};
     DesktopFiles applications_{places_};
     MainThreadQueue mainQueue_;
-    PolkitAccess access_;
+    PolkitAccess helperAccess_;
+    listener::ListenerAccess access_;
     RemoteState state_;
     HeldKeys heldKeys_;
     ResidentLink link_;

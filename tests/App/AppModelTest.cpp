@@ -310,6 +310,18 @@ TEST_F(AppModelTest, TrustThatComesLaterStartsTheTapWithinASecond) {
     EXPECT_TRUE(model->hasAccess());
 }
 
+TEST_F(AppModelTest, AccessThatIsTakenBackIsToldAndComesAgainWithoutAnotherTap) {
+    model->bootstrap();
+    input.revoked = true;
+    mainQueue.advance(seconds(1));
+    EXPECT_FALSE(model->hasAccess());
+    EXPECT_EQ(windows.onboarding, 0) << "it was the user who took it";
+    input.revoked = false;
+    mainQueue.advance(seconds(1));
+    EXPECT_TRUE(model->hasAccess());
+    EXPECT_EQ(input.tapsCreated, 1);
+}
+
 TEST_F(AppModelTest, ATapThatDoesNotStartIsTriedAgain) {
     input.refusesTap = true;
     model->bootstrap();

@@ -141,7 +141,7 @@ TEST_F(WindowsLauncherTest, WithoutADisplayItSaysSoUntilSomebodyAsksFromOne) {
     EXPECT_THAT(launcher({}).showSettings({}), HasSubstr("no display"));
     EXPECT_NE(launcher().showOnboarding({}), "");
     EXPECT_THAT(program.children, IsEmpty());
-    EXPECT_THAT(notices(), testing::Contains(HasSubstr("add the user to the group")));
+    EXPECT_THAT(notices(), testing::Contains(HasSubstr("keysongctl access")));
     open({.display = second, .activationToken = "", .startupId = ""});
     EXPECT_EQ(program.children.size(), 1U);
     hasBus = false;

@@ -16,6 +16,7 @@ namespace keysong::test {
 class FakeInputSource final : public InputSource {
   public:
     bool trusted = true;
+    bool revoked = false;
     bool refusesTap = false;
     bool refusesRunLoop = false;
     bool refusesTimer = false;
@@ -28,6 +29,7 @@ class FakeInputSource final : public InputSource {
     EventMask mask = 0;
 
     [[nodiscard]] bool hasAccess() const override { return trusted; }
+    [[nodiscard]] bool isRevoked() const override { return revoked; }
 
     [[nodiscard]] std::unique_ptr<InputTap> createTap(EventMask eventMask, RawEventHandler handler) override {
         if (refusesTap || !trusted) {

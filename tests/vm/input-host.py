@@ -110,7 +110,7 @@ guest.run("kill $(pgrep -x keysong); while pgrep -x keysong >/dev/null; do sleep
           "echo guest:x:1000:1000::/tmp/guest:/bin/sh >>/etc/passwd; mkdir /tmp/guest; chown 1000 /tmp/guest\n"
           "KEYSONG_OUTPUT=virtual HOME=/tmp/guest setpriv --reuid 1000 --regid 1000 --clear-groups "
           'env -u DISPLAY -u XDG_CONFIG_HOME "$program" 2>&1 &')
-guest.wait("add the user to the group")
+guest.wait("keysongctl access")
 guest.tap("a")  # is not heard
 guest.run(f'PKEXEC_UID=1000 "${{program%/*}}/keysong-grant-access" && opened "{PS2}"')
 guest.tap("s", "d")

@@ -18,6 +18,8 @@ class FirstOf final : public InputSource {
 
     [[nodiscard]] bool hasAccess() const override { return first_->hasAccess() || second_->hasAccess(); }
 
+    [[nodiscard]] bool isRevoked() const override { return first_->isRevoked() || second_->isRevoked(); }
+
     [[nodiscard]] std::unique_ptr<InputTap> createTap(EventMask mask, RawEventHandler handler) override {
         if (auto tap = first_->createTap(mask, handler)) {
             return tap;
@@ -32,8 +34,12 @@ class FirstOf final : public InputSource {
 
 } // namespace
 
-std::unique_ptr<InputSource> makeInputSource(const Places& places, std::shared_ptr<PointerChoices> choices) {
+std::unique_ptr<InputSource> makeInputSource(const Places& places, std::unique_ptr<InputSource> service,
+                                             std::shared_ptr<PointerChoices> choices) {
     const std::string wish = places.environment("KEYSONG_INPUT").value_or("");
+    if (wish == "service") {
+        return service;
+    }
     if (wish == "devices") {
         return std::make_unique<LibinputSource>(std::move(choices));
     }
@@ -43,8 +49,9 @@ std::unique_ptr<InputSource> makeInputSource(const Places& places, std::shared_p
     if (!wish.empty()) {
         log.error("KEYSONG_INPUT=%{public}s is not a source of input, taking the first with access", wish);
     }
-    return std::make_unique<FirstOf>(std::make_unique<LibinputSource>(std::move(choices)),
-                                     std::make_unique<X11Source>());
+    auto local = std::make_unique<FirstOf>(std::make_unique<LibinputSource>(std::move(choices)),
+                                           std::make_unique<X11Source>());
+    return std::make_unique<FirstOf>(std::move(service), std::move(local));
 }
 
 } // namespace keysong

@@ -92,8 +92,9 @@ std::unique_ptr<OpenDevices> LibinputDevices::open(const std::string& seat, RawE
 }
 
 std::size_t LibinputDevices::keyboards() const {
-    const auto nodes = keyboardNodes();
-    return static_cast<std::size_t>(std::ranges::count_if(nodes, isReadable));
+    return static_cast<std::size_t>(std::ranges::count_if(eventNodes(), [](const std::string& node) {
+        return hasLetterKeys(node) && nodeStateOf(node).readable;
+    }));
 }
 
 } // namespace keysong::listener

@@ -22,8 +22,8 @@ class SettingsFixture : public ModelFixture {
     /// The window, shown and with the focus.
     SettingsPanel& open() {
         if (!panel) {
-            panel =
-                std::make_unique<SettingsPanel>(UiServices{*model, heldKeys, applications, places, order, access});
+            panel = std::make_unique<SettingsPanel>(
+                UiServices{*model, heldKeys, applications, places, order, access});
         }
         panel->show();
         EXPECT_TRUE(QTest::qWaitForWindowActive(panel.get()));
