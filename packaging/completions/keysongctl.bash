@@ -22,7 +22,7 @@ _keysongctl_listed() {
 _keysongctl() {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]:-}
     local -a commands=(status toggle on off volume sets set output tone preview settings quit stats render import
-        check)
+        check access)
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
         _keysongctl_words "${commands[@]}" help --help --version
@@ -31,6 +31,7 @@ _keysongctl() {
     case $command in
         set | preview) [ "$COMP_CWORD" -ne 2 ] || _keysongctl_listed sets ;;
         output) [ "$COMP_CWORD" -ne 2 ] || _keysongctl_listed output ;;
+        access) [ "$COMP_CWORD" -ne 2 ] || _keysongctl_words status grant revoke ;;
         status) _keysongctl_words --json --help ;;
         stats) _keysongctl_words --reset --help ;;
         import)

@@ -4,7 +4,7 @@ function __keysongctl_listed
     keysongctl $argv[1] 2>/dev/null | string replace -r '^[* ] ' ''
 end
 
-set -l commands status toggle on off volume sets set output tone preview settings quit stats render import check help
+set -l commands status toggle on off volume sets set output tone preview settings quit stats render import check access help
 complete -c keysongctl -f
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a status -d 'What the program is doing'
@@ -23,10 +23,12 @@ complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a stats -
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a render -d 'Turn a log of input events into a WAV file'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a import -d 'Make a sound set of a pack'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a check -d 'Say what is wrong with a set'
+complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a access -d 'Who may hear the keyboards'
 complete -c keysongctl -n "not __fish_seen_subcommand_from $commands" -a help -d 'Tell more about a command'
 complete -c keysongctl -n '__fish_seen_subcommand_from help' -a "$commands"
 complete -c keysongctl -n '__fish_seen_subcommand_from set preview' -a '(__keysongctl_listed sets)'
 complete -c keysongctl -n '__fish_seen_subcommand_from output' -a '(__keysongctl_listed output)'
+complete -c keysongctl -n '__fish_seen_subcommand_from access' -a 'status grant revoke'
 complete -c keysongctl -n '__fish_seen_subcommand_from status' -l json -d 'Every property, as JSON'
 complete -c keysongctl -n '__fish_seen_subcommand_from stats' -l reset -d 'Start again from 0'
 complete -c keysongctl -n '__fish_seen_subcommand_from render' -F
