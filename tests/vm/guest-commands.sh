@@ -32,13 +32,4 @@ mkdir -p /run/udev
 udevadm trigger --action=add
 udevadm settle
 export KEYSONG_LOG_SINK=stderr
-count=1
-until [ -e /out/end ]; do
-    if [ -e /out/do.$count ]; then
-        . /out/do.$count
-        echo "DONE $count"
-        count=$((count + 1))
-    else
-        sleep 0.05
-    fi
-done
+. "$(dirname "$0")/guest-loop.sh"
