@@ -2,7 +2,8 @@
 
 #include "Audio/SampleDecoder.h"
 #include "Audio/SoundSet.h"
-#include "Linux/Files/ZipArchives.h"
+#include "Linux/Files/IcuTextForms.h"
+#include "Linux/Files/PackedArchives.h"
 #include "Linux/Input/KeyCodes.h"
 #include "Linux/Listener/ListenerMessages.h"
 #include "Linux/Sound/SndfileAudio.h"
@@ -49,24 +50,28 @@ class PackInMemory final : public Archive {
     std::vector<ArchiveEntry> entries_;
 };
 
-/// Reads the pack as an import does, up to the manifest; its sounds are not looked at.
-void readWholePack(std::unique_ptr<Archive> archive) {
+/// Reads the packs as an import does, up to the manifests; their sounds are not looked at.
+void readWholePacks(std::unique_ptr<Archive> archive) {
+    const IcuTextForms forms;
     PackReport report;
-    PackFiles files = PackFiles::fromArchive(std::move(archive), report);
+    const PackFiles files = PackFiles::fromArchive(std::move(archive), forms, report);
     for (const std::string& name : files.names()) {
         require(safeName(name) == name);
     }
     try {
-        const PackSounds sounds = readPack(files, soundKeyOf, report);
-        const auto plan = mapPlan<std::string>(sounds.plan, [&](const Clip& clip) {
-            require(files.find(clip.file) == clip.file);
-            require(!clip.range || (clip.range->startMs >= 0 && clip.range->lengthMs > 0));
-            return std::optional(std::to_string(clip.range ? clip.range->startMs : -1) + ".flac");
-        });
-        for (const auto& made : {plan, grouped(plan)}) {
-            SoundManifest manifest = manifestOf(made);
-            manifest.gain = sounds.gain;
-            require(SoundManifest::decode(manifest.encode()) == manifest);
+        for (const FoundPack& pack : findPacks(files, report)) {
+            PackSounds sounds = pack.read({pack.files, soundKeyOf, report});
+            completeReleases(sounds.plan);
+            const auto plan = mapPlan<std::string>(sounds.plan, [&](const Clip& clip) {
+                require(clip.isSilence() || pack.files.find(clip.file) == clip.file);
+                require(!clip.range || (clip.range->startMs >= 0 && clip.range->lengthMs > 0));
+                return std::optional(std::to_string(clip.range ? clip.range->startMs : -1) + ".flac");
+            });
+            for (const auto& made : {plan, grouped(plan)}) {
+                SoundManifest manifest = manifestOf(made);
+                manifest.gain = sounds.gain;
+                require(SoundManifest::decode(manifest.encode()) == manifest);
+            }
         }
     } catch (const PackError&) {
         // It is no pack, and said so.
@@ -81,32 +86,34 @@ void runManifest(std::string_view input) {
     } catch (const SoundManifestError&) {
         // Refused as a whole.
     }
-    readWholePack(std::make_unique<PackInMemory>(SoundManifest::fileName, input));
+    readWholePacks(std::make_unique<PackInMemory>(SoundManifest::fileName, input));
 }
 
 void runConfiguration(std::string_view input) {
-    readWholePack(std::make_unique<PackInMemory>("config.json", input));
+    readWholePacks(std::make_unique<PackInMemory>("config.json", input));
 }
 
 void runProfile(std::string_view input) {
-    readWholePack(std::make_unique<PackInMemory>("profile.yaml", input));
+    readWholePacks(std::make_unique<PackInMemory>("profile.yaml", input));
 }
 
 void runArchive(std::string_view input) {
     try {
-        readWholePack(ZipArchives::openBytes(input, PackFiles::mostEntries));
-    } catch (const ArchiveError&) {
-        return;
-    }
-    PackReport report;
-    const PackFiles files =
-        PackFiles::fromArchive(ZipArchives::openBytes(input, PackFiles::mostEntries), report);
-    for (const std::string& name : files.names()) {
-        try {
-            require(files.read(name).size() <= PackFiles::largestFileBytes);
-        } catch (const PackError&) {
-            continue;
+        ArchiveLimits limits = PackFiles::archiveLimits;
+        limits.mostBytesInAll = std::size_t{16} << 20U;
+        auto archive = PackedArchives::openBytes(input, limits);
+        std::size_t bytes = 0;
+        for (std::size_t entry = 0; entry < archive->entries().size(); ++entry) {
+            try {
+                bytes += archive->read(entry, PackFiles::largestFileBytes).size();
+            } catch (const ArchiveError&) {
+                continue;
+            }
         }
+        require(bytes <= limits.mostBytesInAll);
+        readWholePacks(std::move(archive));
+    } catch (const ArchiveError&) {
+        // It is none.
     }
 }
 

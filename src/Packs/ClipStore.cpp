@@ -1,6 +1,8 @@
 #include "Packs/ClipStore.h"
 
 #include "Audio/SoundEngine.h"
+#include "Packs/Cut.h"
+#include "Shared/NumberText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,18 +46,47 @@ std::size_t frameAt(double milliseconds, double rate, std::size_t count) {
     return frame >= static_cast<double>(count) ? count : static_cast<std::size_t>(std::max(0.0, frame));
 }
 
+/// Where a piece lies, for the user.
+std::string milliseconds(const ClipRange& range) {
+    return shortestText(static_cast<float>(range.startMs)) + " ms for " +
+           shortestText(static_cast<float>(range.lengthMs)) + " ms";
+}
+
 } // namespace
 
 ClipStore::ClipStore(const PackFiles& files, const AudioFiles& audio, const AudioFileWriter& writer,
                      const fs::path& folder, PackReport& report)
     : files_(files), audio_(audio), writer_(writer), folder_(folder), scratch_(folder / scratchFolder),
-      report_(report), decoder_(SoundEngine::renderFormat, audio) {
+      report_(report), decoder_(SoundEngine::renderFormat, audio), names_{silenceFileName} {
     fs::create_directory(scratch_);
 }
 
 void ClipStore::finish() {
     recordings_.clear();
     fs::remove_all(scratch_);
+}
+
+void ClipStore::prepare(const SoundPlan<Clip>& plan) {
+    std::set<std::string> seen;
+    float peak = 1;
+    static_cast<void>(mapPlan<bool>(plan, [&](const Clip& clip) -> std::optional<bool> {
+        if (!clip.range || !seen.insert(clip.file).second) {
+            return std::nullopt;
+        }
+        try {
+            for (const float frame : recordingOf(clip.file).frames) {
+                peak = std::isfinite(frame) ? std::max(peak, std::abs(frame)) : peak;
+            }
+        } catch (const std::runtime_error&) {
+            // Left with a reason when it is stored.
+        }
+        return std::nullopt;
+    }));
+    scale_ = 1 / peak;
+}
+
+double ClipStore::levelTakenAway() const noexcept {
+    return scale_ == 1 ? 0 : -20 * std::log10(static_cast<double>(scale_));
 }
 
 std::optional<std::string> ClipStore::store(const Clip& clip) {
@@ -69,14 +100,17 @@ std::optional<std::string> ClipStore::tryStore(const Clip& clip) {
     if (unreadable_.contains(clip.file)) {
         return std::nullopt;
     }
+    if (clip.isSilence()) {
+        return silence();
+    }
     if (names_.size() >= mostFiles) {
         report_.leave("more sounds than a set can have", clip.file);
         return std::nullopt;
     }
     try {
         return clip.range ? cutPiece(clip.file, *clip.range) : copyWhole(clip.file);
-    } catch (const PackFileError&) {
-        report_.leave("a file that cannot be unpacked", clip.file);
+    } catch (const PackFileError& error) {
+        report_.leave("a file that cannot be unpacked", error.what());
     } catch (const AudioFileError&) {
         report_.leave("a file that cannot be read as sound", clip.file);
     } catch (const SoundSetError&) {
@@ -95,8 +129,14 @@ std::string ClipStore::copyWhole(const std::string& file) {
     const fs::path trial = scratch_ / "whole";
     writeFile(trial, bytes);
     static_cast<void>(decoder_.decode(trial));
-    const std::string name = freshName(file, lowerCase(fs::path(file).extension().string()));
-    fs::rename(trial, folder_ / name);
+    std::string name;
+    if (scale_ == 1) {
+        name = freshName(file, lowerCase(fs::path(file).extension().string()));
+        fs::rename(trial, folder_ / name);
+    } else {
+        const Recording& recording = recordingOf(file);
+        name = writePiece(file, recording.frames, recording.format);
+    }
     ++copied_;
     return wholeByContent_.emplace(content, name).first->second;
 }
@@ -108,7 +148,7 @@ std::optional<std::string> ClipStore::cutPiece(const std::string& file, const Cl
     const std::size_t first = frameAt(range.startMs, recording.format.sampleRate, count);
     const std::size_t end = frameAt(range.startMs + range.lengthMs, recording.format.sampleRate, count);
     if (end <= first) {
-        report_.leave("a piece that lies outside the recording", file);
+        report_.leave("a piece that lies outside the recording", file + " from " + milliseconds(range));
         return std::nullopt;
     }
     const auto place = std::tuple(file, first, end);
@@ -118,21 +158,47 @@ std::optional<std::string> ClipStore::cutPiece(const std::string& file, const Cl
     const std::size_t frames = end - first;
     if (frames > framesLeft_ ||
         static_cast<double>(frames) > SampleDecoder::longestSoundSeconds * recording.format.sampleRate) {
-        report_.leave("a piece that is too long for a sound", file);
+        report_.leave("a piece that is too long for a sound", file + " from " + milliseconds(range));
         return std::nullopt;
     }
     framesLeft_ -= frames;
-    const std::string name = freshName(file, ".flac");
+    const Cut cut = cutFrom(recording.frames, recording.format, first, end);
+    if (cut.beginsLate) {
+        report_.note("a piece that begins after its sound did", file + " from " + milliseconds(range));
+    }
+    if (cut.isFaded) {
+        report_.note("a piece that ends while its sound rings", file + " from " + milliseconds(range));
+    }
+    const std::string name = writePiece(file, cut.frames, recording.format);
+    ++cut_;
+    return pieces_.emplace(place, name).first->second;
+}
+
+std::string ClipStore::silence() {
+    constexpr std::size_t frames = 480;
+    const fs::path path = folder_ / silenceFileName;
+    if (!fs::exists(path)) {
+        writer_.write(path, std::vector<float>(frames), SoundEngine::renderFormat);
+    }
+    return silenceFileName;
+}
+
+std::string ClipStore::writePiece(const std::string& file, std::vector<float> frames,
+                                  const AudioFormat& format) {
+    if (scale_ != 1) {
+        for (float& frame : frames) {
+            frame *= scale_;
+        }
+    }
+    std::string name = freshName(file, ".flac");
     try {
-        const std::span<const float> all(recording.frames);
-        writer_.write(folder_ / name, all.subspan(first * channels, frames * channels), recording.format);
+        writer_.write(folder_ / name, frames, format);
     } catch (const AudioFileError& error) {
         // The disk is full, or the recording has a shape that no file of ours can have: the next would fail
         // too.
         throw PackError(error.what());
     }
-    ++cut_;
-    return pieces_.emplace(place, name).first->second;
+    return name;
 }
 
 const ClipStore::Recording& ClipStore::recordingOf(const std::string& file) {

@@ -27,6 +27,13 @@ class ClipStore {
     ClipStore(const PackFiles& files, const AudioFiles& audio, const AudioFileWriter& writer,
               const std::filesystem::path& folder, PackReport& report);
 
+    /// Looks at all recordings of the plan that pieces are cut from: where one exceeds full scale, which the
+    /// files of a set can't, all sounds are made quieter alike. Call before `store`.
+    void prepare(const SoundPlan<Clip>& plan);
+
+    /// By how much all sounds were made quieter, in decibels; 0 or more.
+    [[nodiscard]] double levelTakenAway() const noexcept;
+
     /// The name of the file in the set's folder that plays the clip. None when it cannot be had, which is
     /// reported once.
     [[nodiscard]] std::optional<std::string> store(const Clip& clip);
@@ -47,6 +54,9 @@ class ClipStore {
     std::optional<std::string> tryStore(const Clip& clip);
     std::string copyWhole(const std::string& file);
     std::optional<std::string> cutPiece(const std::string& file, const ClipRange& range);
+    std::string silence();
+    /// Writes frames of a recording's format, scaled, as a new file of the set; gives its name.
+    std::string writePiece(const std::string& file, std::vector<float> frames, const AudioFormat& format);
     const Recording& recordingOf(const std::string& file);
     /// A file name for the set that nothing else has, with this ending.
     std::string freshName(const std::string& packName, const std::string& ending);
@@ -70,6 +80,8 @@ class ClipStore {
     std::map<std::string, Recording> recordings_;
     /// How many values they hold in all.
     std::size_t valuesHeld_ = 0;
+    /// What every frame is multiplied with; 1 or less.
+    float scale_ = 1;
     std::size_t framesLeft_ = SampleDecoder::mostFramesInAll;
     std::size_t copied_ = 0;
     std::size_t cut_ = 0;

@@ -1,6 +1,7 @@
 #include "Packs/Grouping.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 namespace keysong {
@@ -23,32 +24,14 @@ bool isEmpty(const FileVariants& variants) {
     return variants.down.empty() && variants.up.empty();
 }
 
-/// How many of a set's keys belong to a group.
-int sizeOf(KeyGroup group) {
-    int size = 0;
+std::vector<std::uint8_t> codesOf(KeyGroup group) {
+    std::vector<std::uint8_t> codes;
     for (int code = 0; code <= UINT8_MAX; ++code) {
-        size += keyGroupOf(static_cast<std::uint16_t>(code)) == group ? 1 : 0;
-    }
-    return size;
-}
-
-/// The list that most of a group's keys share in one direction; empty when there is no such list. Keys
-/// without a list of their own count against it where they have a default to play instead.
-Names commonList(const SoundPlan<std::string>& plan, KeyGroup group, Direction direction, bool hasDefault) {
-    std::map<Names, int> counts;
-    int keys = 0;
-    for (const auto& [code, variants] : plan.keys) {
-        if (keyGroupOf(code) == group && !(variants.*direction).empty()) {
-            ++counts[variants.*direction];
-            ++keys;
+        if (keyGroupOf(static_cast<std::uint16_t>(code)) == group) {
+            codes.push_back(static_cast<std::uint8_t>(code));
         }
     }
-    for (const auto& [names, count] : counts) {
-        if (hasDefault ? count * 2 >= sizeOf(group) : count * 2 > keys) {
-            return names;
-        }
-    }
-    return {};
+    return codes;
 }
 
 /// A few different sounds of the main keys, or of any keys when those have none: for keys that the pack does
@@ -60,7 +43,7 @@ Names someOf(const SoundPlan<std::string>& plan, Direction direction) {
         for (const auto& [code, variants] : plan.keys) {
             const bool fits = !onlyMain || keyGroupOf(code) == KeyGroup::main;
             for (const std::string& name : variants.*direction) {
-                if (fits && names.size() < enough &&
+                if (fits && names.size() < enough && name != silenceFileName &&
                     std::find(names.begin(), names.end(), name) == names.end()) {
                     names.push_back(name);
                 }
@@ -79,41 +62,137 @@ Names someOf(const SoundPlan<std::string>& plan, Direction direction) {
 }
 
 /// Finds what the keys have in common in one direction, and takes away what then needs no saying.
-void groupDirection(SoundPlan<std::string>& plan, Direction direction) {
-    Names& defaults = plan.defaults.*direction;
-    const bool hasDefault = !defaults.empty();
-    if (defaults.empty()) {
-        defaults = plan.groups[KeyGroup::main].*direction;
-    }
-    if (defaults.empty()) {
-        defaults = commonList(plan, KeyGroup::main, direction, hasDefault);
-    }
-    if (defaults.empty()) {
-        defaults = someOf(plan, direction);
-    }
-    for (const KeyGroup group : allKeyGroups) {
-        Names& own = plan.groups[group].*direction;
-        if (own.empty()) {
-            own = commonList(plan, group, direction, hasDefault);
+class DirectionGrouper {
+  public:
+    /// `isSilent` tells for each key whether it makes no sound in this direction unless the plan gives it
+    /// one.
+    DirectionGrouper(SoundPlan<std::string>& plan, Direction direction,
+                     const std::array<bool, UINT8_MAX + 1>& isSilent)
+        : plan_(plan), direction_(direction), isSilent_(isSilent),
+          hasDefault_(!(plan.defaults.*direction).empty()) {}
+
+    void group() {
+        Names& defaults = plan_.defaults.*direction_;
+        if (!hasDefault_ && !anyIsSilent()) {
+            defaults = someDefault();
         }
-        if (own == defaults) {
-            own.clear();
+        for (const KeyGroup group : allKeyGroups) {
+            Names& own = plan_.groups[group].*direction_;
+            if (own.empty()) {
+                own = commonList(group);
+            }
+            if (own == defaults) {
+                own.clear();
+            }
+        }
+        for (auto& [code, variants] : plan_.keys) {
+            const Names& own = plan_.groups[keyGroupOf(code)].*direction_;
+            if (variants.*direction_ == (own.empty() ? defaults : own)) {
+                (variants.*direction_).clear();
+            }
         }
     }
-    for (auto& [code, variants] : plan.keys) {
-        const Names& own = plan.groups[keyGroupOf(code)].*direction;
-        if (variants.*direction == (own.empty() ? defaults : own)) {
-            (variants.*direction).clear();
-        }
+
+  private:
+    [[nodiscard]] bool hasOwn(std::uint8_t code) const {
+        const auto found = plan_.keys.find(code);
+        return found != plan_.keys.end() && !(found->second.*direction_).empty();
     }
-}
+
+    [[nodiscard]] bool needsSilence(std::uint8_t code) const {
+        const auto group = plan_.groups.find(keyGroupOf(code));
+        const bool hasGroup = group != plan_.groups.end() && !(group->second.*direction_).empty();
+        return isSilent_[code] && !hasOwn(code) && !hasGroup;
+    }
+
+    [[nodiscard]] bool anyIsSilent() const {
+        for (int code = 0; code <= UINT8_MAX; ++code) {
+            if (needsSilence(static_cast<std::uint8_t>(code))) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    [[nodiscard]] Names someDefault() {
+        Names names = plan_.groups[KeyGroup::main].*direction_;
+        if (names.empty()) {
+            names = commonList(KeyGroup::main);
+        }
+        return names.empty() ? someOf(plan_, direction_) : names;
+    }
+
+    /// The list that a group may have; empty when there is none. Keys without a list of their own then say
+    /// that they play the plan's default.
+    [[nodiscard]] Names commonList(KeyGroup group) {
+        std::map<Names, std::size_t> counts;
+        std::size_t keys = 0;
+        std::vector<std::uint8_t> others;
+        for (const std::uint8_t code : codesOf(group)) {
+            if (hasOwn(code)) {
+                ++counts[plan_.keys[code].*direction_];
+                ++keys;
+            } else if (hasDefault_) {
+                others.push_back(code);
+            } else if (needsSilence(code)) {
+                return {};
+            }
+        }
+        const auto most = std::max_element(counts.begin(), counts.end(),
+                                           [](const auto& a, const auto& b) { return a.second < b.second; });
+        const std::size_t against = hasDefault_ ? others.size() : keys / 2;
+        if (most == counts.end() || most->second <= against) {
+            return {};
+        }
+        for (const std::uint8_t code : others) {
+            plan_.keys[code].*direction_ = plan_.defaults.*direction_;
+        }
+        return most->first;
+    }
+
+    SoundPlan<std::string>& plan_;
+    const Direction direction_;
+    const std::array<bool, UINT8_MAX + 1>& isSilent_;
+    const bool hasDefault_;
+};
 
 } // namespace
 
 SoundPlan<std::string> grouped(SoundPlan<std::string> plan) {
-    groupDirection(plan, &FileVariants::down);
-    groupDirection(plan, &FileVariants::up);
+    // Looked at before sounds for going down are taken away.
+    std::array<bool, UINT8_MAX + 1> silentDown{};
+    std::array<bool, UINT8_MAX + 1> silentUp{};
+    for (int code = 0; code <= UINT8_MAX; ++code) {
+        const auto key = plan.keys.find(static_cast<std::uint8_t>(code));
+        const auto group = plan.groups.find(keyGroupOf(static_cast<std::uint16_t>(code)));
+        const bool isKnown = !plan.defaults.down.empty() ||
+                             (key != plan.keys.end() && !key->second.down.empty()) ||
+                             (group != plan.groups.end() && !group->second.down.empty());
+        silentUp[static_cast<std::size_t>(code)] = isKnown && plan.defaults.up.empty();
+    }
+    DirectionGrouper(plan, &FileVariants::down, silentDown).group();
+    DirectionGrouper(plan, &FileVariants::up, silentUp).group();
     return plan;
+}
+
+void completeReleases(SoundPlan<Clip>& plan) {
+    if (!plan.defaults.down.empty() || !plan.defaults.up.empty()) {
+        return;
+    }
+    std::vector<Variants<Clip>*> without;
+    std::size_t with = 0;
+    for (auto& [code, variants] : plan.keys) {
+        if (!variants.up.empty()) {
+            ++with;
+        } else if (!variants.down.empty()) {
+            without.push_back(&variants);
+        }
+    }
+    if (with > without.size()) {
+        for (Variants<Clip>* const variants : without) {
+            variants->up = {Clip()};
+        }
+    }
 }
 
 SoundManifest manifestOf(const SoundPlan<std::string>& plan) {

@@ -1,5 +1,6 @@
 #include "Packs/PackSounds.h"
 #include "Packs/PackValues.h"
+#include "Shared/NumberText.h"
 
 #include <cmath>
 
@@ -9,13 +10,34 @@ namespace {
 
 using Json = nlohmann::json;
 
-/// The recommended volume as a level; none where it says nothing.
-std::optional<float> gainOf(const Json& config) {
-    const Json& volume = valueAt(valueAt(config, "options"), "recommended_volume");
-    if (!volume.is_number()) {
+/// A number, or a text that begins with one.
+std::optional<double> volumeIn(const Json& value) {
+    if (value.is_number()) {
+        return value.get<double>();
+    }
+    if (!value.is_string()) {
         return std::nullopt;
     }
-    const double factor = volume.get<double>();
+    const auto text = value.get<std::string>();
+    const std::size_t first = text.find_first_of("0123456789.");
+    const std::size_t end = text.find_first_not_of("0123456789.", first);
+    if (first == std::string::npos) {
+        return std::nullopt;
+    }
+    const auto number = parseFloat(text.substr(first, end - first));
+    const double whole = text.find('%') == std::string::npos ? 1 : 100;
+    return number ? std::optional(static_cast<double>(*number) / whole) : std::nullopt;
+}
+
+/// The recommended volume as a level; none where it says nothing.
+std::optional<float> gainOf(const Json& config) {
+    // Nobody recommends five times the volume: that is per cent.
+    constexpr double largestFactor = 4;
+    const auto volume = volumeIn(valueAt(valueAt(config, "options"), "recommended_volume"));
+    if (!volume) {
+        return std::nullopt;
+    }
+    const double factor = *volume > largestFactor ? *volume / 100 : *volume;
     if (!(factor > 0) || factor == 1) {
         return std::nullopt;
     }
@@ -29,10 +51,15 @@ std::optional<float> gainOf(const Json& config) {
 class DefinitionReader {
   public:
     DefinitionReader(const Json& config, const PackReading& reading)
-        : reading_(reading), sprite_(reading.files.find(textAt(config, "audio_file"))) {}
+        : reading_(reading), sprite_(reading.files.findSound(textAt(config, "audio_file"))) {}
 
     void read(const std::string& name, const Json& definition, SoundPlan<Clip>& plan) {
-        const auto target = targetNamed(name);
+        auto target = targetNamed(name);
+        if (const auto number = parseInteger<std::int64_t>(name); number && !target) {
+            const auto kernelCode = kernelCodeOfScanCode(*number);
+            target = kernelCode ? std::optional(NamedTarget{NamedTarget::Kind::key, *kernelCode, {}, {}})
+                                : std::nullopt;
+        }
         if (!target) {
             reading_.report.leave("a key name that is not known", name);
             return;
@@ -49,23 +76,22 @@ class DefinitionReader {
 
   private:
     /// The file that a definition's pieces are cut from.
-    [[nodiscard]] std::optional<std::string> fileOf(const Json& definition) const {
+    [[nodiscard]] std::optional<std::string> fileOf(const Json& definition, const std::string& name) const {
         const std::string own = textAt(definition, "audio_file");
         if (own.empty()) {
             return sprite_;
         }
-        auto found = reading_.files.find(own);
-        if (!found) {
-            reading_.report.leave("a sound file that is not in the pack", own);
-        }
-        return found;
+        const auto clip = namedFile(own, reading_, name);
+        return clip ? std::optional(clip->file) : std::nullopt;
     }
 
     [[nodiscard]] Variants<Clip> soundsOf(const std::string& name, const Json& definition) const {
         Variants<Clip> sounds;
-        const auto file = fileOf(definition);
+        const auto file = fileOf(definition, name);
         const Json& timing = valueAt(definition, "timing");
-        if (!file) {
+        if (definition.is_null()) {
+            sounds.down = {Clip()};
+        } else if (!file) {
             if (textAt(definition, "audio_file").empty()) {
                 reading_.report.leave("a key without a sound file", name);
             }

@@ -5,8 +5,10 @@
 #include "Packs/Grouping.h"
 #include "Shared/SoundManifest.h"
 
+#include <cmath>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace keysong {
 
@@ -51,6 +53,16 @@ std::string chosenName(const PackSounds& sounds, const std::string& title) {
     return "Imported set";
 }
 
+/// The set's gain with what was taken away from its sounds given back, as far as a set's gain goes.
+std::optional<float> gainWith(std::optional<float> gain, double decibels) {
+    constexpr float highest = 6;
+    if (decibels == 0) {
+        return gain;
+    }
+    const double whole = static_cast<double>(gain.value_or(0.0F)) + decibels;
+    return std::fmin(highest, static_cast<float>(std::round(whole * 100) / 100));
+}
+
 } // namespace
 
 std::string identifierFrom(std::string_view text) {
@@ -73,15 +85,14 @@ std::string identifierFrom(std::string_view text) {
     return id.empty() ? "imported-set" : id;
 }
 
-ImportResult PackImporter::import(const fs::path& pack, const fs::path& setsFolder, bool replace) const {
+ImportOutcome PackImporter::import(const fs::path& pack, const fs::path& setsFolder, bool replace) const {
     PackReport report;
     std::error_code error;
     const fs::path whole = fs::absolute(pack, error).lexically_normal();
     const fs::path named = whole.has_filename() ? whole : whole.parent_path();
     if (fs::is_directory(named, error)) {
-        PackFiles files = PackFiles::fromFolder(named, report);
-        return importFiles(std::move(files), std::move(report), named.filename().string(), setsFolder,
-                           replace);
+        const PackFiles files = PackFiles::fromFolder(named, services_.forms, report);
+        return importFiles(files, std::move(report), named.filename().string(), setsFolder, replace);
     }
     if (!fs::is_regular_file(named, error)) {
         throw PackError(pack.string() +
@@ -92,20 +103,55 @@ ImportResult PackImporter::import(const fs::path& pack, const fs::path& setsFold
         return import(named.parent_path(), setsFolder, replace);
     }
     try {
-        auto archive = services_.archives.open(named, PackFiles::largestArchiveBytes, PackFiles::mostEntries);
-        PackFiles files = PackFiles::fromArchive(std::move(archive), report);
-        return importFiles(std::move(files), std::move(report), named.stem().string(), setsFolder, replace);
+        auto archive = services_.archives.open(named, PackFiles::archiveLimits);
+        const PackFiles files = PackFiles::fromArchive(std::move(archive), services_.forms, report);
+        return importFiles(files, std::move(report), named.stem().string(), setsFolder, replace);
     } catch (const ArchiveError& archiveError) {
         throw PackError(pack.string() + ": " + archiveError.what());
     }
 }
 
-ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const std::string& title,
-                                       const fs::path& setsFolder, bool replace) const {
-    const PackSounds sounds = readPack(files, services_.keys, report);
+ImportOutcome PackImporter::importFiles(const PackFiles& files, PackReport report, const std::string& title,
+                                        const fs::path& setsFolder, bool replace) const {
+    const auto packs = findPacks(files, report);
+    ImportOutcome outcome;
+    std::set<std::string> madeNow;
+    for (const FoundPack& pack : packs) {
+        const std::string own = pack.title.empty() ? title : pack.title;
+        try {
+            // What is to be said of all the files is said with the first.
+            outcome.sets.push_back(
+                importOne(pack, std::exchange(report, {}), own, setsFolder, replace, madeNow));
+            madeNow.insert(outcome.sets.back().id);
+        } catch (const PackError& error) {
+            if (packs.size() == 1) {
+                throw;
+            }
+            outcome.refused.push_back(printable(own) + ": " + error.what());
+        }
+    }
+    if (outcome.sets.empty()) {
+        throw PackError(outcome.refused.front());
+    }
+    return outcome;
+}
+
+ImportResult PackImporter::importOne(const FoundPack& pack, PackReport report, const std::string& title,
+                                     const fs::path& setsFolder, bool replace,
+                                     const std::set<std::string>& madeNow) const {
+    PackSounds sounds = pack.read({pack.files, services_.keys, report});
+    completeReleases(sounds.plan);
     ImportResult result;
     result.format = sounds.format;
-    result.id = chosenId(sounds, title);
+    const std::string wanted = chosenId(sounds, title);
+    result.id = wanted;
+    for (int number = 2; services_.taken.contains(result.id) || madeNow.contains(result.id); ++number) {
+        result.id = wanted + "-" + std::to_string(number);
+    }
+    if (result.id != wanted) {
+        report.note("an identifier that another set has, so that this one is given its own",
+                    wanted + " is now " + result.id);
+    }
     result.name = chosenName(sounds, title);
     result.folder = setsFolder / result.id;
     result.keysInPack = sounds.plan.keys.size();
@@ -122,7 +168,7 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
     }
     try {
         const auto staged = services_.folders.begin(result.folder);
-        fill(staged->path(), files, sounds, report, result);
+        fill(staged->path(), pack.files, sounds, report, result);
         staged->commit(replace);
     } catch (const StagedFolderError& error) {
         throw PackError(error.what());
@@ -136,6 +182,7 @@ ImportResult PackImporter::importFiles(PackFiles files, PackReport report, const
 void PackImporter::fill(const fs::path& folder, const PackFiles& files, const PackSounds& sounds,
                         PackReport& report, ImportResult& result) const {
     ClipStore store(files, services_.audio, services_.writer, folder, report);
+    store.prepare(sounds.plan);
     auto plan = mapPlan<std::string>(sounds.plan, [&store](const Clip& clip) { return store.store(clip); });
     SoundManifest manifest = manifestOf(sounds.isGrouped ? plan : grouped(std::move(plan)));
     store.finish();
@@ -144,7 +191,7 @@ void PackImporter::fill(const fs::path& folder, const PackFiles& files, const Pa
     }
     manifest.id = result.id;
     manifest.name = result.name;
-    manifest.gain = sounds.gain;
+    manifest.gain = gainWith(sounds.gain, store.levelTakenAway());
     manifest.pitchVariation = sounds.pitchVariation;
     manifest.gainVariation = sounds.gainVariation;
     writeManifest(manifest, folder);

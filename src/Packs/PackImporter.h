@@ -6,7 +6,9 @@
 #include "Platform/StagedFolder.h"
 
 #include <filesystem>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace keysong {
 
@@ -26,6 +28,14 @@ struct ImportResult {
     PackReport report;
 };
 
+/// What became of everything that was given to an import.
+struct ImportOutcome {
+    /// The sets that were made; at least one.
+    std::vector<ImportResult> sets;
+    /// Why further packs of the same folder or archive were not imported, a sentence each.
+    std::vector<std::string> refused;
+};
+
 /// Makes a sound set of a pack in another format. One thread, and never the main, event-tap or render thread.
 class PackImporter {
   public:
@@ -34,23 +44,32 @@ class PackImporter {
         const AudioFiles& audio;
         const AudioFileWriter& writer;
         const StagedFolders& folders;
+        const TextForms& forms;
         KernelKeys keys;
+        /// Identifiers of sets elsewhere, which one of the same identifier would hide: none is given to an
+        /// imported set.
+        std::set<std::string> taken;
     };
 
     /// The services outlive the importer.
     explicit PackImporter(Services services) : services_(std::move(services)) {}
 
-    /// Imports a folder, an archive, or a configuration file in a folder into `setsFolder`, as a folder named
-    /// by the set's identifier. All of it appears at once or not at all. Throws `PackError` when there is
-    /// nothing to import, or a set of that identifier is there and `replace` is false.
-    [[nodiscard]] ImportResult import(const std::filesystem::path& pack,
-                                      const std::filesystem::path& setsFolder, bool replace) const;
+    /// Imports all packs of a folder or an archive, or that of a configuration file in a folder, into
+    /// `setsFolder`, each as a folder named by the set's identifier. All of a set appears at once or not at
+    /// all. Throws `PackError` when there is nothing to import, or nothing but sets whose identifiers are
+    /// there and `replace` is false.
+    [[nodiscard]] ImportOutcome import(const std::filesystem::path& pack,
+                                       const std::filesystem::path& setsFolder, bool replace) const;
 
     /// The same for files at hand; `title` is the pack's name where it does not say one itself.
-    [[nodiscard]] ImportResult importFiles(PackFiles files, PackReport report, const std::string& title,
-                                           const std::filesystem::path& setsFolder, bool replace) const;
+    [[nodiscard]] ImportOutcome importFiles(const PackFiles& files, PackReport report,
+                                            const std::string& title, const std::filesystem::path& setsFolder,
+                                            bool replace) const;
 
   private:
+    [[nodiscard]] ImportResult importOne(const FoundPack& pack, PackReport report, const std::string& title,
+                                         const std::filesystem::path& setsFolder, bool replace,
+                                         const std::set<std::string>& madeNow) const;
     /// Puts the whole set into its folder, and what there is to say about it into `result`.
     void fill(const std::filesystem::path& folder, const PackFiles& files, const PackSounds& sounds,
               PackReport& report, ImportResult& result) const;

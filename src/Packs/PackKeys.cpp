@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <span>
 #include <string>
 
 namespace keysong {
@@ -40,6 +41,22 @@ constexpr ScanRow extendedKeys[] = {
     {0x5D, 127}, // Menu
     {0x0D, 117}, // keypad =
 };
+
+/// Keys of JIS and Brazilian boards, without a prefix.
+constexpr ScanRow otherKeys[] = {
+    {0x70, 93},  // Katakana and Hiragana
+    {0x73, 89},  // Ro
+    {0x79, 92},  // Henkan
+    {0x7B, 94},  // Muhenkan
+    {0x7D, 124}, // Yen
+    {0x7E, 121}, // keypad comma
+};
+
+std::optional<std::uint16_t> findRow(std::span<const ScanRow> rows, std::int64_t scanCode) {
+    const auto row = std::find_if(rows.begin(), rows.end(),
+                                  [scanCode](const ScanRow& r) { return r.scanCode == scanCode; });
+    return row == rows.end() ? std::nullopt : std::optional(row->kernelCode);
+}
 
 struct NameRow {
     std::string_view name;
@@ -203,18 +220,11 @@ std::map<std::string, NamedTarget, std::less<>> makeNames() {
 
 } // namespace
 
-std::optional<std::uint16_t> kernelCodeOfScanCode(std::int64_t code, bool kernelNumbers) {
-    constexpr std::int64_t prefixMask = ~std::int64_t{0xFF};
-    const std::int64_t prefix = code & prefixMask;
-    if (prefix == 0x0E00 || prefix == 0xE000 || prefix == 0xEE00) {
-        const auto* const row = std::find_if(std::begin(extendedKeys), std::end(extendedKeys),
-                                             [&](const ScanRow& r) { return r.scanCode == (code & 0xFF); });
-        return row == std::end(extendedKeys) ? std::nullopt : std::optional(row->kernelCode);
+std::optional<std::uint16_t> kernelCodeOfScanCode(std::int64_t code) {
+    if (isExtendedScanCode(code)) {
+        return findRow(extendedKeys, code & 0xFF);
     }
     if ((code >= 1 && code <= 83) || (code >= 86 && code <= 88)) {
-        return static_cast<std::uint16_t>(code);
-    }
-    if (kernelNumbers && code >= 96 && code <= 127) {
         return static_cast<std::uint16_t>(code);
     }
     if (code >= 91 && code <= 93) {
@@ -223,11 +233,16 @@ std::optional<std::uint16_t> kernelCodeOfScanCode(std::int64_t code, bool kernel
     if (code >= 99 && code <= 107) {
         return functionKey(static_cast<int>(code - 99) + 16);
     }
-    return std::nullopt;
+    return findRow(otherKeys, code);
 }
 
-bool isKernelNumberOnly(std::int64_t code) {
-    return (code >= 96 && code <= 98) || (code >= 108 && code <= 127);
+bool isExtendedScanCode(std::int64_t code) {
+    const std::int64_t prefix = code & ~std::int64_t{0xFF};
+    return prefix == 0x0E00 || prefix == 0xE000 || prefix == 0xEE00;
+}
+
+bool mayBeKernelNumber(std::int64_t code) {
+    return code >= 96 && code <= 127;
 }
 
 std::optional<NamedTarget> targetNamed(std::string_view name) {

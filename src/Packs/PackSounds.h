@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -27,12 +28,18 @@ struct ClipRange {
 
 /// One sound of a pack: a file, or a piece of one.
 struct Clip {
-    /// A name of the pack's files.
+    /// A name of the pack's files; empty for silence, which is a sound of its own: a manifest can't say that
+    /// a key has none.
     std::string file;
     std::optional<ClipRange> range;
 
+    [[nodiscard]] bool isSilence() const noexcept { return file.empty(); }
+
     friend bool operator==(const Clip&, const Clip&) = default;
 };
+
+/// What the file of silence is called in a set.
+inline constexpr const char* silenceFileName = "silence.flac";
 
 /// The sounds that stand for each other at random, going down and coming up.
 template <typename Sound>
@@ -122,9 +129,19 @@ struct PackReading {
 /// Sound files whose names say what they are for.
 [[nodiscard]] PackSounds readPlainFolder(const PackReading& reading);
 
-/// Finds what kind of pack the files are and reads it; goes into the one folder that holds everything. Throws
-/// `PackError` when they are none, or several.
-[[nodiscard]] PackSounds readPack(PackFiles& files, const KernelKeys& keys, PackReport& report);
+/// One pack among files, found but not read.
+struct FoundPack {
+    /// The name of the folder that it lies in; empty where that is the top of all files.
+    std::string title;
+    PackFiles files;
+    /// Reads it; may throw `PackError`. What `reading` refers to outlives the call.
+    std::function<PackSounds(const PackReading& reading)> read;
+};
+
+/// Finds the packs that the files hold: all of their own folders, or a single folder of sound files. A
+/// configuration that is not known does not hide another one. Throws `PackError` when there is nothing to
+/// import, or what there is would be guessed.
+[[nodiscard]] std::vector<FoundPack> findPacks(const PackFiles& files, PackReport& report);
 
 /// The place of a target's sounds in a plan; null for a key that the machine does not know. Scrolling has no
 /// place of this kind.

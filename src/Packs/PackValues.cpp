@@ -80,17 +80,17 @@ std::string textAt(const Json& object, const char* key) {
     return value.is_number() ? value.dump() : std::string();
 }
 
-std::vector<Clip> namedFiles(const Json& value, const PackReading& reading) {
+std::vector<Clip> namedFiles(const Json& value, const PackReading& reading, const std::string& entry) {
     std::vector<Clip> clips;
     if (value.is_array()) {
         int count = 0;
         for (const Json& one : value) {
             if (!one.is_string()) {
-                reading.report.leave("a sound that is no file name", std::string(one.type_name()));
+                reading.report.leave("a sound that is no file name", entry + ": " + one.type_name());
             } else if (++count > mostVariants) {
-                reading.report.leave("one sound too many for a key", one.get<std::string>());
+                reading.report.leave("one sound too many for a key", entry + ": " + one.get<std::string>());
             } else {
-                const auto more = namedFiles(one, reading);
+                const auto more = namedFiles(one, reading, entry);
                 clips.insert(clips.end(), more.begin(), more.end());
             }
         }
@@ -98,18 +98,27 @@ std::vector<Clip> namedFiles(const Json& value, const PackReading& reading) {
     }
     if (!value.is_string()) {
         if (!value.is_null()) {
-            reading.report.leave("a sound that is no file name", std::string(value.type_name()));
+            reading.report.leave("a sound that is no file name", entry + ": " + value.type_name());
         }
         return clips;
     }
     for (const std::string& name : expanded(value.get<std::string>())) {
-        if (const auto found = reading.files.find(name)) {
-            clips.push_back({*found, std::nullopt});
-        } else if (!name.empty()) {
-            reading.report.leave("a sound file that is not in the pack", name);
+        if (auto clip = namedFile(name, reading, entry)) {
+            clips.push_back(std::move(*clip));
         }
     }
     return clips;
+}
+
+std::optional<Clip> namedFile(const std::string& name, const PackReading& reading, const std::string& entry) {
+    if (auto found = reading.files.findSound(name)) {
+        return Clip{std::move(*found), std::nullopt};
+    }
+    if (!name.empty()) {
+        // Of a file that was refused, it is said at the file's own name why.
+        reading.report.leave("a sound file that " + reading.files.whyMissing(name), entry + ": " + name);
+    }
+    return std::nullopt;
 }
 
 std::optional<ClipRange> rangeFromLength(const Json& value) {

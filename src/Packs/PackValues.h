@@ -17,8 +17,14 @@ namespace keysong {
 [[nodiscard]] std::string textAt(const nlohmann::json& object, const char* key);
 
 /// The clips of a value that names a whole file, or lists several. "NAME{0-4}.mp3" stands for five files.
-/// What is not in the pack is left and reported, and so is what comes after the first few dozen.
-[[nodiscard]] std::vector<Clip> namedFiles(const nlohmann::json& value, const PackReading& reading);
+/// What is not in the pack is left and reported under `entry`, the pack's own name for what the value belongs
+/// to, and so is what comes after the first few dozen.
+[[nodiscard]] std::vector<Clip> namedFiles(const nlohmann::json& value, const PackReading& reading,
+                                           const std::string& entry);
+
+/// The clip of one file, by its name; none and a report as with `namedFiles`.
+[[nodiscard]] std::optional<Clip> namedFile(const std::string& name, const PackReading& reading,
+                                            const std::string& entry);
 
 /// No more keys than these are read from a pack: several times what all keyboards together have.
 inline constexpr std::size_t mostPackKeys = 2048;

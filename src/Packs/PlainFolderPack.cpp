@@ -13,11 +13,11 @@ struct NameMeaning {
     std::optional<NamedTarget> target;
 };
 
-bool isSoundFile(const std::string& name) {
+bool isArchive(const std::string& name) {
     const std::string lower = lowerCase(name);
     const auto endsWith = [&lower](const char* ending) { return lower.ends_with(ending); };
-    return endsWith(".wav") || endsWith(".mp3") || endsWith(".ogg") || endsWith(".oga") ||
-           endsWith(".flac") || endsWith(".opus") || endsWith(".aif") || endsWith(".aiff");
+    return endsWith(".zip") || endsWith(".7z") || endsWith(".rar") || endsWith(".tar") || endsWith(".tgz") ||
+           endsWith(".gz") || endsWith(".xz");
 }
 
 /// The words of a name: runs of letters, with a new one at each capital after a small letter. Numbers part
@@ -96,8 +96,9 @@ PackSounds readPlainFolder(const PackReading& reading) {
     PackSounds sounds;
     sounds.format = "a folder of sound files";
     for (const std::string& name : reading.files.names()) {
-        if (!isSoundFile(name)) {
-            reading.report.leave("a file that is no sound", name);
+        if (!hasSoundEnding(name)) {
+            reading.report.leave(isArchive(name) ? "a pack within the pack" : "a file that is no sound",
+                                 name);
             continue;
         }
         const NameMeaning meaning = meaningOf(name);

@@ -14,10 +14,10 @@ Sources readSources(const Json& list, const PackReading& reading) {
     for (const Json& entry : list) {
         const std::string id = textAt(entry, "id");
         const Json& source = valueAt(entry, "source");
-        const Variants<Clip> sounds = source.is_object()
-                                          ? Variants<Clip>{namedFiles(valueAt(source, "press"), reading),
-                                                           namedFiles(valueAt(source, "release"), reading)}
-                                          : Variants<Clip>{namedFiles(source, reading), {}};
+        const Variants<Clip> sounds =
+            source.is_object() ? Variants<Clip>{namedFiles(valueAt(source, "press"), reading, id),
+                                                namedFiles(valueAt(source, "release"), reading, id)}
+                               : Variants<Clip>{namedFiles(source, reading, id), {}};
         if (sounds.down.empty() && sounds.up.empty()) {
             reading.report.leave("a source without a sound", id);
         } else if (!sources.emplace(id, sounds).second) {

@@ -10,7 +10,6 @@ namespace keysong {
 
 namespace {
 
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view blanks = " \t\r\n";
 
 /// The place after the string that begins at `at`.
@@ -25,7 +24,7 @@ std::size_t endOfString(std::string_view text, std::size_t at) {
 
 /// The place after the comment that begins at `at`; `at` itself where there is none.
 std::size_t endOfComment(std::string_view text, std::size_t at) {
-    if (text.substr(at, 2) == "//") {
+    if (text.substr(at, 2) == "//" || text.substr(at, 1) == "#") {
         return std::min(text.find('\n', at), text.size());
     }
     if (text.substr(at, 2) == "/*") {
@@ -35,12 +34,34 @@ std::size_t endOfComment(std::string_view text, std::size_t at) {
     return at;
 }
 
+/// The length of a number at `at` that JSON does not have; 0 where there is none.
+std::size_t lengthOfNoNumber(std::string_view text, std::size_t at) {
+    for (const std::string_view word : {"NaN", "Infinity", "-Infinity", "-NaN"}) {
+        if (text.substr(at, word.size()) == word) {
+            return word.size();
+        }
+    }
+    return 0;
+}
+
+/// A string with its control characters written as JSON wants them.
+std::string escaped(std::string_view text) {
+    constexpr const char* digits = "0123456789abcdef";
+    std::string result;
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        if (code < 0x20) {
+            result += std::string("\\u00") + digits[code / 16] + digits[code % 16];
+        } else {
+            result += character;
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 std::string strictJson(std::string_view text) {
-    if (text.starts_with(byteOrderMark)) {
-        text.remove_prefix(byteOrderMark.size());
-    }
     std::string result;
     result.reserve(text.size());
     // Where in the result a comma stands that only blanks have followed.
@@ -49,6 +70,12 @@ std::string strictJson(std::string_view text) {
         if (const std::size_t end = endOfComment(text, at); end != at) {
             result += ' ';
             at = end;
+            continue;
+        }
+        if (const std::size_t length = lengthOfNoNumber(text, at); length > 0) {
+            result += "null";
+            comma = std::string::npos;
+            at += length;
             continue;
         }
         const std::size_t end = text[at] == '"' ? endOfString(text, at) : at + 1;
@@ -60,7 +87,7 @@ std::string strictJson(std::string_view text) {
         } else if (blanks.find(text[at]) == std::string_view::npos) {
             comma = std::string::npos;
         }
-        result += text.substr(at, end - at);
+        result += text[at] == '"' ? escaped(text.substr(at, end - at)) : std::string(1, text[at]);
         at = end;
     }
     return result;
@@ -70,18 +97,8 @@ nlohmann::json parseRelaxedJson(std::string_view text, std::size_t largestBytes)
     if (text.size() > largestBytes) {
         throw JsonDocumentError("the file is too large");
     }
-    std::string strict = strictJson(text);
-    try {
-        return parseJsonObject(strict, largestBytes);
-    } catch (const JsonDocumentError&) {
-        const auto isForeign = [](char character) { return static_cast<unsigned char>(character) >= 0x80; };
-        if (std::none_of(strict.begin(), strict.end(), isForeign)) {
-            throw;
-        }
-        // Perhaps an older encoding: names in it are lost, the rest is not.
-        std::replace_if(strict.begin(), strict.end(), isForeign, '?');
-        return parseJsonObject(strict, largestBytes);
-    }
+    // Escapes make a text longer by five bytes for each control character at most.
+    return parseJsonObject(strictJson(text), largestBytes * 6);
 }
 
 } // namespace keysong

@@ -2,6 +2,7 @@
 #include "Packs/PackValues.h"
 #include "Shared/NumberText.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace keysong {
@@ -14,84 +15,158 @@ constexpr std::string_view releaseSuffix = "-up";
 
 /// One entry of "defines" whose name is understood.
 struct Define {
-    std::uint16_t kernelCode;
+    /// As the pack writes it.
+    std::string name;
     bool isRelease;
     const Json* value;
+    NamedTarget target;
+    /// The target is the kernel's own number of a key; this is what it means as a scan code, if anything.
+    bool isGuess = false;
+    std::optional<std::uint16_t> asScanCode = std::nullopt;
 };
 
-/// The code of an entry's name, with or without the suffix for a release.
-std::optional<std::int64_t> codeOf(std::string_view name) {
-    if (name.ends_with(releaseSuffix)) {
-        name.remove_suffix(releaseSuffix.size());
-    }
-    return parseInteger<std::int64_t>(name);
+NamedTarget keyTarget(std::uint16_t kernelCode) {
+    return {NamedTarget::Kind::key, kernelCode, {}, {}};
 }
 
-/// Whether the pack was made where the kernel's own numbers were added: they overlap with those of F16 and
-/// up, but some of them mean nothing else.
+bool endsWithRelease(std::string_view name) {
+    return name.ends_with(releaseSuffix);
+}
+
+/// An entry's name without the suffix for a release.
+std::string_view keyNameOf(std::string_view name) {
+    return endsWithRelease(name) ? name.substr(0, name.size() - releaseSuffix.size()) : name;
+}
+
+/// Whether the pack was made where the kernel's own numbers were used: some of them mean nothing else. Beside
+/// codes with a prefix, which such a place does not have, one or two of them are more likely a mistake.
 bool usesKernelNumbers(const Json& defines) {
+    constexpr std::size_t enoughBesideExtended = 3;
+    std::size_t kernelOnly = 0;
+    bool hasExtended = false;
     for (const auto& entry : defines.items()) {
-        const auto code = codeOf(entry.key());
-        if (code && isKernelNumberOnly(*code)) {
-            return true;
+        const auto code = parseInteger<std::int64_t>(keyNameOf(entry.key()));
+        if (code && !endsWithRelease(entry.key())) {
+            hasExtended = hasExtended || isExtendedScanCode(*code);
+            kernelOnly += mayBeKernelNumber(*code) && !kernelCodeOfScanCode(*code) ? 1U : 0U;
         }
     }
-    return false;
+    return kernelOnly >= (hasExtended ? enoughBesideExtended : 1);
 }
 
+std::optional<Define> defineOf(const std::string& name, const Json& value, bool kernelNumbers) {
+    Define define{name, endsWithRelease(name), &value, {}};
+    const std::string_view key = keyNameOf(name);
+    const auto code = parseInteger<std::int64_t>(key);
+    if (!code) {
+        const auto target = targetNamed(key);
+        define.target = target.value_or(NamedTarget());
+        return target ? std::optional(define) : std::nullopt;
+    }
+    const auto scanCode = kernelCodeOfScanCode(*code);
+    if (kernelNumbers && mayBeKernelNumber(*code)) {
+        define.target = keyTarget(static_cast<std::uint16_t>(*code));
+        define.isGuess = true;
+        define.asScanCode = scanCode;
+    } else if (scanCode) {
+        define.target = keyTarget(*scanCode);
+    } else {
+        return std::nullopt;
+    }
+    return define;
+}
+
+/// The entries that are understood, those that are certain first.
 std::vector<Define> readDefines(const Json& defines, PackReport& report) {
     const bool kernelNumbers = usesKernelNumbers(defines);
     std::vector<Define> result;
     for (const auto& entry : defines.items()) {
-        const std::string& name = entry.key();
-        const auto code = codeOf(name);
         if (result.size() >= mostPackKeys) {
-            report.leave("more keys than there are", name);
-        } else if (!code) {
-            report.leave("a key that is no number", name);
-        } else if (const auto kernelCode = kernelCodeOfScanCode(*code, kernelNumbers)) {
-            result.push_back({*kernelCode, name.ends_with(releaseSuffix), &entry.value()});
+            report.leave("more keys than there are", entry.key());
+        } else if (auto define = defineOf(entry.key(), entry.value(), kernelNumbers)) {
+            result.push_back(std::move(*define));
         } else if (!entry.value().is_null()) {
-            report.leave("a key code that no keyboard has", name);
+            const bool isNumber = parseInteger<std::int64_t>(keyNameOf(entry.key())).has_value();
+            report.leave(isNumber ? "a key code that no keyboard has" : "a key that is no number and no name",
+                         entry.key());
         }
     }
+    std::stable_partition(result.begin(), result.end(), [](const Define& define) { return !define.isGuess; });
     return result;
 }
 
-/// The clips of one entry; empty when there is none or it is broken.
-std::vector<Clip> clipsOf(const Define& define, const std::string& sprite, const PackReading& reading) {
-    if (define.value->is_null()) {
-        return {};
-    }
-    if (sprite.empty()) {
-        return namedFiles(*define.value, reading);
-    }
-    const auto range = rangeFromLength(*define.value);
-    if (!range) {
-        reading.report.leave("a piece of the recording that is no start and length",
-                             std::to_string(define.kernelCode));
-        return {};
-    }
-    return {{sprite, range}};
-}
+/// Reads the entries into the plan, one after the other.
+class DefineReader {
+  public:
+    /// `sprite` is the recording that pieces are cut from; empty where there is none.
+    DefineReader(std::string sprite, const PackReading& reading, SoundPlan<Clip>& plan)
+        : sprite_(std::move(sprite)), reading_(reading), plan_(plan) {}
 
-void addDefine(const Define& define, std::vector<Clip> clips, SoundPlan<Clip>& plan,
-               const PackReading& reading) {
-    if (clips.empty()) {
-        return;
+    void read(const Define& define) {
+        std::vector<Clip> clips = clipsOf(define);
+        if (clips.empty()) {
+            return;
+        }
+        if (define.target.kind == NamedTarget::Kind::scroll) {
+            plan_.scroll = std::move(clips);
+            return;
+        }
+        auto* list = listOf(define, define.target);
+        if (list != nullptr && *list == clips) {
+            return;
+        }
+        if (list != nullptr && !list->empty() && define.isGuess && define.asScanCode) {
+            // What is certain has the key already: this is the other one of the same code.
+            list = listOf(define, keyTarget(*define.asScanCode));
+        }
+        if (list == nullptr) {
+            if (!define.value->is_null()) {
+                reading_.report.leave("a media key", define.name);
+            }
+        } else if (list->empty() || list->front().isSilence()) {
+            *list = std::move(clips);
+        } else if (*list != clips) {
+            reading_.report.leave("a second sound for the same key", define.name);
+        }
     }
-    const auto key = reading.keys(define.kernelCode);
-    if (!key) {
-        reading.report.leave("a media key", std::to_string(define.kernelCode));
-        return;
+
+  private:
+    [[nodiscard]] std::vector<Clip>* listOf(const Define& define, const NamedTarget& target) const {
+        Variants<Clip>* const place = variantsOf(plan_, target, reading_.keys);
+        return place == nullptr ? nullptr : define.isRelease ? &place->up : &place->down;
     }
-    auto& place = plan.keys[*key];
-    auto& list = define.isRelease ? place.up : place.down;
-    if (list.empty()) {
-        list = std::move(clips);
-    } else if (list != clips) {
-        reading.report.leave("a second sound for the same key", std::to_string(define.kernelCode));
+
+    /// The clips of one entry; empty when there is none or it is broken.
+    [[nodiscard]] std::vector<Clip> clipsOf(const Define& define) const {
+        const Json& value = *define.value;
+        if (value.is_null()) {
+            // The key is meant to be silent, unless the pack has a sound for all that say nothing.
+            const bool isSilent = !define.isRelease && plan_.defaults.down.empty();
+            return isSilent ? std::vector<Clip>{Clip()} : std::vector<Clip>();
+        }
+        const bool isPiece = value.is_array() && !value.empty() && !value.front().is_string();
+        if (!isPiece) {
+            return namedFiles(value, reading_, define.name);
+        }
+        const auto range = rangeFromLength(value);
+        if (range && !sprite_.empty()) {
+            return {{sprite_, range}};
+        }
+        reading_.report.leave(range ? "a piece of a recording that the pack does not name"
+                                    : "a piece of the recording that is no start and length",
+                              define.name);
+        return {};
     }
+
+    std::string sprite_;
+    const PackReading& reading_;
+    SoundPlan<Clip>& plan_;
+};
+
+bool namesFiles(const Json& defines) {
+    return std::any_of(defines.begin(), defines.end(), [](const Json& value) {
+        return value.is_string() || (value.is_array() && !value.empty() && value.front().is_string());
+    });
 }
 
 } // namespace
@@ -101,29 +176,28 @@ PackSounds readScanCodePack(const Json& config, const PackReading& reading) {
     sounds.format = "config.json, keys by scan code";
     sounds.id = textAt(config, "id");
     sounds.name = textAt(config, "name");
-    const bool isSingle = textAt(config, "key_define_type") != "multi";
-    std::string sprite;
-    if (isSingle) {
-        const std::string mentioned = textAt(config, "sound");
-        const auto found = reading.files.find(mentioned);
-        if (!found) {
-            throw PackError("the recording \"" + printable(mentioned) + "\" is not in the pack");
-        }
-        sprite = *found;
-    } else {
-        // What a key without an entry of its own sounds like.
-        sounds.plan.defaults = {namedFiles(valueAt(config, "sound"), reading),
-                                namedFiles(valueAt(config, "soundup"), reading)};
-    }
     const Json& defines = valueAt(config, "defines");
+    const bool isSingle = lowerCase(textAt(config, "key_define_type")) != "multi";
+    const std::string mentioned = textAt(config, "sound");
+    const auto found = reading.files.findSound(mentioned);
+    if (isSingle && !found && !namesFiles(defines)) {
+        throw PackError("the recording \"" + printable(mentioned) + "\" " +
+                        reading.files.whyMissing(mentioned));
+    }
+    if (!isSingle) {
+        // What a key without an entry of its own sounds like.
+        sounds.plan.defaults = {namedFiles(valueAt(config, "sound"), reading, "sound"),
+                                namedFiles(valueAt(config, "soundup"), reading, "soundup")};
+    }
     if (!defines.is_object()) {
         if (sounds.plan.defaults.down.empty()) {
-            throw PackError("the pack defines no sounds");
+            throw PackError("the pack defines no sounds: its configuration has no \"defines\"");
         }
         return sounds;
     }
+    DefineReader reader(found.value_or(std::string()), reading, sounds.plan);
     for (const Define& define : readDefines(defines, reading.report)) {
-        addDefine(define, clipsOf(define, sprite, reading), sounds.plan, reading);
+        reader.read(define);
     }
     return sounds;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -33,6 +34,19 @@ struct ArchiveEntry {
     bool isEncrypted = false;
 };
 
+/// What reading an archive may take; what goes beyond is an error.
+struct ArchiveLimits {
+    /// The archive itself.
+    std::uint64_t largestArchiveBytes = 0;
+    /// One entry, unpacked: a larger one is listed and can't be read.
+    std::size_t largestEntryBytes = 0;
+    /// All entries, unpacked, readable or not.
+    std::size_t mostBytesInAll = 0;
+    std::size_t mostEntries = 0;
+    /// For opening.
+    std::chrono::seconds longest{0};
+};
+
 /// One archive opened for reading. One thread at a time.
 class Archive {
   public:
@@ -41,8 +55,8 @@ class Archive {
     /// In the archive's order; positions in the list are what `read` takes.
     [[nodiscard]] virtual const std::vector<ArchiveEntry>& entries() const = 0;
 
-    /// The content of an entry, unpacked. Memory grows with what is really there, and never beyond
-    /// `largestBytes`. Throws `ArchiveError` for a larger, damaged or encrypted one.
+    /// The content of an entry, unpacked. Throws `ArchiveError` for one larger than `largestBytes` or than
+    /// the archive's limit, a damaged or an encrypted one.
     [[nodiscard]] virtual std::string read(std::size_t entry, std::size_t largestBytes) const = 0;
 
   protected:
@@ -56,9 +70,9 @@ class Archives {
   public:
     virtual ~Archives() = default;
 
-    /// Opens an archive of at most `largestBytes` with at most `mostEntries`. Throws `ArchiveError`.
-    [[nodiscard]] virtual std::unique_ptr<Archive>
-    open(const std::filesystem::path& path, std::uint64_t largestBytes, std::size_t mostEntries) const = 0;
+    /// Opens and unpacks an archive within limits. Throws `ArchiveError`.
+    [[nodiscard]] virtual std::unique_ptr<Archive> open(const std::filesystem::path& path,
+                                                        const ArchiveLimits& limits) const = 0;
 
   protected:
     Archives() = default;

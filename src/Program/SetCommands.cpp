@@ -1,9 +1,10 @@
 #include "Program/SetCommands.h"
 
 #include "Audio/SoundLibrary.h"
+#include "Linux/Files/IcuTextForms.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Files/LinuxStagedFolders.h"
-#include "Linux/Files/ZipArchives.h"
+#include "Linux/Files/PackedArchives.h"
 #include "Linux/Input/KeyCodes.h"
 #include "Linux/Sound/SndfileAudio.h"
 #include "Linux/Sound/SndfileFlacWriter.h"
@@ -15,8 +16,11 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace keysong {
 
@@ -36,6 +40,15 @@ std::string counted(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+void printEntries(const std::string& kind, const std::map<std::string, PackReport::Entry>& entries) {
+    for (const auto& [reason, entry] : entries) {
+        print("  " + kind + ": " + reason + ", " + std::to_string(entry.count) + " (" + entry.examples + ")");
+        if (const std::string advice = adviceFor(reason); !advice.empty()) {
+            print("    " + advice);
+        }
+    }
+}
+
 void printResult(const ImportResult& result) {
     print("Imported \"" + result.name + "\" as " + result.id + " from " + result.format + ".");
     print("  " + counted(result.filesCopied, "file") + " taken as they are, " +
@@ -44,25 +57,46 @@ void printResult(const ImportResult& result) {
         print("  sounds for " + counted(result.keysInPack, "key") + ", " +
               std::to_string(result.keysOnTheirOwn) + " unlike the rest of their group");
     }
-    for (const auto& [reason, left] : result.report.left()) {
-        print("  left: " + reason + ", " + std::to_string(left.count) + " (" + left.examples + ")");
-    }
+    printEntries("left", result.report.left());
+    printEntries("note", result.report.noted());
     print("  in " + result.folder.string());
     print("Use it with: keysongctl set " + result.id);
 }
 
+/// The identifiers of all sets but those in the user's own folder.
+std::set<std::string> identifiersElsewhere(const std::vector<std::filesystem::path>& libraries) {
+    std::set<std::string> ids;
+    for (std::size_t index = 1; index < libraries.size(); ++index) {
+        for (const SoundSetInfo& set : SoundLibrary::setsIn(libraries[index])) {
+            ids.insert(set.id);
+        }
+    }
+    return ids;
+}
+
 void runImport(const Options& options) {
     const LinuxPlaces places;
-    const ZipArchives archives;
+    const PackedArchives archives;
     const SndfileAudio audio;
     const SndfileFlacWriter writer;
     const LinuxStagedFolders folders;
+    const IcuTextForms forms;
     const auto libraries = SoundLibrary::directories(places);
     if (libraries.empty()) {
         throw PackError("there is no home folder to import into");
     }
-    const PackImporter importer({archives, audio, writer, folders, soundKeyOf});
-    printResult(importer.import(options.pack, libraries.front(), options.replace));
+    const PackImporter importer(
+        {archives, audio, writer, folders, forms, soundKeyOf, identifiersElsewhere(libraries)});
+    const ImportOutcome outcome = importer.import(options.pack, libraries.front(), options.replace);
+    for (const ImportResult& result : outcome.sets) {
+        printResult(result);
+    }
+    for (const std::string& refusal : outcome.refused) {
+        print("Not imported: " + refusal);
+    }
+    if (!outcome.refused.empty()) {
+        throw SetHasProblems();
+    }
 }
 
 void runCheck(const Options& options) {
@@ -85,7 +119,7 @@ void runCheck(const Options& options) {
 void addSetCommands(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     auto* taking = app.add_subcommand("import", "Make a sound set of a pack in another format");
-    taking->add_option("pack", options->pack, "A folder or a zip archive")->required();
+    taking->add_option("pack", options->pack, "A folder, or a zip, 7z or tar archive")->required();
     taking->add_flag("--replace", options->replace,
                      "Take the place of an installed set of the same identifier");
     taking->callback([options] { runImport(*options); });

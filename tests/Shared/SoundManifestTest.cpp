@@ -57,7 +57,7 @@ const std::vector<Case> cases = {
     {"IdNumber", R"({"schema":1,"id":7,"name":"A","defaults":{}})", "\"id\" is not a string"},
     {"GainBool", with(R"("gain":false)"), "\"gain\" is not a number"},
     {"PitchVariationBeyondFloat", with(R"("pitchVariation":1e39)"), "\"pitchVariation\" does not fit"},
-    {"NumberBeyondDouble", with(R"("gainVariation":1e999)"), "out_of_range"},
+    {"NumberBeyondDouble", with(R"("gainVariation":1e999)"), "number overflow"},
     {"DefaultsList", R"({"schema":1,"id":"a","name":"A","defaults":[]})", "\"defaults\" is not an object"},
     {"DownObject", R"({"schema":1,"id":"a","name":"A","defaults":{"down":{}}})",
      "\"defaults.down\" is not a list"},
