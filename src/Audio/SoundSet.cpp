@@ -10,6 +10,8 @@ std::string describe(SoundSetError::Kind kind, const std::string& subject) {
     switch (kind) {
     case SoundSetError::Kind::noDefaultDown:
         return "sound set \"" + subject + "\" has no usable defaults.down samples";
+    case SoundSetError::Kind::stopped:
+        return "loading set \"" + subject + "\" was stopped";
     case SoundSetError::Kind::undecodable:
         break;
     }
@@ -27,8 +29,9 @@ SoundSetError::SoundSetError(Kind kind, std::string subject)
 }
 
 std::shared_ptr<const SoundSet> SoundSet::load(const std::filesystem::path& directory,
-                                               const AudioFormat& format, const AudioFiles& files) {
-    return SoundSetLoader(directory, format, files).load();
+                                               const AudioFormat& format, const AudioFiles& files,
+                                               const std::stop_token& stop) {
+    return SoundSetLoader(directory, format, files, stop).load();
 }
 
 std::span<const SampleRef> SoundSet::candidates(const SoundEvent& event) const noexcept {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <span>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -26,6 +27,8 @@ class SoundSetError : public std::runtime_error {
         noDefaultDown,
         /// A file is empty or cannot be converted; `subject` is its last path component.
         undecodable,
+        /// The load was asked to stop; `subject` is the set's identifier.
+        stopped,
     };
 
     SoundSetError(Kind kind, std::string subject);
@@ -50,9 +53,11 @@ class SoundSet {
     ///
     /// Throws `FileReadError` when the manifest cannot be read, `SoundManifestError` when it cannot be
     /// used, `SoundSetError` when no default down sample is playable. Any other bad file or entry is
-    /// logged once and left out.
-    [[nodiscard]] static std::shared_ptr<const SoundSet>
-    load(const std::filesystem::path& directory, const AudioFormat& format, const AudioFiles& files);
+    /// logged once and left out. Once `stop` is asked for, it ends soon with a `SoundSetError`.
+    [[nodiscard]] static std::shared_ptr<const SoundSet> load(const std::filesystem::path& directory,
+                                                              const AudioFormat& format,
+                                                              const AudioFiles& files,
+                                                              const std::stop_token& stop = {});
 
     /// The samples to choose from for an event; empty means play nothing. Real-time safe: a bounds check
     /// and a table look-up. The span lives as long as the set.

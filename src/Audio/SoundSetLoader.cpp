@@ -7,6 +7,7 @@
 #include <exception>
 #include <iterator>
 #include <unordered_set>
+#include <utility>
 
 namespace keysong {
 
@@ -36,6 +37,12 @@ joinedByGroup(const std::array<SampleListRef, SoundSet::keyCount>& byKey) {
     return result;
 }
 
+/// The same for all spellings of a name in a folder: no "." and "..", no slash too many.
+std::string shortestSpelling(const std::string& name) {
+    const std::string relative = std::filesystem::path(name).lexically_normal().generic_string();
+    return relative.substr(std::min(relative.find_first_not_of('/'), relative.size()));
+}
+
 SampleListRef firstOf(const SampleListRef& own, const SampleListRef& group, const SampleListRef& fallback) {
     if (own) {
         return own;
@@ -46,8 +53,8 @@ SampleListRef firstOf(const SampleListRef& own, const SampleListRef& group, cons
 } // namespace
 
 SoundSetLoader::SoundSetLoader(const std::filesystem::path& directory, const AudioFormat& format,
-                               const AudioFiles& files)
-    : directory_(directory), decoder_(format, files), set_(new SoundSet) {
+                               const AudioFiles& files, std::stop_token stop)
+    : directory_(directory), stop_(std::move(stop)), decoder_(format, files, stop_), set_(new SoundSet) {
 }
 
 std::shared_ptr<const SoundSet> SoundSetLoader::load() {
@@ -168,23 +175,40 @@ SampleListRef SoundSetLoader::loadList(const std::optional<SoundManifest::FileNa
 }
 
 SampleRef SoundSetLoader::loadSample(const std::string& name) {
-    if (const auto known = samples_.find(name); known != samples_.end()) {
+    if (stop_.stop_requested()) {
+        throw SoundSetError(SoundSetError::Kind::stopped, set_->manifest_.id);
+    }
+    const std::string shortest = shortestSpelling(name);
+    if (const auto known = samples_.find(shortest); known != samples_.end()) {
         return known->second;
+    }
+    if (!missing_.contains(shortest) && samples_.size() + missing_.size() >= mostFiles) {
+        if (!isFull_) {
+            leave(name, "a set has no more files than " + std::to_string(mostFiles));
+        }
+        isFull_ = true;
+        return nullptr;
     }
     try {
         // Appended as text: as a path, a name that begins with a slash would leave the folder.
         SampleRef sample = decoder_.decode(directory_.native() + "/" + name);
-        samples_.emplace(name, sample);
+        samples_.emplace(shortest, sample);
         set_->fileNames_.emplace(sample.get(), name);
         return sample;
     } catch (const std::exception& error) {
-        if (missing_.insert(name).second) {
-            log.error("set %{public}s: dropping %{public}s: %{public}s", set_->manifest_.id, name,
-                      error.what());
-            problems_.push_back(error.what());
+        if (stop_.stop_requested()) {
+            throw SoundSetError(SoundSetError::Kind::stopped, set_->manifest_.id);
+        }
+        if (missing_.insert(shortest).second) {
+            leave(name, error.what());
         }
         return nullptr;
     }
+}
+
+void SoundSetLoader::leave(const std::string& name, const std::string& reason) {
+    log.error("set %{public}s: dropping %{public}s: %{public}s", set_->manifest_.id, name, reason);
+    problems_.push_back(reason);
 }
 
 } // namespace keysong

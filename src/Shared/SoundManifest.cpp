@@ -56,6 +56,15 @@ std::string readString(const Json& value, const std::string& where) {
     return value.get<std::string>();
 }
 
+/// An identifier or a name: what is shown, sent and stored must not be endless.
+std::string readShortString(const Json& object, const char* key) {
+    std::string text = readString(require(object, key), key);
+    if (text.size() > SoundManifest::longestNameBytes) {
+        fail(key, "is longer than " + std::to_string(SoundManifest::longestNameBytes) + " bytes");
+    }
+    return text;
+}
+
 std::int64_t readInteger(const Json& value, const std::string& where) {
     if (value.is_number_unsigned()) {
         const auto number = value.get<std::uint64_t>();
@@ -201,8 +210,8 @@ SoundManifest SoundManifest::decode(std::string_view bytes) {
     const Json document = parseDocument(bytes);
     SoundManifest manifest;
     manifest.schema = readInteger(require(document, "schema"), "schema");
-    manifest.id = readString(require(document, "id"), "id");
-    manifest.name = readString(require(document, "name"), "name");
+    manifest.id = readShortString(document, "id");
+    manifest.name = readShortString(document, "name");
     manifest.gain = readFloat(document, "gain");
     manifest.pitchVariation = readFloat(document, "pitchVariation");
     manifest.gainVariation = readFloat(document, "gainVariation");
@@ -248,7 +257,7 @@ float SoundManifest::effectiveGainVariation() const noexcept {
 
 SoundManifestHead SoundManifestHead::decode(std::string_view bytes) {
     const Json document = parseDocument(bytes);
-    return {readString(require(document, "id"), "id"), readString(require(document, "name"), "name")};
+    return {readShortString(document, "id"), readShortString(document, "name")};
 }
 
 std::optional<std::uint8_t> keyCodeFromEntryName(std::string_view name) {

@@ -65,6 +65,9 @@ struct SoundManifest {
     /// No manifest file is read beyond this size: a hundred times what naming a sound for every key takes.
     static constexpr std::size_t largestFileBytes = std::size_t{4} << 20U;
 
+    /// No identifier and no name is longer; a manifest with a longer one is refused.
+    static constexpr std::size_t longestNameBytes = 256;
+
     /// Reads a manifest from the bytes of its file. A value of the wrong type anywhere under the known
     /// keys refuses the whole file, under a group name or key name that means nothing too; other keys are
     /// ignored. Null stands for absence under an optional key, but not among the entries of "groups",

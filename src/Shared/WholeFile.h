@@ -28,8 +28,8 @@ class FileReadError : public std::runtime_error {
 };
 
 /// The bytes of a regular file (or of one behind a symbolic link) of at most `largestBytes`. Folders,
-/// pipes and devices are refused without being opened. Blocks on the disk: not on the event-tap or render
-/// thread. Throws `FileReadError`.
+/// pipes and devices are refused without waiting for anybody. Blocks on the disk: not on the event-tap or
+/// render thread. Throws `FileReadError`.
 [[nodiscard]] std::string readWholeFile(const std::filesystem::path& path, std::size_t largestBytes);
 
 } // namespace keysong

@@ -1,5 +1,7 @@
 #include "Audio/SoundSet.h"
 
+#include "Audio/SampleDecoder.h"
+#include "Audio/SoundSetLoader.h"
 #include "Shared/WholeFile.h"
 #include "fakes/FakeAudioFiles.h"
 #include "support/LogCapture.h"
@@ -8,6 +10,8 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <functional>
+#include <stop_token>
 
 namespace keysong {
 namespace {
@@ -223,6 +227,77 @@ TEST_F(SoundSetTest, FilesThatCannotBeDecodedAreDropped) {
     files_.converted = {0.5F};
     (void)load(R"("defaults":{"down":["d","sub/converts-to-nothing"]})");
     EXPECT_EQ(LogCapture::shared().takeErrors(), std::vector{errors.back()});
+}
+
+TEST_F(SoundSetTest, AFileIsDecodedOnceHoweverItIsSpelled) {
+    provide({"a", "sub/b"});
+    const auto set =
+        load(R"("defaults":{"down":["a","./a",".//a","sub/../a","/a"],"up":["sub/b","sub//./b"]})");
+    EXPECT_THAT(files_.opened, ElementsAre(pathOf("a"), pathOf("sub/b")));
+    EXPECT_THAT(down(*set, 0), ElementsAre("a", "a", "a", "a", "a"));
+}
+
+TEST_F(SoundSetTest, ASetHasSoManyFilesAndNoMore) {
+    std::string names;
+    for (std::size_t number = 0; number < SoundSetLoader::mostFiles + 500; ++number) {
+        names += (number > 0 ? ",\"f" : "\"f") + std::to_string(number) + "\"";
+    }
+    files_.others = FakeAudioFiles::File();
+    const auto set = load(R"("defaults":{"down":[)" + names + "]}");
+    EXPECT_EQ(set->candidates(SoundEvent::keyDown(0)).size(), SoundSetLoader::mostFiles);
+    EXPECT_THAT(LogCapture::shared().takeErrors(),
+                ElementsAre(testing::HasSubstr("no more files than 4096")));
+}
+
+/// Nearly two minutes each, which fail at their very end.
+struct FailingFiles final : FakeAudioFiles {
+    struct Reader final : AudioFileReader {
+        explicit Reader(const FailingFiles& owner) : files(owner) {}
+        [[nodiscard]] AudioFormat format() const override { return {48000, 1}; }
+        [[nodiscard]] std::int64_t lengthFrames() const override { return 119 * 48000; }
+        std::size_t read(std::span<float> frames) override {
+            read_ += frames.size();
+            files.framesRead += frames.size();
+            if (files.onRead) {
+                files.onRead();
+            }
+            if (read_ >= 119 * 48000) {
+                throw AudioFileError("broken");
+            }
+            return frames.size();
+        }
+        const FailingFiles& files;
+        std::size_t read_ = 0;
+    };
+    [[nodiscard]] std::unique_ptr<AudioFileReader> open(const std::filesystem::path&) const override {
+        return std::make_unique<Reader>(*this);
+    }
+    mutable std::size_t framesRead = 0;
+    std::function<void()> onRead;
+};
+
+TEST(SampleDecoderTest, FilesThatFailCostWhatTheyClaim) {
+    const FailingFiles files;
+    SampleDecoder decoder({48000, 1}, files);
+    for (int file = 0; file < 100; ++file) {
+        EXPECT_THROW(static_cast<void>(decoder.decode("x")), std::runtime_error);
+    }
+    EXPECT_GT(files.framesRead, SampleDecoder::mostFramesInAll / 2);
+    EXPECT_LE(files.framesRead, SampleDecoder::mostFramesInAll);
+}
+
+TEST_F(SoundSetTest, ALoadThatIsStoppedEndsInTheMiddleOfAFile) {
+    std::stop_source stop;
+    FailingFiles files;
+    files.onRead = [&stop] { stop.request_stop(); };
+    folder_.write("manifest.json", R"({"schema":1,"id":"s","name":"S","defaults":{"down":["a","b"]}})");
+    try {
+        static_cast<void>(SoundSet::load(folder_.path(), renderFormat, files, stop.get_token()));
+        ADD_FAILURE() << "loaded";
+    } catch (const SoundSetError& error) {
+        EXPECT_EQ(error.kind(), SoundSetError::Kind::stopped);
+    }
+    EXPECT_LT(files.framesRead, 48000U);
 }
 
 } // namespace

@@ -145,5 +145,18 @@ TEST(SoundManifest, KeyEntriesAreNamedByDecimalCodes) {
     }
 }
 
+TEST(SoundManifestHeadTest, NoIdentifierAndNoNameIsEndless) {
+    const std::string longest(SoundManifest::longestNameBytes, 'x');
+    const auto text = [](const std::string& id, const std::string& name) {
+        return R"({"schema":1,"defaults":{},"id":")" + id + R"(","name":")" + name + R"("})";
+    };
+    EXPECT_EQ(SoundManifestHead::decode(text(longest, longest)).name, longest);
+    EXPECT_EQ(SoundManifest::decode(text(longest, longest)).id, longest);
+    for (const std::string& bad : {text(longest + "x", "n"), text("i", longest + "x")}) {
+        EXPECT_THROW(static_cast<void>(SoundManifestHead::decode(bad)), SoundManifestError);
+        EXPECT_THROW(static_cast<void>(SoundManifest::decode(bad)), SoundManifestError);
+    }
+}
+
 } // namespace
 } // namespace keysong

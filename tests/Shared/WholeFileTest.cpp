@@ -2,8 +2,13 @@
 
 #include "support/TempFolder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include <atomic>
+#include <cstdio>
+#include <thread>
 
 namespace keysong {
 namespace {
@@ -46,6 +51,31 @@ TEST(WholeFile, TellsAMissingFileFromOneThatCannotBeRead) {
         EXPECT_EQ(failureOf(folder.path() / name, 10), FileReadError::Kind::missing) << name;
     }
     EXPECT_EQ(failureOf(folder.path() / "loop", 10), FileReadError::Kind::unreadable);
+}
+
+TEST(WholeFile, APipeThatTakesAFilesPlaceMeanwhileIsNotWaitedFor) {
+    const test::TempFolder folder;
+    const auto file = folder.write("file", "content");
+    const auto pipe = folder.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::atomic<bool> isOver = false;
+    std::thread swapping([&] {
+        while (!isOver) {
+            renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, pipe.c_str(), RENAME_EXCHANGE);
+        }
+    });
+    int files = 0;
+    int pipes = 0;
+    while (files < 500 || pipes < 500) {
+        try {
+            EXPECT_EQ(readWholeFile(file, 100), "content");
+            ++files;
+        } catch (const FileReadError&) {
+            ++pipes;
+        }
+    }
+    isOver = true;
+    swapping.join();
 }
 
 } // namespace
