@@ -8,6 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
 #include "PackFixture.h"
 
 namespace keysong::test {
@@ -161,6 +164,21 @@ TEST_F(PackImporterTest, AKilledImportLeavesNothingThatIsListedAndTheNextOneClea
     EXPECT_THROW(working->commit(false), StagedFolderError);
     working->commit(true);
     EXPECT_TRUE(std::filesystem::exists(target / "file"));
+}
+
+TEST_F(PackImporterTest, ImportsOfOneSetAtTheSameTimeLeaveEachOthersFoldersAlone) {
+    const auto work = [this](std::atomic<int>& lost) {
+        for (int round = 0; round < 1000; ++round) {
+            const auto staged = folders.begin(sets() / "alpha");
+            std::ofstream(staged->path() / "file") << "x";
+            lost += std::filesystem::exists(staged->path() / "file") ? 0 : 1;
+        }
+    };
+    std::atomic<int> lost = 0;
+    std::thread other([&] { work(lost); });
+    work(lost);
+    other.join();
+    EXPECT_EQ(lost, 0);
 }
 
 TEST_F(PackImporterTest, WhereverAnImportIsKilledASetIsWholeOrNotThere) {

@@ -42,7 +42,8 @@ std::string temporaryPrefix(const fs::path& target) {
     return "." + target.filename().string() + ".new-";
 }
 
-/// Removes what another program left when it was killed: nobody holds the lock of such a folder.
+/// Removes what another program left when it was killed: nobody holds the lock of such a folder. One that was
+/// just made is locked before anybody else looks: whoever makes or removes holds the lock of the folder above.
 void removeLeftovers(const fs::path& target) {
     const std::string prefix = temporaryPrefix(target);
     std::error_code error;
@@ -154,6 +155,12 @@ std::unique_ptr<StagedFolder> LinuxStagedFolders::begin(const fs::path& target) 
     fs::create_directories(target.parent_path(), error);
     if (error) {
         fail(target.parent_path(), error.value());
+    }
+    const FileDescriptor above = openFolder(target.parent_path());
+    if (above.isOpen()) {
+        // For the time that it takes to make a folder. Where there are no locks, nothing is removed either.
+        while (flock(above.get(), LOCK_EX) != 0 && errno == EINTR) {
+        }
     }
     removeLeftovers(target);
     return std::make_unique<LinuxStagedFolder>(target);
