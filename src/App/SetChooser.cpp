@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <utility>
 
 namespace keysong {
@@ -30,6 +31,7 @@ SetChooser::SetChooser(AppState& state, Services services, ListHandler takeList)
 }
 
 SetChooser::~SetChooser() {
+    stopLoading_.request_stop();
     services_.folders.watch({}, {});
 }
 
@@ -63,9 +65,19 @@ void SetChooser::loadSelectedOrFirst() {
 
 void SetChooser::foldersChanged(const std::vector<std::filesystem::path>& changed) {
     changed_.insert(changed_.end(), changed.begin(), changed.end());
-    const std::int64_t generation = ++listGeneration_;
-    const auto take = lifetime_.guarded([this, generation](const std::vector<SoundSetInfo>& sets) {
-        if (listGeneration_ == generation) {
+    // One list at a time: one that was begun before the change is made again.
+    listIsOld_ = isListing_;
+    if (!isListing_) {
+        listSets();
+    }
+}
+
+void SetChooser::listSets() {
+    const auto take = lifetime_.guarded([this](const std::vector<SoundSetInfo>& sets) {
+        isListing_ = false;
+        if (std::exchange(listIsOld_, false)) {
+            listSets();
+        } else {
             takeChangedList(sets);
         }
     });
@@ -73,6 +85,7 @@ void SetChooser::foldersChanged(const std::vector<std::filesystem::path>& change
                           &mainQueue = services_.mainQueue] {
         mainQueue.async([take, sets = SoundLibrary::availableSets(places, textOrder)] { take(sets); });
     });
+    isListing_ = true;
 }
 
 void SetChooser::takeChangedList(const std::vector<SoundSetInfo>& sets) {
@@ -102,25 +115,39 @@ void SetChooser::loadSelected() {
     if (found == nullptr) {
         return;
     }
-    const std::int64_t generation = ++loadGeneration_;
-    const auto take =
-        lifetime_.guarded([this, generation, id = found->id](std::shared_ptr<const SoundSet> set) {
-            if (loadGeneration_ == generation) {
+    wanted_ = *found;
+    // One at a time: what is under way for nobody ends, and tells that it has.
+    stopLoading_.request_stop();
+    if (!isLoading_) {
+        loadWanted();
+    }
+}
+
+void SetChooser::loadWanted() {
+    stopLoading_ = std::stop_source();
+    const auto take = lifetime_.guarded(
+        [this, id = wanted_->id, stop = stopLoading_.get_token()](std::shared_ptr<const SoundSet> set) {
+            isLoading_ = false;
+            if (stop.stop_requested()) {
+                loadWanted();
+            } else if (set != nullptr) {
                 services_.engine.load(std::move(set));
                 log.info("loaded sound set %{public}s", id);
             }
         });
-    services_.background(
-        [take, info = *found, &files = services_.audioFiles, &mainQueue = services_.mainQueue] {
-            std::shared_ptr<const SoundSet> set;
-            try {
-                set = SoundSet::load(info.directory, SoundEngine::renderFormat, files);
-            } catch (const std::runtime_error& error) {
+    services_.background([take, info = *wanted_, stop = stopLoading_.get_token(),
+                          &files = services_.audioFiles, &mainQueue = services_.mainQueue] {
+        std::shared_ptr<const SoundSet> set;
+        try {
+            set = SoundSet::load(info.directory, SoundEngine::renderFormat, files, stop);
+        } catch (const std::exception& error) {
+            if (!stop.stop_requested()) {
                 log.error("sound set %{public}s failed to load: %s", info.id, error.what());
-                return;
             }
-            mainQueue.async([take, set = std::move(set)] { take(set); });
-        });
+        }
+        mainQueue.async([take, set = std::move(set)] { take(set); });
+    });
+    isLoading_ = true;
 }
 
 void SetChooser::preview(const std::string& id) {

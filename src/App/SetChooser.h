@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -42,7 +44,7 @@ class SetChooser {
 
     /// `state` outlives the chooser. Nothing happens before `start`.
     SetChooser(AppState& state, Services services, ListHandler takeList);
-    /// Ends the watching. What is still being loaded is dropped.
+    /// Ends the watching. What is still being loaded is stopped and dropped.
     ~SetChooser();
     SetChooser(const SetChooser&) = delete;
     SetChooser& operator=(const SetChooser&) = delete;
@@ -61,6 +63,8 @@ class SetChooser {
   private:
     [[nodiscard]] const SoundSetInfo* selected() const;
     void loadSelectedOrFirst();
+    void loadWanted();
+    void listSets();
     void foldersChanged(const std::vector<std::filesystem::path>& changed);
     void takeChangedList(const std::vector<SoundSetInfo>& sets);
     void awaitPreviewed(std::int64_t generation, const std::string& id, int looksLeft);
@@ -69,8 +73,14 @@ class SetChooser {
     AppState& state_;
     const Services services_;
     const ListHandler takeList_;
-    std::int64_t loadGeneration_ = 0;
-    std::int64_t listGeneration_ = 0;
+    /// The set that was asked for last.
+    std::optional<SoundSetInfo> wanted_;
+    /// Stops the load under way.
+    std::stop_source stopLoading_;
+    bool isLoading_ = false;
+    bool isListing_ = false;
+    /// Something changed since the list under way was begun.
+    bool listIsOld_ = false;
     std::int64_t previewGeneration_ = 0;
     /// What changed in the sets' folders since the list was last made.
     std::vector<std::filesystem::path> changed_;
