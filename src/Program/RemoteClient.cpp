@@ -97,6 +97,14 @@ std::string RemoteClient::marked(const std::vector<Choice>& choices, const std::
     return lines;
 }
 
+std::vector<std::string> RemoteClient::setIds() const {
+    std::vector<std::string> ids;
+    for (const Choice& choice : choicesIn(get("Sets"))) {
+        ids.push_back(choice.id);
+    }
+    return ids;
+}
+
 std::string RemoteClient::sets() const {
     return marked(choicesIn(get("Sets")), text("SetId"));
 }

@@ -29,6 +29,8 @@ class RemoteClient {
     [[nodiscard]] std::string status(bool asJson) const;
     /// The installed sets, the chosen one marked.
     [[nodiscard]] std::string sets() const;
+    /// The identifiers of the installed sets, as the running program knows them.
+    [[nodiscard]] std::vector<std::string> setIds() const;
     /// The outputs, the chosen one marked.
     [[nodiscard]] std::string outputs() const;
     [[nodiscard]] std::string stats() const;

@@ -10,16 +10,20 @@
 #include "Linux/Sound/SndfileFlacWriter.h"
 #include "Packs/PackImporter.h"
 #include "Packs/SetCheck.h"
+#include "Program/RemoteClient.h"
 #include "Shared/PrintableText.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace keysong {
@@ -74,6 +78,26 @@ std::set<std::string> identifiersElsewhere(const std::vector<std::filesystem::pa
     return ids;
 }
 
+/// A program that runs hears of new sets a moment after they are there, and later while many come: what is
+/// printed must be true when it is read.
+void awaitListed(const ImportOutcome& outcome) {
+    using namespace std::chrono_literals;
+    const auto limit = std::chrono::steady_clock::now() + 8s;
+    const auto isListed = [](const std::vector<std::string>& ids, const ImportOutcome& made) {
+        return std::ranges::all_of(made.sets, [&ids](const ImportResult& result) {
+            return std::ranges::find(ids, result.id) != ids.end();
+        });
+    };
+    try {
+        const RemoteClient client;
+        while (!isListed(client.setIds(), outcome) && std::chrono::steady_clock::now() < limit) {
+            std::this_thread::sleep_for(50ms);
+        }
+    } catch (const RemoteClientError&) {
+        // None runs: the next to start finds them.
+    }
+}
+
 void runImport(const Options& options) {
     const LinuxPlaces places;
     const PackedArchives archives;
@@ -88,6 +112,7 @@ void runImport(const Options& options) {
     const PackImporter importer(
         {archives, audio, writer, folders, forms, soundKeyOf, identifiersElsewhere(libraries)});
     const ImportOutcome outcome = importer.import(options.pack, libraries.front(), options.replace);
+    awaitListed(outcome);
     for (const ImportResult& result : outcome.sets) {
         printResult(result);
     }

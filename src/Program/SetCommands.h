@@ -12,7 +12,8 @@ namespace keysong {
 class SetHasProblems : public std::exception {};
 
 /// Adds the commands that work on the files of sound sets and need no running program: "import" and "check".
-/// They print to standard output. "import" throws `PackError`, "check" `SetHasProblems`.
+/// An import waits until a running one lists its sets, for some seconds at most. They print to standard
+/// output. "import" throws `PackError`, "check" `SetHasProblems`.
 void addSetCommands(CLI::App& app);
 
 } // namespace keysong
