@@ -71,7 +71,7 @@ struct Drive {
     double levelDb;
 };
 
-/// Noise that the contact itself radiates.
+/// Noise of a band that a contact sets free: a spring's snap, a dome's fold.
 struct Burst {
     double levelDb;
     double fromHz, toHz;
@@ -80,24 +80,52 @@ struct Burst {
     double decayMs;
 };
 
+/// Noise that the points of two rough surfaces radiate as they meet. How high it reaches follows from the
+/// length of the contact.
+struct Air {
+    double levelDb;
+    /// Time to fall by 60 dB.
+    double decayMs;
+};
+
+/// Smaller contacts that a strike brings about by chance: the housing in its plate, the cap on its stem.
+struct Follow {
+    std::size_t strike;
+    /// How many there are on average, at nominal speed; a harder blow brings about more.
+    double mean;
+    /// When they come after the strike: as often from 2 to 4 ms as from 4 to 8 ms.
+    double fromMs, toMs;
+    /// Of the earliest; the latest are 6 dB weaker.
+    double levelDb;
+    double levelJitterDb;
+};
+
+/// A light part that bounces: it is in the air for a time that goes with the speed it has left.
+struct Rebound {
+    /// Time in the air after a first blow of nominal speed: twice mass times speed left over force.
+    double firstMs = 0;
+    /// Share of the speed that a blow leaves; 0 when it does not bounce.
+    double restitution = 0;
+};
+
 /// Two parts meeting: a push of the length of the contact, rough with noise, into some banks.
 struct Strike {
     std::string name;
-    /// Length of the contact at nominal strength: long is soft and dark.
+    /// Length of the contact at nominal speed: long is soft and dark.
     double contactMs = 0.5;
     /// Noise in the push, against the push.
     double roughnessDb = -12;
     std::vector<Drive> drives;
     std::optional<Burst> burst;
+    std::optional<Air> air;
     /// More than one for a rattle: the later ones are strewn over `spreadMs`, the last `fallDb` weaker.
     int repeats = 1;
     double spreadMs = 0;
     double fallDb = 0;
-    /// More than one for a light part that bounces: each bounce comes after a time that shrinks, with a speed
-    /// that shrinks, by the coefficient of restitution.
-    int bounces = 1;
-    double firstBounceMs = 0;
-    double restitution = 0;
+    /// The repetitions are teeth that pass under a pawl while what bears them starts, runs and stops.
+    bool runs = false;
+    Rebound rebound;
+    std::vector<Follow> follows;
 };
 
 /// Something sliding: noise in a band that swells and dies away, in grains.
@@ -114,6 +142,8 @@ struct Rub {
 struct Play {
     std::size_t which;
     double delayMs = 0;
+    /// Way of the key since the first contact; at nominal speed it takes the key's speed to pass.
+    double wayMm = 0;
     double levelDb = 0;
     /// How far delay and level stray from hit to hit.
     double delayJitterMs = 0;
@@ -161,8 +191,10 @@ struct Sound {
     SoundTarget target;
     int variants = 4;
     /// K-weighted level against full scale, as if all energy of the sound lay within 50 ms.
+    /// The mean of the variants' energies has it; the variants differ as they were struck.
     double levelDb = -20;
-    double levelJitterDb = 0.5;
+    /// How far the speed of a hit strays: standard deviation.
+    double strengthDb = 1.5;
     /// The longest that a file may be; a sound that has died away earlier ends earlier.
     double lengthMs = 250;
     std::vector<Play> strikes;
@@ -187,13 +219,27 @@ struct Damping {
     double foamHz = 20000;
 };
 
-/// The desk and the near room, as a short scatter of reflections.
+/// How fast a finger moves a key, going down and letting it up.
+struct Stroke {
+    double pressMmPerS = 250;
+    double returnMmPerS = 250;
+};
+
+/// The room around the keyboard, a cube that is furnished as most are.
 struct Room {
-    double levelDb = -90;
-    int reflections = 0;
-    double lengthMs = 30;
-    double decayMs = 60;
-    double lowPassHz = 5000;
+    /// Length of an edge; 0 for no room at all.
+    double sizeM = 0;
+    /// Share of the sound that walls and furniture swallow at 177 Hz and at 11.3 kHz.
+    double absorptionLow = 0.3, absorptionHigh = 0.5;
+    /// From the key to the ear or the microphone: the farther, the more of the room is heard.
+    double distanceM = 0.25;
+};
+
+/// How the keys of a board differ in colour, as standard deviations in an octave: one key from another by its
+/// place, and one hit of a key from another.
+struct Colouring {
+    double keyDb = 0;
+    double hitDb = 0;
 };
 
 /// A whole set as its description gives it.
@@ -205,7 +251,9 @@ struct SetDescription {
     double pitchVariation = 0.02;
     double gainVariationDb = 1;
     Damping damping;
+    Stroke stroke;
     Room room;
+    Colouring colouring;
     /// The board's tuning: how the parts of this set differ from those that it shares.
     std::vector<Adjustment> adjustments;
     std::vector<Bank> banks;

@@ -8,6 +8,7 @@ namespace {
 
 constexpr double audibleHz = 20000;
 constexpr std::size_t greatestAdjustments = 256;
+constexpr std::size_t greatestFollowers = 4;
 
 /// What a key does to the part of the set that its section describes.
 template <typename Part>
@@ -73,12 +74,21 @@ const KeyTable<Damping> keysOf<Damping> = {
 };
 
 template <>
+const KeyTable<Stroke> keysOf<Stroke> = {
+    {"press", [](auto& stroke, auto& v, auto&) { stroke.pressMmPerS = v.number("mm/s", 20, 5000); }},
+    {"return", [](auto& stroke, auto& v, auto&) { stroke.returnMmPerS = v.number("mm/s", 20, 5000); }},
+};
+
+void readAbsorption(Room& room, LineValues& v, const SetDescription&) {
+    room.absorptionLow = v.number("%", 5, 95) / 100;
+    room.absorptionHigh = v.number("%", 5, 95) / 100;
+}
+
+template <>
 const KeyTable<Room> keysOf<Room> = {
-    {"level", [](auto& room, auto& v, auto&) { room.levelDb = level(v); }},
-    {"reflections", [](auto& room, auto& v, auto&) { room.reflections = v.whole(0, 500); }},
-    {"length", [](auto& room, auto& v, auto&) { room.lengthMs = v.number("ms", 1, 200); }},
-    {"decay", [](auto& room, auto& v, auto&) { room.decayMs = decay(v); }},
-    {"low-pass", [](auto& room, auto& v, auto&) { room.lowPassHz = frequency(v); }},
+    {"size", [](auto& room, auto& v, auto&) { room.sizeM = v.number("m", 0, 10); }},
+    {"absorption", readAbsorption},
+    {"distance", [](auto& room, auto& v, auto&) { room.distanceM = v.number("cm", 1, 300) / 100; }},
 };
 
 void addMode(Bank& bank, LineValues& v, const SetDescription&) {
@@ -150,10 +160,46 @@ void readRepeat(Strike& strike, LineValues& v, const SetDescription&) {
     strike.fallDb = v.number("dB", 0, 60);
 }
 
-void readBounce(Strike& strike, LineValues& v, const SetDescription&) {
-    strike.bounces = v.whole(1, 16);
-    strike.firstBounceMs = v.number("ms", 0.1, 50);
-    strike.restitution = v.number("", 0.05, 0.95);
+void readRun(Strike& strike, LineValues& v, const SetDescription&) {
+    strike.repeats = v.whole(2, 64);
+    strike.spreadMs = v.number("ms", 10, 600);
+    strike.runs = true;
+}
+
+void readRebound(Strike& strike, LineValues& v, const SetDescription&) {
+    strike.rebound.firstMs = v.number("ms", 0.1, 50);
+    strike.rebound.restitution = v.number("", 0, 0.9);
+}
+
+void addFollow(Strike& strike, LineValues& v, const SetDescription& set) {
+    Follow follow{};
+    follow.mean = v.number("", 0, 8);
+    follow.strike = indexOf(set.strikes, v, "strike");
+    const Strike& other = set.strikes[follow.strike];
+    if (&other == &strike || !other.follows.empty() || other.repeats > 1) {
+        v.fail("what follows has no repetitions and no followers");
+    }
+    follow.fromMs = v.number("ms", 0.2, 100);
+    follow.toMs = v.number("ms", 0.2, 200);
+    if (follow.toMs <= follow.fromMs) {
+        v.fail("the second time is not after the first");
+    }
+    follow.levelDb = level(v);
+    follow.levelJitterDb = v.number("dB", 0, 24);
+    const auto same = std::find_if(strike.follows.begin(), strike.follows.end(),
+                                   [&](const Follow& known) { return known.strike == follow.strike; });
+    if (same != strike.follows.end()) {
+        *same = follow;
+    } else if (strike.follows.size() < greatestFollowers) {
+        strike.follows.push_back(follow);
+    } else {
+        v.fail("there are too many");
+    }
+}
+
+void readAir(Strike& strike, LineValues& v, const SetDescription&) {
+    const double levelDb = level(v);
+    strike.air = Air{levelDb, v.number("ms", 0.1, 20)};
 }
 
 template <>
@@ -162,8 +208,11 @@ const KeyTable<Strike> keysOf<Strike> = {
     {"roughness", [](auto& strike, auto& v, auto&) { strike.roughnessDb = level(v); }},
     {"drive", addDrive},
     {"burst", addBurst},
+    {"air", readAir},
     {"repeat", readRepeat},
-    {"bounce", readBounce},
+    {"run", readRun},
+    {"rebound", readRebound},
+    {"follow", addFollow},
 };
 
 template <>
@@ -174,9 +223,15 @@ const KeyTable<Rub> keysOf<Rub> = {
     {"grain", [](auto& rub, auto& v, auto&) { rub.grain = v.number("", 0.1, 48); }},
 };
 
-/// What, when, how loud, and optionally how far both stray.
+/// What, when (a time or a way of the key), how loud, and optionally how far both stray.
 Play readPlay(std::size_t which, LineValues& v) {
-    Play play{.which = which, .delayMs = v.number("ms", 0, 300), .levelDb = level(v)};
+    Play play{.which = which};
+    if (v.nextEndsWith("mm")) {
+        play.wayMm = v.number("mm", 0, 10);
+    } else {
+        play.delayMs = v.number("ms", 0, 600);
+    }
+    play.levelDb = level(v);
     if (!v.atEnd()) {
         play.delayJitterMs = v.number("ms", 0, 50);
         play.levelJitterDb = v.number("dB", 0, 24);
@@ -198,8 +253,14 @@ void addAdjustment(Part& part, LineValues& v, const SetDescription& set) {
     part.adjustments.push_back(adjustment);
 }
 
+void readColouring(Board& board, LineValues& v, const SetDescription&) {
+    board.set.colouring.keyDb = v.number("dB", 0, 6);
+    board.set.colouring.hitDb = v.number("dB", 0, 6);
+}
+
 template <>
 const KeyTable<Board> keysOf<Board> = {
+    {"colour", readColouring},
     {"tune", [](auto& board, auto& v, auto& set) { addAdjustment(board.set, v, set); }},
 };
 
@@ -237,8 +298,8 @@ template <>
 const KeyTable<Sound> keysOf<Sound> = {
     {"variants", [](auto& sound, auto& v, auto&) { sound.variants = v.whole(1, 16); }},
     {"level", [](auto& sound, auto& v, auto&) { sound.levelDb = v.number("dB", -80, 0); }},
-    {"level-jitter", [](auto& sound, auto& v, auto&) { sound.levelJitterDb = v.number("dB", 0, 6); }},
-    {"length", [](auto& sound, auto& v, auto&) { sound.lengthMs = v.number("ms", 20, 350); }},
+    {"strength", [](auto& sound, auto& v, auto&) { sound.strengthDb = v.number("dB", 0, 6); }},
+    {"length", [](auto& sound, auto& v, auto&) { sound.lengthMs = v.number("ms", 20, 900); }},
     {"louder", [](auto& sound, auto& v, auto&) { sound.levelDb += v.number("dB", -20, 20); }},
     {"strike", addStrikePlay},
     {"also", addStrikePlay},
@@ -263,6 +324,7 @@ void readKey(Part& part, LineValues& values, const SetDescription& set) {
 
 template void readKey(SetDescription&, LineValues&, const SetDescription&);
 template void readKey(Damping&, LineValues&, const SetDescription&);
+template void readKey(Stroke&, LineValues&, const SetDescription&);
 template void readKey(Room&, LineValues&, const SetDescription&);
 template void readKey(Board&, LineValues&, const SetDescription&);
 template void readKey(Row&, LineValues&, const SetDescription&);

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "soundgen/Contacts.h"
 #include "soundgen/DescriptionKeys.h"
 #include "soundgen/DescriptionParts.h"
 #include "soundgen/Rows.h"
@@ -12,6 +13,7 @@ namespace keysong::soundgen {
 namespace {
 
 constexpr std::size_t greatestParts = 64;
+constexpr int greatestContacts = 512;
 
 constexpr std::array<std::string_view, 11> groupNames = {"main",  "space",      "enter",    "backspace",
                                                          "tab",   "escape",     "modifier", "function",
@@ -73,6 +75,8 @@ class Parser {
             readUnnamed(set_, head);
         } else if (kind == "damping") {
             readUnnamed(set_.damping, head);
+        } else if (kind == "stroke") {
+            readUnnamed(set_.stroke, head);
         } else if (kind == "room") {
             readUnnamed(set_.room, head);
         } else if (kind == "board") {
@@ -224,6 +228,12 @@ class Parser {
         }
         if (soundOf({SoundTarget::Kind::group, "main", "down"}) == set_.sounds.end()) {
             throw DescriptionError("there is no section [sound main down]");
+        }
+        for (const Sound& sound : set_.sounds) {
+            if (mostContacts(set_, sound) > greatestContacts) {
+                throw DescriptionError("the sound " + sound.fileStem() + " may have more than " +
+                                       std::to_string(greatestContacts) + " contacts");
+            }
         }
     }
 

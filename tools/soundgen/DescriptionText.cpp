@@ -75,6 +75,10 @@ std::string_view LineValues::word() {
     return fields_[next_++];
 }
 
+bool LineValues::nextEndsWith(std::string_view unit) const noexcept {
+    return !atEnd() && fields_[next_].ends_with(unit);
+}
+
 double LineValues::number(std::string_view unit, double least, double greatest) {
     const std::string_view field = word();
     std::string_view digits = field;

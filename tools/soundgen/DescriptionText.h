@@ -39,6 +39,8 @@ class LineValues {
     /// The value as it is written; not empty.
     [[nodiscard]] std::string_view word();
 
+    /// Whether the next value is there and has this unit.
+    [[nodiscard]] bool nextEndsWith(std::string_view unit) const noexcept;
     [[nodiscard]] bool atEnd() const noexcept { return next_ == fields_.size(); }
     [[nodiscard]] const LinePlace& place() const noexcept { return place_; }
     [[nodiscard]] std::string_view key() const noexcept { return key_; }

@@ -84,7 +84,10 @@ double decibelsFromAmplitude(double amplitude) noexcept {
 }
 
 double smoothStep(double x) noexcept {
-    return 0.5 - 0.5 * exactCosine(pi * std::clamp(x, 0.0, 1.0));
+    if (x <= 0 || x >= 1) {
+        return x <= 0 ? 0 : 1;
+    }
+    return 0.5 - 0.5 * exactCosine(pi * x);
 }
 
 } // namespace keysong::soundgen

@@ -54,8 +54,14 @@ void addContact(Signal& force, double atMs, double contactMs, double roughnessDb
 }
 
 void addBurst(Signal& out, double atMs, const Burst& burst, double amplitude, Random& random) {
+    // No more than there is room for.
+    const double lengthMs = std::min(burst.attackMs + 1.3 * burst.decayMs,
+                                     static_cast<double>(out.size()) * 1000 / sampleRate - atMs);
+    if (lengthMs <= 0) {
+        return;
+    }
     const int attack = samplesIn(burst.attackMs);
-    Signal noise = bandNoise(attack + samplesIn(1.3 * burst.decayMs), burst.fromHz, burst.toHz, random);
+    Signal noise = bandNoise(samplesIn(lengthMs), burst.fromHz, burst.toHz, random);
     const double fall = exactExponential(-6.907755278982137 / (burst.decayMs * sampleRate / 1000));
     double envelope = 1;
     for (std::size_t n = 0; n < noise.size(); ++n) {
@@ -67,6 +73,14 @@ void addBurst(Signal& out, double atMs, const Burst& burst, double amplitude, Ra
         }
     }
     addAt(out, atMs, noise, amplitude * amplitudeFromDecibels(burst.levelDb));
+}
+
+void addAir(Signal& out, double atMs, const Air& air, double contactMs, double amplitude, Random& random) {
+    constexpr double highestHz = 17000;
+    // Points meet for a fraction of the time that the whole does.
+    const double toHz = std::min(highestHz, 4200 / contactMs);
+    // It swells while the surfaces approach each other.
+    addBurst(out, atMs, {air.levelDb, 0.25 * toHz, toHz, 0.6 * contactMs, air.decayMs}, amplitude, random);
 }
 
 void addRub(Signal& out, double atMs, const Rub& rub, double amplitude, Random& random) {

@@ -15,8 +15,12 @@ namespace keysong::soundgen {
 void addContact(Signal& force, double atMs, double contactMs, double roughnessDb, double amplitude,
                 Random& random);
 
-/// Adds the noise that a contact radiates by itself.
+/// Adds the noise that a contact sets free.
 void addBurst(Signal& out, double atMs, const Burst& burst, double amplitude, Random& random);
+
+/// Adds the noise that a contact of this length radiates: the shorter it is the higher it reaches, to 17 kHz
+/// where hard parts meet.
+void addAir(Signal& out, double atMs, const Air& air, double contactMs, double amplitude, Random& random);
 
 /// Adds the noise of a slide.
 void addRub(Signal& out, double atMs, const Rub& rub, double amplitude, Random& random);

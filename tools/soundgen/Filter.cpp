@@ -38,4 +38,14 @@ Biquad highPass(double cornerHz) noexcept {
     return Biquad({b, -2 * b, b, s.a1 / s.a0, s.a2 / s.a0});
 }
 
+Biquad octaveGain(double centreHz, double gainDb) noexcept {
+    const double w = 2 * pi * centreHz / sampleRate;
+    const double root = amplitudeFromDecibels(gainDb / 2);
+    // A quality of 1.1: neighbours an octave off meet halfway.
+    const double alpha = exactSine(w) / 2.2;
+    const double a0 = 1 + alpha / root;
+    const double b1 = -2 * exactCosine(w) / a0;
+    return Biquad({(1 + alpha * root) / a0, b1, (1 - alpha * root) / a0, b1, (1 - alpha / root) / a0});
+}
+
 } // namespace keysong::soundgen

@@ -18,4 +18,7 @@ inline constexpr double sampleRate = 48000;
 [[nodiscard]] Biquad lowPass(double cornerHz) noexcept;
 [[nodiscard]] Biquad highPass(double cornerHz) noexcept;
 
+/// Raises (or lowers) an octave or so around a frequency by a gain.
+[[nodiscard]] Biquad octaveGain(double centreHz, double gainDb) noexcept;
+
 } // namespace keysong::soundgen

@@ -1,5 +1,7 @@
 #include "soundgen/ModalBank.h"
 
+#include <algorithm>
+
 #include "soundgen/ExactMath.h"
 
 namespace keysong::soundgen {
@@ -87,14 +89,19 @@ std::vector<Mode> modesOfHit(const std::vector<Mode>& modes, const Bank& bank, c
 }
 
 void ring(const std::vector<Mode>& modes, const Signal& force, Signal& out) {
+    const auto lastPush = static_cast<std::size_t>(
+        force.rend() - std::find_if(force.rbegin(), force.rend(), [](double push) { return push != 0; }));
     for (const Mode& mode : modes) {
         if (mode.frequencyHz > 0.45 * sampleRate) {
             continue;
         }
         const Resonator resonator(mode);
+        // Until it has fallen by 100 dB.
+        const std::size_t end =
+            std::min(out.size(), lastPush + static_cast<std::size_t>(samplesIn(mode.decayMs * 5 / 3)));
         double last = 0;
         double beforeLast = 0;
-        for (std::size_t n = 0; n < force.size(); ++n) {
+        for (std::size_t n = 0; n < end; ++n) {
             const double now =
                 resonator.input * force[n] + resonator.feedback1 * last + resonator.feedback2 * beforeLast;
             beforeLast = last;

@@ -123,10 +123,11 @@ void writeSet(const SetDescription& set, const std::filesystem::path& folder) {
     if (error) {
         throw WriteError(folder.string() + ": " + error.message());
     }
-    const SoundRenderer renderer(set);
+    SoundRenderer renderer(set);
     for (const Sound& sound : set.sounds) {
-        for (int variant = 0; variant < sound.variants; ++variant) {
-            writeSound(renderer.render(sound, variant), set.seed, folder / fileName(sound, variant));
+        int variant = 0;
+        for (const Signal& signal : renderer.render(sound)) {
+            writeSound(signal, set.seed, folder / fileName(sound, variant++));
         }
     }
     const auto path = folder / "manifest.json";

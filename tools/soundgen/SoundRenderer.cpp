@@ -4,8 +4,9 @@
 #include "Shared/NumberText.h"
 
 #include <algorithm>
-#include <utility>
+#include <cmath>
 
+#include "soundgen/Contacts.h"
 #include "soundgen/ExactMath.h"
 #include "soundgen/Excitation.h"
 #include "soundgen/Finish.h"
@@ -28,56 +29,27 @@ struct Hit {
     Signal out;
 };
 
-struct Stray {
-    double delayMs;
-    double levelDb;
-};
-
-Stray strayed(const Play& play, Random& random) {
-    const double delay = play.delayMs + play.delayJitterMs * random.stray();
-    return {std::max(0.0, delay), play.levelDb + play.levelJitterDb * random.stray()};
+void addContact(Hit& hit, const Strike& strike, const Contact& contact, Random& random) {
+    const double contactMs = contactMsAt(strike, contact.speedDb);
+    const double amplitude = amplitudeFromDecibels(contact.levelDb);
+    for (const Drive& drive : strike.drives) {
+        addContact(hit.force(drive.bank), contact.atMs, contactMs, strike.roughnessDb,
+                   amplitude * amplitudeFromDecibels(drive.levelDb), random);
+    }
+    if (strike.burst) {
+        addBurst(hit.out, contact.atMs, *strike.burst, amplitude, random);
+    }
+    if (strike.air) {
+        // More points of two surfaces meet the faster they do.
+        addAir(hit.out, contact.atMs, *strike.air, contactMs,
+               amplitude * amplitudeFromDecibels(contact.speedDb / 2), random);
+    }
 }
 
-/// One meeting of the two parts of a strike.
-struct Contact {
-    double atMs;
-    double levelDb;
-};
-
-/// All that come of one play of a strike: its repetitions, and the bounces of each.
-std::vector<Contact> contactsOf(const Strike& strike, const Stray& stray, Random& random) {
-    std::vector<Contact> contacts;
-    for (int i = 0; i < strike.repeats; ++i) {
-        const double share = strike.repeats > 1 ? static_cast<double>(i) / (strike.repeats - 1) : 0;
-        Contact contact{stray.delayMs +
-                            (i == 0 ? 0 : strike.spreadMs * (share + 0.3 * random.even() / strike.repeats)),
-                        stray.levelDb - strike.fallDb * share + (i == 0 ? 0 : 2 * random.stray())};
-        contacts.push_back(contact);
-        double speed = 1;
-        for (int bounce = 1; bounce < strike.bounces; ++bounce) {
-            // The time in the air goes with the speed that is left.
-            contact.atMs += strike.firstBounceMs * speed * (1 + 0.2 * random.stray());
-            speed *= strike.restitution;
-            contacts.push_back({contact.atMs, contact.levelDb + decibelsFromAmplitude(speed)});
-        }
-    }
-    return contacts;
-}
-
-void addStrike(Hit& hit, const Strike& strike, const Play& play, Random& random) {
-    const Stray stray = strayed(play, random);
-    for (const Contact& contact : contactsOf(strike, stray, random)) {
-        // A harder blow is a shorter one: contact time goes with the velocity to the power -1/5 (Hertz).
-        const double contactMs =
-            strike.contactMs * amplitudeFromDecibels((play.levelDb - contact.levelDb) / 5);
-        for (const Drive& drive : strike.drives) {
-            addContact(hit.force(drive.bank), contact.atMs, contactMs, strike.roughnessDb,
-                       amplitudeFromDecibels(contact.levelDb + drive.levelDb), random);
-        }
-        if (strike.burst) {
-            addBurst(hit.out, contact.atMs, *strike.burst, amplitudeFromDecibels(contact.levelDb), random);
-        }
-    }
+void addSlide(Hit& hit, const Rub& rub, const Play& play, double strengthDb, Random& random) {
+    const double atMs = std::max(0.0, play.delayMs + play.delayJitterMs * random.stray());
+    const double levelDb = play.levelDb + strengthDb + play.levelJitterDb * random.stray();
+    addRub(hit.out, atMs, rub, amplitudeFromDecibels(levelDb), random);
 }
 
 /// What the board and the sound make of a bank together.
@@ -95,54 +67,82 @@ Adjustment adjustmentOf(const SetDescription& set, const Sound& sound, std::size
     return whole;
 }
 
-/// Scales a sound to its level, strayed by a little.
-void setLevel(Signal& signal, const Sound& sound, double levelDb) {
-    const double measured = loudness(signal);
-    if (!(measured > 0)) {
+/// Scales all hits of a sound alike so that their mean energy has its level.
+void setLevel(std::vector<Signal>& hits, const Sound& sound) {
+    double energy = 0;
+    double peak = 0;
+    for (const Signal& hit : hits) {
+        const double level = loudness(hit);
+        energy += level * level / static_cast<double>(hits.size());
+        peak = std::max(peak, peakOf(hit));
+    }
+    if (!(energy > 0)) {
         throw DescriptionError("the sound " + sound.fileStem() + " is silent");
     }
-    const double gain = amplitudeFromDecibels(levelDb) / measured;
+    const double gain = amplitudeFromDecibels(sound.levelDb) / std::sqrt(energy);
     const double allowed = amplitudeFromDecibels(-1);
-    const double peak = peakOf(signal) * gain;
-    if (peak > allowed) {
-        throw DescriptionError("the sound " + sound.fileStem() + " would peak at " + fixedText(peak, 2) +
-                               " of full scale, more than " + fixedText(allowed, 2) + ": lower its level");
+    if (peak * gain > allowed) {
+        throw DescriptionError("the sound " + sound.fileStem() + " would peak at " +
+                               fixedText(peak * gain, 2) + " of full scale, more than " +
+                               fixedText(allowed, 2) + ": lower its level");
     }
-    for (double& sample : signal) {
-        sample *= gain;
+    for (Signal& hit : hits) {
+        for (double& sample : hit) {
+            sample *= gain;
+        }
     }
+}
+
+/// A hand does not strike beyond twice the deviation.
+double strengthOf(const Sound& sound, Random& random) {
+    return sound.strengthDb * std::clamp(random.gaussian(), -2.0, 2.0);
 }
 
 } // namespace
 
-SoundRenderer::SoundRenderer(const SetDescription& set) : set_(set) {
+SoundRenderer::SoundRenderer(const SetDescription& set)
+    : set_(set), colour_(set.colouring, set.seed), room_(set.room, set.seed) {
     for (const Bank& bank : set.banks) {
         modes_.push_back(drawModes(bank, set.seed));
     }
 }
 
-Signal SoundRenderer::render(const Sound& sound, int variant) const {
+Signal SoundRenderer::hit(const Sound& sound, int variant) {
     Random random(set_.seed, sound.fileStem(), static_cast<std::uint64_t>(variant));
     Hit hit(set_, static_cast<std::size_t>(samplesIn(sound.lengthMs)));
-    for (const Play& play : sound.strikes) {
-        addStrike(hit, set_.strikes[play.which], play, random);
+    const double strengthDb = strengthOf(sound, random);
+    for (const Contact& contact : contactsOf(set_, sound, strengthDb, random)) {
+        addContact(hit, set_.strikes[contact.strike], contact, random);
     }
     for (const Play& play : sound.rubs) {
-        const Stray stray = strayed(play, random);
-        addRub(hit.out, stray.delayMs, set_.rubs[play.which], amplitudeFromDecibels(stray.levelDb), random);
+        addSlide(hit, set_.rubs[play.which], play, strengthDb, random);
     }
+    const Place place = sound.placeOf(variant);
     for (std::size_t bank = 0; bank < set_.banks.size(); ++bank) {
         if (!hit.forces[bank].empty()) {
             ring(modesOfHit(modes_[bank], set_.banks[bank], adjustmentOf(set_, sound, bank), set_.damping,
-                            sound.placeOf(variant), random),
+                            place, random),
                  hit.forces[bank], hit.out);
         }
     }
-    addRoom(hit.out, set_.room, set_.seed);
     removeRumble(hit.out);
-    trimTail(hit.out);
-    setLevel(hit.out, sound, sound.levelDb + sound.levelJitterDb * random.stray());
-    return std::move(hit.out);
+    colour_.apply(hit.out, place, random);
+    trimTail(hit.out, 90);
+    // Apart, so that a board sounds the same in every room.
+    Random walls(set_.seed, "room " + sound.fileStem(), static_cast<std::uint64_t>(variant));
+    Signal heard = convolver_.convolve(hit.out, room_.at(place, walls),
+                                       static_cast<std::size_t>(samplesIn(sound.lengthMs)));
+    trimTail(heard, 66);
+    return heard;
+}
+
+std::vector<Signal> SoundRenderer::render(const Sound& sound) {
+    std::vector<Signal> hits;
+    for (int variant = 0; variant < sound.variants; ++variant) {
+        hits.push_back(hit(sound, variant));
+    }
+    setLevel(hits, sound);
+    return hits;
 }
 
 } // namespace keysong::soundgen

@@ -56,15 +56,19 @@ class Sounds:
         return self.cache[name]
 
     def typing(self):
-        """Two hundred presses of eight a second, every sixth one the space bar, each up 90 ms after its down."""
-        out = np.zeros(int(26 * RATE))
+        """Two hundred presses of about eight a second, every sixth one the space bar, each up some 90 ms after its
+        down; evenly spaced, the low resonances of one press would add up with those of the next."""
+        out = np.zeros(int(27 * RATE))
         gain = 10 ** (self.manifest["gain"] / 20)
+        random = np.random.default_rng(1)
         for i in range(200):
-            at = int((0.2 + i / 8) * RATE)
+            at = 0.2 + i / 8 + random.uniform(-0.04, 0.04)
             key = "space" if i % 6 == 5 else "main"
-            for way, delay in (("down", 0), ("up", int(0.09 * RATE))):
-                x = self.of(f"{key} {way}")[i % len(self.of(f"{key} {way}"))]
-                out[at + delay: at + delay + len(x)] += gain * x
+            for way, delay in (("down", 0), ("up", random.uniform(0.06, 0.12))):
+                sounds = self.of(f"{key} {way}")
+                x = sounds[random.integers(len(sounds))]
+                start = int((at + delay) * RATE)
+                out[start: start + len(x)] += gain * x
         return out
 
 
