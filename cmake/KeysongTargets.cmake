@@ -20,6 +20,23 @@ if(KEYSONG_USE_LLD)
     target_link_options(keysong_options INTERFACE -fuse-ld=lld)
   endif()
 endif()
+# What is installed checks itself and leaves an intruder little to work with; script/check looks at the result.
+option(KEYSONG_HARDEN "Build releases with the checks of compiler, linker and library" ON)
+if(KEYSONG_HARDEN AND NOT KEYSONG_SANITIZE)
+  include(CheckCXXCompilerFlag)
+  # Jumps land only where the processor's own marks allow it.
+  set(KEYSONG_BRANCH_FLAG "")
+  foreach(flag IN ITEMS -fcf-protection=full -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "KEYSONG_HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      set(KEYSONG_BRANCH_FLAG ${flag})
+    endif()
+  endforeach()
+  target_compile_options(keysong_options INTERFACE $<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2
+    -D_GLIBCXX_ASSERTIONS;-fstack-protector-strong;-fstack-clash-protection;-fPIE;${KEYSONG_BRANCH_FLAG}>)
+  target_link_options(keysong_options INTERFACE "$<$<CONFIG:Release>:-pie;LINKER:-z,relro,-z,now>")
+endif()
 if(KEYSONG_SANITIZE)
   target_compile_options(keysong_options INTERFACE -fsanitize=${KEYSONG_SANITIZE} -fno-omit-frame-pointer
     $<$<CXX_COMPILER_ID:GNU>:-Wno-tsan -Wno-maybe-uninitialized>)
