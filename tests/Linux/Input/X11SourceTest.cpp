@@ -6,6 +6,7 @@
 #include "Linux/Input/LibinputSource.h"
 #include "Linux/Input/LinuxInput.h"
 #include "Linux/System/LinuxThreads.h"
+#include "fakes/FakeInputSource.h"
 #include "fakes/FakePlaces.h"
 #include "support/Eventually.h"
 #include "support/LogCapture.h"
@@ -337,10 +338,18 @@ TEST_F(X11SourceTest, AServerThatComesBackIsHeardAgain) {
 
 TEST_F(X11SourceTest, TheEnvironmentLeavesOneSourceOfInput) {
     test::FakePlaces places;
-    const auto hasAccess = [&places](const char* wish) {
+    bool serviceGives = false;
+    const auto hasAccess = [&](const char* wish) {
         places.variables["KEYSONG_INPUT"] = wish;
-        return makeInputSource(places)->hasAccess();
+        auto service = std::make_unique<test::FakeInputSource>();
+        service->trusted = serviceGives;
+        return makeInputSource(places, std::move(service))->hasAccess();
     };
+    EXPECT_FALSE(hasAccess("service"));
+    serviceGives = true;
+    EXPECT_TRUE(hasAccess("service"));
+    EXPECT_TRUE(hasAccess(""));
+    serviceGives = false;
     const bool hearsDevices = LibinputSource().hasAccess();
     {
         const test::ScopedVariable display("DISPLAY", server->display().c_str());
