@@ -43,7 +43,8 @@ std::string temporaryPrefix(const fs::path& target) {
 }
 
 /// Removes what another program left when it was killed: nobody holds the lock of such a folder. One that was
-/// just made is locked before anybody else looks: whoever makes or removes holds the lock of the folder above.
+/// just made is locked before anybody else looks: whoever makes or removes holds the lock of the folder
+/// above.
 void removeLeftovers(const fs::path& target) {
     const std::string prefix = temporaryPrefix(target);
     std::error_code error;
