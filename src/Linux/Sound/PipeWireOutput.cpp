@@ -191,14 +191,16 @@ void PipeWireOutput::waitForStream() {
         destroyStream();
         throw AudioOutputError("the stream did not start: " + reason);
     }
-    // The first period tells the granted size; without one soon the requested size stands in for it.
+    // The first period tells the granted size; without one soon the requested size stands in for it. A stream
+    // that is moved at once is paused meanwhile.
     const auto limit = std::chrono::steady_clock::now() + firstPeriodLimit;
-    while (timeline_.grantedFrames() == 0 && std::chrono::steady_clock::now() < limit) {
+    const auto isThere = [this] { return stream_ != nullptr && streamState_ >= PW_STREAM_STATE_PAUSED; };
+    while (isThere() && timeline_.grantedFrames() == 0 && std::chrono::steady_clock::now() < limit) {
         pw_thread_loop_unlock(session_->loop());
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         pw_thread_loop_lock(session_->loop());
     }
-    if (stream_ == nullptr || streamState_ != PW_STREAM_STATE_STREAMING) {
+    if (!isThere()) {
         destroyStream();
         throw AudioOutputError("the stream was lost while it started");
     }
