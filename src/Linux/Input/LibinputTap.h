@@ -97,12 +97,15 @@ class LibinputTap final : public InputTap {
     void configurePointer(const Device& device, const PointerRules& rules) const;
 
     void dispatch();
+
+    // What comes of an event, in LibinputTapEvents.cpp.
     void handle(libinput_event* event);
     void handleKey(libinput_event* event, libinput_device* device);
     void handlePointer(libinput_event* event, libinput_device* device);
     /// The pointer moves, or a finger or a pen is on a screen.
     void handleMotion(libinput_device* device);
     void button(libinput_device* device, std::uint16_t code, bool pressed, InputTranslator::Time time);
+    [[nodiscard]] static InputTranslator::Device keyOf(libinput_device* device);
     [[nodiscard]] static Device& deviceOf(libinput_device* device);
     [[nodiscard]] static DeviceOrigin originOf(libinput_device* device);
     /// The source state of a key or button.
