@@ -3,15 +3,10 @@
 #include "Input/EventDecoder.h"
 #include "Input/EventTap.h"
 #include "Input/InputDevTest.h"
-#include "Linux/Input/LibinputSource.h"
-#include "Linux/Input/LinuxInput.h"
 #include "Linux/System/LinuxThreads.h"
-#include "fakes/FakeInputSource.h"
-#include "fakes/FakePlaces.h"
 #include "support/Eventually.h"
 #include "support/LogCapture.h"
 #include "support/PrivateXServer.h"
-#include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 #include "support/XTestClient.h"
 
@@ -334,34 +329,6 @@ TEST_F(X11SourceTest, AServerThatComesBackIsHeardAgain) {
     ASSERT_EQ(events.size(), 2U);
     EXPECT_EQ(events[0].sourceState, hardwareSourceState);
     EXPECT_EQ(events[0].flags, std::uint64_t{nonCoalescedFlag}) << "what was held before is forgotten";
-}
-
-TEST_F(X11SourceTest, TheEnvironmentLeavesOneSourceOfInput) {
-    test::FakePlaces places;
-    bool serviceGives = false;
-    const auto hasAccess = [&](const char* wish) {
-        places.variables["KEYSONG_INPUT"] = wish;
-        auto service = std::make_unique<test::FakeInputSource>();
-        service->trusted = serviceGives;
-        return makeInputSource(places, std::move(service))->hasAccess();
-    };
-    EXPECT_FALSE(hasAccess("service"));
-    serviceGives = true;
-    EXPECT_TRUE(hasAccess("service"));
-    EXPECT_TRUE(hasAccess(""));
-    serviceGives = false;
-    const bool hearsDevices = LibinputSource().hasAccess();
-    {
-        const test::ScopedVariable display("DISPLAY", server->display().c_str());
-        EXPECT_TRUE(hasAccess("x11"));
-        EXPECT_TRUE(hasAccess(""));
-        EXPECT_EQ(hasAccess("devices"), hearsDevices);
-        EXPECT_TRUE(hasAccess("wishes"));
-        EXPECT_THAT(LogCapture::shared().takeErrors(), ElementsAre(HasSubstr("KEYSONG_INPUT=wishes")));
-    }
-    const test::ScopedVariable display("DISPLAY", nullptr);
-    EXPECT_FALSE(hasAccess("x11"));
-    EXPECT_EQ(hasAccess(""), hearsDevices);
 }
 
 TEST_F(X11SourceTest, WithoutAUsableServerNoTapStartsAndTheLogSaysWhy) {
