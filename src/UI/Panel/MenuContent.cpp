@@ -118,6 +118,11 @@ bool MenuContent::handleKey(const QKeyEvent& event) {
         }
         return false;
     }
+    if (event.key() == Qt::Key_Alt) {
+        // The toolkit would close the menu and give the keyboard back, perhaps between the press and the release
+        // of the key that follows: neither the menu nor the hotkey would see both.
+        return true;
+    }
     QAction* const item = itemFor(event);
     // An open menu has the keyboard to itself, and neither a grab nor the desktop gets to see the press. The
     // input devices do: what listens there has acted already.
