@@ -1,5 +1,6 @@
 #include "Program/WindowsSession.h"
 
+#include "Linux/System/XcbKeyboard.h"
 #include "Shared/Log.h"
 
 #include <QMessageBox>
@@ -70,6 +71,10 @@ void WindowsSession::setPanel(const PanelState& panel) {
     }
     trayItem_.reset();
     if (panel.serveTray) {
+        // Its open menu must know when the key of a shortcut comes up.
+        if (const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) {
+            useDetectableRepeat(x11->connection());
+        }
         trayItem_.emplace(state_,
                           PanelMenu::Actions{[this] { state_.showSettings(); }, [this] { state_.quit(); }});
     } else {

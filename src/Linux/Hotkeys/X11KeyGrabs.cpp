@@ -2,15 +2,9 @@
 
 #include "Linux/Input/KeyCodes.h"
 #include "Linux/System/Xcb.h"
+#include "Linux/System/XcbKeyboard.h"
 
 #include <X11/keysym.h>
-// The header has a field of this name.
-#ifdef __clang__
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#endif
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 
 #include <algorithm>
 #include <initializer_list>
@@ -82,28 +76,17 @@ X11KeyGrabs::X11KeyGrabs(xcb_connection_t* connection, int screen) : connection_
 
 void X11KeyGrabs::useKeyboardExtension() {
     xcb_connection_t* connection = connection_.get();
-    const auto* extension = xcb_get_extension_data(connection, &xcb_xkb_id);
-    if (extension == nullptr || extension->present == 0) {
-        return;
-    }
-    const auto usable = xcbRef(xcb_xkb_use_extension_reply(
-        connection, xcb_xkb_use_extension(connection, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION),
-        nullptr));
-    if (usable == nullptr || usable->supported == 0) {
-        return;
-    }
     // Otherwise a held key would seem to be released and pressed again and again.
-    constexpr std::uint32_t flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
-    const auto granted = xcbRef(xcb_xkb_per_client_flags_reply(
-        connection, xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0),
-        nullptr));
+    if (!useDetectableRepeat(connection)) {
+        return;
+    }
     // The extension reports mappings to its clients; the core protocol then no longer does.
     constexpr std::uint16_t newKeyboard = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
     constexpr std::uint16_t changes = newKeyboard | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     constexpr std::uint16_t allParts = 0xFF;
     xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, changes, 0, newKeyboard, allParts, allParts,
                           nullptr);
-    mappingEvent_ = extension->first_event;
+    mappingEvent_ = xcb_get_extension_data(connection, &xcb_xkb_id)->first_event;
 }
 
 X11KeyGrabs::ModifierMasks X11KeyGrabs::readModifiers() const {

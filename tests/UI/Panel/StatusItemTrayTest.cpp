@@ -3,6 +3,7 @@
 #include "App/Panel/PanelItem.h"
 #include "Linux/Desktop/X11TraySelection.h"
 #include "Linux/Hotkeys/X11Hotkeys.h"
+#include "Linux/System/XcbKeyboard.h"
 #include "UI/Panel/StatusItem.h"
 #include "fakes/FakeTray.h"
 #include "fakes/PumpedQueue.h"
@@ -51,6 +52,8 @@ class StatusItemTrayTest : public test::ModelFixture {
     void launch() {
         grabs = X11Hotkeys::make(hotkeyQueue, threads);
         ASSERT_NE(grabs, nullptr);
+        ASSERT_TRUE(useDetectableRepeat(
+            qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection()));
         usedHotkeys = grabs.get();
         makeModel();
         model->bootstrap();
