@@ -119,8 +119,8 @@ bool MenuContent::handleKey(const QKeyEvent& event) {
         return false;
     }
     if (event.key() == Qt::Key_Alt) {
-        // The toolkit would close the menu and give the keyboard back, perhaps between the press and the release
-        // of the key that follows: neither the menu nor the hotkey would see both.
+        // The toolkit would close the menu and give the keyboard back, perhaps between the press and the
+        // release of the key that follows: neither the menu nor the hotkey would see both.
         return true;
     }
     QAction* const item = itemFor(event);

@@ -52,8 +52,8 @@ class StatusItemTrayTest : public test::ModelFixture {
     void launch() {
         grabs = X11Hotkeys::make(hotkeyQueue, threads);
         ASSERT_NE(grabs, nullptr);
-        ASSERT_TRUE(useDetectableRepeat(
-            qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection()));
+        ASSERT_TRUE(
+            useDetectableRepeat(qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection()));
         usedHotkeys = grabs.get();
         makeModel();
         model->bootstrap();
