@@ -30,6 +30,10 @@ class SampleDecoder {
     /// `target` must have one channel. `files` outlives the decoder. Once `stop` is asked for, a file under
     /// way fails soon.
     SampleDecoder(const AudioFormat& target, const AudioFiles& files, std::stop_token stop = {});
+    /// Lets `files` rest.
+    ~SampleDecoder() { files_.rest(); }
+    SampleDecoder(const SampleDecoder&) = delete;
+    SampleDecoder& operator=(const SampleDecoder&) = delete;
 
     /// The whole of one file in the target format. What the file says of its length is charged before
     /// anything is decoded, and what it had less is given back only when it proves good. Throws

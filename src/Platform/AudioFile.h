@@ -59,6 +59,9 @@ class AudioFiles {
                                                      const AudioFormat& to,
                                                      std::size_t capacityFrames) const = 0;
 
+    /// Gives back what reading keeps for the next file, such as a process. The next file fetches it again.
+    virtual void rest() const {}
+
   protected:
     AudioFiles() = default;
     AudioFiles(const AudioFiles&) = default;

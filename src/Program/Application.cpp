@@ -105,7 +105,8 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
     const PointerFollower pointers(machine.places, machine.threads);
     const auto input = makeInputSource(
         machine.places, std::make_unique<listener::ListenerSource>(machine.threads), pointers.choices());
-    LinuxWindowsProgram windowsProgram(LinuxWindowsProgram::find("keysong-settings", KEYSONG_PROGRAM_FOLDER));
+    LinuxWindowsProgram windowsProgram(
+        SpawnedProcess::ownProgram("keysong-settings", KEYSONG_PROGRAM_FOLDER));
     WindowsLauncher windows(windowsProgram, KeyMonitor::shared(), mainQueue, askerOfEnvironment().display,
                             [&bus] { return bus.isOpen(); });
     SerialQueue writer(machine.threads, {"com.orlen.keysong.preferences", "preferences"});
@@ -119,7 +120,7 @@ int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const Ter
     PipeWireCaptures captures(mainQueue);
     LinuxFolderWatcher folders(mainQueue, machine.threads);
     AppModel model({engine, output->devices(), *input, machine.threads, machine.places, machine.textOrder,
-                    machine.audioFiles, preferences, migration, loginItem, hotkeys, *frontmost, captures,
+                    machine.files.audio, preferences, migration, loginItem, hotkeys, *frontmost, captures,
                     folders, windows, mainQueue,
                     [&background](const std::function<void()>& task) { runBeside(background, task); },
                     [&hotkeys](const RawEvent& event) { hotkeys.observe(event); }});

@@ -1,12 +1,12 @@
 #include "Linux/Files/IcuTextOrder.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Log/LogSinks.h"
-#include "Linux/Sound/SndfileAudio.h"
 #include "Linux/System/LinuxThreads.h"
 #include "Linux/System/Utf8Characters.h"
 #include "Program/AccessCommands.h"
 #include "Program/CommandNumbers.h"
 #include "Program/ControlCommands.h"
+#include "Program/GuardedFiles.h"
 #include "Program/RemoteClient.h"
 #include "Program/RenderCommand.h"
 #include "Program/SetCommands.h"
@@ -78,8 +78,8 @@ int main(int count, char** words) {
         Logger::setSink(sink.get());
         LinuxThreads threads;
         const IcuTextOrder textOrder(places);
-        const SndfileAudio audioFiles;
-        RenderCommand(threads, places, textOrder, audioFiles).run(options);
+        const GuardedFiles files(places);
+        RenderCommand(threads, places, textOrder, files.audio).run(options);
     });
     addAccessCommands(app);
     addControlCommands(app);

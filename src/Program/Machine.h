@@ -3,11 +3,11 @@
 #include "Linux/Files/IcuTextOrder.h"
 #include "Linux/Files/LinuxDurableFiles.h"
 #include "Linux/Files/LinuxPlaces.h"
-#include "Linux/Sound/SndfileAudio.h"
 #include "Linux/System/LinuxMemoryLock.h"
 #include "Linux/System/LinuxThreads.h"
 #include "Linux/System/MonotonicClock.h"
 #include "Platform/AudioOutput.h"
+#include "Program/GuardedFiles.h"
 
 #include <memory>
 
@@ -20,7 +20,7 @@ struct Machine {
     LinuxMemoryLock memoryLock;
     MonotonicClock clock;
     IcuTextOrder textOrder{places};
-    SndfileAudio audioFiles;
+    GuardedFiles files{places};
     LinuxDurableFiles durableFiles;
 
     /// The best sound output of this machine, the built-in virtual one when there is no other.

@@ -33,7 +33,7 @@ int runAudioTest(Machine& machine, std::span<const std::string_view> arguments,
         return std::make_unique<SoundEngine>(*output, machine.clock, machine.threads, RandomSource());
     };
     return mode(AudioDevTest({makeEngine, machine.clock, machine.threads, machine.places, machine.textOrder,
-                              machine.audioFiles,
+                              machine.files.audio,
                               [](std::chrono::nanoseconds time) { std::this_thread::sleep_for(time); }},
                              arguments));
 }

@@ -1,15 +1,15 @@
 #include "Program/SetCommands.h"
 
 #include "Audio/SoundLibrary.h"
+#include "Linux/Decoder/ChildArchives.h"
 #include "Linux/Files/IcuTextForms.h"
 #include "Linux/Files/LinuxPlaces.h"
 #include "Linux/Files/LinuxStagedFolders.h"
-#include "Linux/Files/PackedArchives.h"
 #include "Linux/Input/KeyCodes.h"
-#include "Linux/Sound/SndfileAudio.h"
 #include "Linux/Sound/SndfileFlacWriter.h"
 #include "Packs/PackImporter.h"
 #include "Packs/SetCheck.h"
+#include "Program/GuardedFiles.h"
 #include "Program/RemoteClient.h"
 #include "Shared/PrintableText.h"
 
@@ -100,8 +100,8 @@ void awaitListed(const ImportOutcome& outcome) {
 
 void runImport(const Options& options) {
     const LinuxPlaces places;
-    const PackedArchives archives;
-    const SndfileAudio audio;
+    const GuardedFiles files(places);
+    const ChildArchives archives(files.child);
     const SndfileFlacWriter writer;
     const LinuxStagedFolders folders;
     const IcuTextForms forms;
@@ -110,7 +110,7 @@ void runImport(const Options& options) {
         throw PackError("there is no home folder to import into");
     }
     const PackImporter importer(
-        {archives, audio, writer, folders, forms, soundKeyOf, identifiersElsewhere(libraries)});
+        {archives, files.audio, writer, folders, forms, soundKeyOf, identifiersElsewhere(libraries)});
     const ImportOutcome outcome = importer.import(options.pack, libraries.front(), options.replace);
     awaitListed(outcome);
     for (const ImportResult& result : outcome.sets) {
@@ -125,7 +125,9 @@ void runImport(const Options& options) {
 }
 
 void runCheck(const Options& options) {
-    const SetCheck check = checkSet(options.set, SndfileAudio());
+    const LinuxPlaces places;
+    const GuardedFiles files(places);
+    const SetCheck check = checkSet(options.set, files.audio);
     for (const std::string& problem : check.problems) {
         print("problem: " + problem);
     }

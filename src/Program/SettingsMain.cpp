@@ -4,6 +4,7 @@
 #include "Linux/Desktop/LinuxWindowsProgram.h"
 #include "Linux/Log/LogSinks.h"
 #include "Linux/System/PacketSocket.h"
+#include "Linux/System/SpawnedProcess.h"
 #include "Linux/System/Utf8Characters.h"
 #include "Program/WindowsSession.h"
 #include "Shared/Log.h"
@@ -50,7 +51,7 @@ int passOn(int& count, char** words) {
         return complain("there is no session bus, by which the settings speak to Keysong");
     }
     const QString program =
-        QString::fromStdString(LinuxWindowsProgram::find("keysong", KEYSONG_PROGRAM_FOLDER).string());
+        QString::fromStdString(SpawnedProcess::ownProgram("keysong", KEYSONG_PROGRAM_FOLDER).string());
     const auto runs = [&connection] {
         return connection.interface()->isServiceRegistered(RemoteControl::serviceName).value();
     };

@@ -82,12 +82,6 @@ std::vector<std::string> ownEnvironmentWith(const WindowsProgram::Environment& c
 
 } // namespace
 
-std::filesystem::path LinuxWindowsProgram::find(const char* name, const std::filesystem::path& folder) {
-    std::error_code error;
-    auto beside = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / name;
-    return access(beside.c_str(), X_OK) == 0 ? beside : folder / name;
-}
-
 std::unique_ptr<WindowsProcess> LinuxWindowsProgram::start(const Environment& changes) {
     try {
         int ends[2];

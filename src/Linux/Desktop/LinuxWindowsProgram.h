@@ -15,9 +15,6 @@ class LinuxWindowsProgram final : public WindowsProgram {
 
     explicit LinuxWindowsProgram(std::filesystem::path executable) : executable_(std::move(executable)) {}
 
-    /// A program of this project: beside this process's own executable, else in `folder`. Any thread.
-    [[nodiscard]] static std::filesystem::path find(const char* name, const std::filesystem::path& folder);
-
     [[nodiscard]] std::unique_ptr<WindowsProcess> start(const Environment& changes) override;
 
   private:

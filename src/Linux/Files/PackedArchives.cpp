@@ -211,7 +211,12 @@ void countEntries(const FileDescriptor& file, const ArchiveLimits& limits) {
 
 std::unique_ptr<Archive> PackedArchives::open(const std::filesystem::path& path,
                                               const ArchiveLimits& limits) const {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    return openDescriptor(openRegularFile(path, limits), limits);
+}
+
+FileDescriptor PackedArchives::openRegularFile(const std::filesystem::path& path,
+                                               const ArchiveLimits& limits) {
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0) {
         throw ArchiveError(std::generic_category().message(errno));
@@ -222,6 +227,11 @@ std::unique_ptr<Archive> PackedArchives::open(const std::filesystem::path& path,
     if (static_cast<std::uint64_t>(status.st_size) > limits.largestArchiveBytes) {
         throw ArchiveError("the archive is too large");
     }
+    return file;
+}
+
+std::unique_ptr<Archive> PackedArchives::openDescriptor(const FileDescriptor& file,
+                                                        const ArchiveLimits& limits) {
     countEntries(file, limits);
     constexpr std::size_t blockBytes = std::size_t{64} << 10U;
     const Reader reader = makeReader();

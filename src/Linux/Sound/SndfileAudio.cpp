@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace keysong {
 
@@ -33,30 +34,10 @@ struct SoxrDeleter {
     fail(path, std::generic_category().message(errno));
 }
 
-/// Opens a regular file of a bearable size. Never waits: not for a pipe's writer, not for a device.
-FileDescriptor openRegularFile(const std::filesystem::path& path) {
-    if (path.native().find('\0') != std::string::npos) {
-        fail(path.native().c_str(), "the name contains a zero byte");
-    }
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status {};
-    if (!file.isOpen() || fstat(file.get(), &status) != 0) {
-        failWithErrno(path);
-    }
-    if (!S_ISREG(status.st_mode)) {
-        fail(path, S_ISDIR(status.st_mode) ? "it is a folder" : "not a regular file");
-    }
-    if (status.st_size > SndfileAudio::largestFileBytes) {
-        fail(path, "the file is too large");
-    }
-    return file;
-}
-
 /// By descriptor the library sees no name, from whose extension it would guess headerless formats.
-Sndfile openSndfile(const std::filesystem::path& path, SF_INFO& info) {
+Sndfile openSndfile(const std::filesystem::path& path, FileDescriptor descriptor, SF_INFO& info) {
     // The text of a failed open is kept in one place for the whole process.
     static Mutex mutex;
-    FileDescriptor descriptor = openRegularFile(path);
     const MutexLock lock(mutex);
     // From here on the library closes the descriptor, whether it likes the file or not.
     Sndfile file(sf_open_fd(descriptor.release(), SFM_READ, &info, SF_TRUE));
@@ -68,8 +49,8 @@ Sndfile openSndfile(const std::filesystem::path& path, SF_INFO& info) {
 
 class SndfileReader final : public AudioFileReader {
   public:
-    explicit SndfileReader(const std::filesystem::path& path)
-        : path_(path), file_(openSndfile(path, info_)) {}
+    SndfileReader(const std::filesystem::path& path, FileDescriptor descriptor)
+        : path_(path), file_(openSndfile(path, std::move(descriptor), info_)) {}
 
     [[nodiscard]] AudioFormat format() const override {
         return {static_cast<double>(info_.samplerate), static_cast<std::uint32_t>(info_.channels)};
@@ -160,7 +141,29 @@ bool isConvertible(const AudioFormat& format) {
 } // namespace
 
 std::unique_ptr<AudioFileReader> SndfileAudio::open(const std::filesystem::path& path) const {
-    return std::make_unique<SndfileReader>(path);
+    return std::make_unique<SndfileReader>(path, openRegularFile(path));
+}
+
+FileDescriptor SndfileAudio::openRegularFile(const std::filesystem::path& path) {
+    if (path.native().find('\0') != std::string::npos) {
+        fail(path.native().c_str(), "the name contains a zero byte");
+    }
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!file.isOpen() || fstat(file.get(), &status) != 0) {
+        failWithErrno(path);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        fail(path, S_ISDIR(status.st_mode) ? "it is a folder" : "not a regular file");
+    }
+    if (status.st_size > largestFileBytes) {
+        fail(path, "the file is too large");
+    }
+    return file;
+}
+
+std::unique_ptr<AudioFileReader> SndfileAudio::openDescriptor(FileDescriptor file, const std::string& name) {
+    return std::make_unique<SndfileReader>(name, std::move(file));
 }
 
 bool SndfileAudio::canConvert(const AudioFormat& from, const AudioFormat& to) const {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "Linux/System/FileDescriptor.h"
 #include "Platform/AudioFile.h"
+
+#include <string>
 
 namespace keysong {
 
@@ -19,6 +22,12 @@ class SndfileAudio final : public AudioFiles {
     static constexpr std::uint32_t mostChannels = 64;
 
     [[nodiscard]] std::unique_ptr<AudioFileReader> open(const std::filesystem::path& path) const override;
+    /// Opens a regular file of a bearable size, without ever waiting for a pipe's writer or a device. Throws
+    /// `AudioFileError`.
+    [[nodiscard]] static FileDescriptor openRegularFile(const std::filesystem::path& path);
+    /// As `open`, for a file that is open; errors call it `name`.
+    [[nodiscard]] static std::unique_ptr<AudioFileReader> openDescriptor(FileDescriptor file,
+                                                                         const std::string& name);
     /// Rates from `lowestRate` to `highestRate` and up to `mostChannels` channels on both sides.
     [[nodiscard]] bool canConvert(const AudioFormat& from, const AudioFormat& to) const override;
     [[nodiscard]] std::vector<float> convert(std::span<const float> frames, const AudioFormat& from,

@@ -80,6 +80,12 @@ std::vector<std::string> SpawnedProcess::ownEnvironment() {
     return result;
 }
 
+std::filesystem::path SpawnedProcess::ownProgram(const char* name, const std::filesystem::path& folder) {
+    std::error_code error;
+    auto beside = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / name;
+    return access(beside.c_str(), X_OK) == 0 ? beside : folder / name;
+}
+
 SpawnedProcess::SpawnedProcess(const Setting& setting) {
     const Beginning beginning(setting);
     const auto words = pointers(setting.words);

@@ -2,6 +2,7 @@
 
 #include "Linux/System/FileDescriptor.h"
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +30,11 @@ class SpawnedProcess {
 
     /// This process's own environment, as `Setting` takes it. Main thread.
     [[nodiscard]] static std::vector<std::string> ownEnvironment();
+
+    /// A program of this project: beside this process's own executable, as in a build tree, else in `folder`.
+    /// Any thread.
+    [[nodiscard]] static std::filesystem::path ownProgram(const char* name,
+                                                          const std::filesystem::path& folder);
 
     /// No program.
     SpawnedProcess() = default;

@@ -2,6 +2,7 @@
 
 #include "Audio/SampleDecoder.h"
 #include "Audio/SoundSet.h"
+#include "Linux/Decoder/ChildAudioFiles.h"
 #include "support/TempFolder.h"
 #include "support/WaveFile.h"
 
@@ -36,7 +37,10 @@ void writeEncoded(const fs::path& path, const std::vector<float>& samples, int f
     sf_close(file);
 }
 
-class SndfileAudioTest : public testing::Test {
+/// Whoever reads a file, in this process or in a child, the same comes of it.
+enum class Reader : std::uint8_t { here, child };
+
+class AudioFilesTest : public testing::TestWithParam<Reader> {
   protected:
     /// The text of the error that opening a file ends in.
     [[nodiscard]] std::string openingError(const fs::path& path) const {
@@ -51,10 +55,14 @@ class SndfileAudioTest : public testing::Test {
     SampleRef decode(const fs::path& path) { return SampleDecoder(renderFormat, files_).decode(path); }
 
     test::TempFolder folder_;
-    SndfileAudio files_;
+    SndfileAudio direct_;
+    DecodingChild child_{KEYSONG_DECODER};
+    ChildAudioFiles guarded_{child_, direct_};
+    const AudioFiles& files_ =
+        GetParam() == Reader::here ? static_cast<const AudioFiles&>(direct_) : guarded_;
 };
 
-TEST_F(SndfileAudioTest, KnowsAFormatByItsContentWhateverTheName) {
+TEST_P(AudioFilesTest, KnowsAFormatByItsContentWhateverTheName) {
     const std::vector<float> tone = sine(1000, 4800, 48000);
     EXPECT_THAT(decode(folder_.write("wave.raw", waveBytes(tone)))->frames(),
                 testing::ElementsAreArray(tone));
@@ -78,7 +86,7 @@ TEST_F(SndfileAudioTest, KnowsAFormatByItsContentWhateverTheName) {
     EXPECT_THAT(openingError(folder_.write("noise.raw", std::string(5000, 'x'))), HasSubstr("noise.raw: "));
 }
 
-TEST_F(SndfileAudioTest, SaysWhyAFileCannotBeOpenedAndKeepsNoDescriptor) {
+TEST_P(AudioFilesTest, SaysWhyAFileCannotBeOpenedAndKeepsNoDescriptor) {
     const auto openDescriptors = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     };
@@ -88,6 +96,7 @@ TEST_F(SndfileAudioTest, SaysWhyAFileCannotBeOpenedAndKeepsNoDescriptor) {
     folder_.write("empty", "");
     folder_.write("garbage", "RIFFxxxxWAVE");
     folder_.write("a.wav", waveBytes(sine(1000, 100, 48000)));
+    static_cast<void>(decode(folder_.path() / "a.wav"));
     const auto before = openDescriptors();
     const std::vector<std::pair<std::string, const char*>> rows = {
         {"missing", "cannot read missing: No such file or directory"},
@@ -101,10 +110,11 @@ TEST_F(SndfileAudioTest, SaysWhyAFileCannotBeOpenedAndKeepsNoDescriptor) {
         EXPECT_THAT(openingError(folder_.path() / name), HasSubstr(text)) << name;
     }
     EXPECT_THAT(openingError(folder_.path()), HasSubstr("it is a folder"));
+    files_.rest();
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(SndfileAudioTest, HeadersThatLieEndInAnErrorOrInWhatTheFileHolds) {
+TEST_P(AudioFilesTest, HeadersThatLieEndInAnErrorOrInWhatTheFileHolds) {
     struct Row {
         const char* name;
         std::size_t samples;
@@ -138,7 +148,7 @@ TEST_F(SndfileAudioTest, HeadersThatLieEndInAnErrorOrInWhatTheFileHolds) {
     }
 }
 
-TEST_F(SndfileAudioTest, DamagedFilesNeverCrash) {
+TEST_P(AudioFilesTest, DamagedFilesNeverCrash) {
     const std::string whole = waveBytes(sine(1000, 500, 44100), {44100, 1, std::nullopt});
     for (std::size_t at = 0; at < 60; ++at) {
         for (const char value : {'\0', '\x7F', '\xFF'}) {
@@ -155,7 +165,7 @@ TEST_F(SndfileAudioTest, DamagedFilesNeverCrash) {
     }
 }
 
-TEST_F(SndfileAudioTest, ConvertsRateAndChannelsInOneStep) {
+TEST_P(AudioFilesTest, ConvertsRateAndChannelsInOneStep) {
     constexpr std::size_t sourceFrames = 44100;
     std::vector<float> stereo;
     for (const float value : sine(1000, sourceFrames, 44100, 0.8)) {
@@ -177,7 +187,7 @@ TEST_F(SndfileAudioTest, ConvertsRateAndChannelsInOneStep) {
     EXPECT_LT(decibels, -120);
 }
 
-TEST_F(SndfileAudioTest, AShortSoundKeepsItsLengthAndItsLastFrames) {
+TEST_P(AudioFilesTest, AShortSoundKeepsItsLengthAndItsLastFrames) {
     for (const double rate : {8000.0, 22050.0, 44100.0, 96000.0, 192000.0}) {
         for (const std::size_t count : {std::size_t{1}, std::size_t{7}, std::size_t{1000}}) {
             const std::vector<float> level(count, 0.5F);
@@ -193,7 +203,7 @@ TEST_F(SndfileAudioTest, AShortSoundKeepsItsLengthAndItsLastFrames) {
     }
 }
 
-TEST_F(SndfileAudioTest, MixesChannelsAndHonoursTheCapacity) {
+TEST_P(AudioFilesTest, MixesChannelsAndHonoursTheCapacity) {
     using testing::ElementsAre;
     const std::vector<float> frames = {1.0F, 0.0F, 0.5F, 0.25F};
     EXPECT_THAT(files_.convert(frames, {48000, 2}, {48000, 1}, 10), ElementsAre(0.5F, 0.375F));
@@ -205,6 +215,8 @@ TEST_F(SndfileAudioTest, MixesChannelsAndHonoursTheCapacity) {
     EXPECT_THROW((void)files_.convert(frames, {1, 1}, renderFormat, 10), AudioFileError);
     EXPECT_THROW((void)files_.convert(frames, {48000, 0}, renderFormat, 10), AudioFileError);
 }
+
+INSTANTIATE_TEST_SUITE_P(Readers, AudioFilesTest, testing::Values(Reader::here, Reader::child));
 
 } // namespace
 } // namespace keysong
