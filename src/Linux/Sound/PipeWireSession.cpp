@@ -22,6 +22,9 @@ namespace {
 constexpr std::chrono::milliseconds quickInterval{100};
 constexpr int quickRetries = 100;
 constexpr std::chrono::milliseconds slowInterval{5000};
+/// How long the session manager's metadata may say nothing, the first time and at most.
+constexpr std::chrono::milliseconds firstMetadataPatience{250};
+constexpr std::chrono::milliseconds longestMetadataPatience{60'000};
 
 std::string text(const spa_dict* properties, const char* key) {
     const char* value = properties == nullptr ? nullptr : spa_dict_lookup(properties, key);
@@ -105,12 +108,16 @@ PipeWireSession::PipeWireSession(ChangeHandler onChange, Search search)
     timer_ = pw_loop_add_timer(
         pw_thread_loop_get_loop(loop()),
         [](void* self, std::uint64_t) noexcept { static_cast<PipeWireSession*>(self)->onTimer(); }, this);
+    metadataTimer_ = pw_loop_add_timer(
+        pw_thread_loop_get_loop(loop()),
+        [](void* self, std::uint64_t) noexcept { static_cast<PipeWireSession*>(self)->askMetadataAgain(); },
+        this);
     // Not the configuration for real time: the library would ask the portal, and wait for ever for a bus that
     // does not answer.
     context_.reset(pw_context_new(
         pw_thread_loop_get_loop(loop()),
         pw_properties_new(PW_KEY_CONFIG_NAME, "client.conf", "module.rt", "false", nullptr), 0));
-    if (context_ == nullptr || timer_ == nullptr) {
+    if (context_ == nullptr || timer_ == nullptr || metadataTimer_ == nullptr) {
         throw AudioOutputError("the sound server's client could not be made");
     }
 }
@@ -161,8 +168,10 @@ PipeWireSession::~PipeWireSession() {
     if (socketSource_ != nullptr) {
         pw_loop_destroy_source(pw_thread_loop_get_loop(loop()), socketSource_);
     }
-    if (timer_ != nullptr) {
-        pw_loop_destroy_source(pw_thread_loop_get_loop(loop()), timer_);
+    for (spa_source* const timer : {timer_, metadataTimer_}) {
+        if (timer != nullptr) {
+            pw_loop_destroy_source(pw_thread_loop_get_loop(loop()), timer);
+        }
     }
 }
 
@@ -182,13 +191,41 @@ bool PipeWireSession::tryConnect() {
     return true;
 }
 
-void PipeWireSession::releaseMetadata() {
+void PipeWireSession::bindMetadata() {
+    metadata_ = static_cast<pw_metadata*>(
+        pw_registry_bind(registry_, metadataId_, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
+    metadataListener_ = {};
+    pw_metadata_add_listener(metadata_, &metadataListener_, &metadataEvents, this);
+}
+
+void PipeWireSession::waitForMetadata() {
+    setTimer(metadataTimer_, std::chrono::steady_clock::now().time_since_epoch() + metadataPatience_);
+    metadataPatience_ = std::min(2 * metadataPatience_, longestMetadataPatience);
+}
+
+void PipeWireSession::unbindMetadata() {
     if (metadata_ != nullptr) {
         spa_hook_remove(&metadataListener_);
         pw_proxy_destroy(reinterpret_cast<pw_proxy*>(metadata_));
         metadata_ = nullptr;
     }
+}
+
+void PipeWireSession::askMetadataAgain() {
+    // PipeWire 1.4 says nothing, now and later, to a client that binds it while the manager is making it.
+    // Without a sink there may be nothing to say; the next one asks.
+    if (metadata_ != nullptr && !metadataSpeaks_ &&
+        std::any_of(nodes_.begin(), nodes_.end(), [](const auto& e) { return e.second.isSink(); })) {
+        unbindMetadata();
+        bindMetadata();
+        waitForMetadata();
+    }
+}
+
+void PipeWireSession::releaseMetadata() {
+    unbindMetadata();
     metadataId_ = PW_ID_ANY;
+    metadataSpeaks_ = false;
     defaultSink_.clear();
 }
 
@@ -278,6 +315,10 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
         Node node{text(properties, PW_KEY_NODE_NAME), text(properties, PW_KEY_NODE_DESCRIPTION),
                   text(properties, PW_KEY_MEDIA_CLASS), number(properties, PW_KEY_OBJECT_SERIAL)};
         if (node.isDevice()) {
+            if (node.isSink() && metadata_ != nullptr && !metadataSpeaks_) {
+                metadataPatience_ = firstMetadataPatience;
+                waitForMetadata();
+            }
             nodes_[id] = std::move(node);
             changed(Change::devices);
         } else if (node.name == ownStreamName) {
@@ -293,11 +334,10 @@ void PipeWireSession::onGlobal(std::uint32_t id, const char* type, const spa_dic
                       text(properties, PW_KEY_AUDIO_CHANNEL)};
     } else if (kind == PW_TYPE_INTERFACE_Metadata && metadata_ == nullptr &&
                text(properties, PW_KEY_METADATA_NAME) == "default") {
-        metadata_ = static_cast<pw_metadata*>(
-            pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0));
         metadataId_ = id;
-        metadataListener_ = {};
-        pw_metadata_add_listener(metadata_, &metadataListener_, &metadataEvents, this);
+        bindMetadata();
+        metadataPatience_ = firstMetadataPatience;
+        waitForMetadata();
         changed(Change::manager);
     }
 }
@@ -317,6 +357,7 @@ void PipeWireSession::onGlobalRemoved(std::uint32_t id) {
 }
 
 int PipeWireSession::onMetadata(std::uint32_t subject, const char* key, const char* value) {
+    metadataSpeaks_ = true;
     if (subject == PW_ID_CORE && (key == nullptr || std::string_view(key) == "default.audio.sink")) {
         std::string name = value == nullptr ? std::string() : nameInJson(value);
         if (name != defaultSink_) {

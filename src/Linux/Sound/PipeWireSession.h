@@ -141,7 +141,14 @@ class PipeWireSession {
 
     bool tryConnect();
     void disconnect();
+    void bindMetadata();
+    /// Gives the binding up, not what is known.
+    void unbindMetadata();
     void releaseMetadata();
+    /// Asks again after a while.
+    void waitForMetadata();
+    /// Binds again where nothing has been said.
+    void askMetadataAgain();
     void watchSocket();
     void onSocketFolder() noexcept;
     void retryIn(std::chrono::milliseconds delay);
@@ -167,6 +174,10 @@ class PipeWireSession {
     pw_metadata* metadata_ = nullptr;
     /// The metadata's registry id, to see it go with its session manager.
     std::uint32_t metadataId_ = PW_ID_ANY;
+    /// Whether it has said anything since it was bound.
+    bool metadataSpeaks_ = false;
+    spa_source* metadataTimer_ = nullptr;
+    std::chrono::milliseconds metadataPatience_{};
     spa_hook coreListener_{};
     spa_hook registryListener_{};
     spa_hook metadataListener_{};
