@@ -100,6 +100,9 @@ class SymbolPlace {
 
 int runModel(Machine& machine, SessionBus& bus, RemoteControl& remote, const TerminationSignals& termination,
              MainThreadQueue& mainQueue, BackgroundTasks& background) {
+    if (verboseLogging()) {
+        log.notice("KEYSONG_LOG=1 is set: this log shows each key");
+    }
     const auto output = machine.makeOutput();
     SoundEngine engine(*output, machine.clock, machine.threads, RandomSource(), &machine.memoryLock);
     const PointerFollower pointers(machine.places, machine.threads);

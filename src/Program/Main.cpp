@@ -8,6 +8,7 @@
 #include "Linux/Log/LogSinks.h"
 #include "Linux/Pointers/PointerFollower.h"
 #include "Linux/Sound/AudioOutputFactories.h"
+#include "Linux/System/CoreDumps.h"
 #include "Linux/System/Heap.h"
 #include "Linux/System/Utf8Characters.h"
 #include "Program/Application.h"
@@ -59,6 +60,7 @@ int run(std::span<const std::string_view> arguments, char* programPath) {
     if (commandLine.mode == Mode::version) {
         return print("keysong " KEYSONG_VERSION "\n");
     }
+    leaveNoCore();
     keepHeapSmall();
     introduceToSoundServers();
     std::unique_ptr<LogSink> sink; // outlives the machine, whose threads log

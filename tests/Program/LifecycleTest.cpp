@@ -1,6 +1,7 @@
 // One program for each user, through quick restarts, hung processes and buses that come, go and hang.
 
 #include "Program/ProgramFixture.h"
+#include "support/WaveFile.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -94,6 +95,48 @@ TEST_F(LifecycleTest, StartsAndEndsWithABusThatNeverAnswers) {
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
     ::close(listener);
+}
+
+TEST_F(LifecycleTest, StrangersFilesAreReadByAnotherProgramAndNothingOfKeysIsLeft) {
+    const auto sounds = home.path() / ".local/share/keysong/Sounds";
+    for (const char* const name : {"one", "two"}) {
+        const auto set = sounds / name;
+        std::filesystem::create_directories(set);
+        std::ofstream(set / "a.wav") << waveBytes(sine(1000, 4800, 48000));
+        std::ofstream(set / "manifest.json")
+            << R"({"schema":1,"id":")" << name << R"(","name":"Name","defaults":{"down":["a.wav"]}})";
+    }
+    ChildProcess program;
+    begin(program);
+    ASSERT_TRUE(eventually([&] { return answers(); }));
+    const auto logs = [&](const char* words) { return textOf("log").find(words) != std::string::npos; };
+    static_cast<void>(control({"set", "one"}));
+    EXPECT_TRUE(eventually([&] { return logs("loaded sound set one"); })) << textOf("log");
+    const std::string folder = "/proc/" + std::to_string(program.id());
+    // What it was started for is done.
+    EXPECT_TRUE(eventually([&] {
+        std::string children;
+        std::getline(std::ifstream(folder + "/task/" + std::to_string(program.id()) + "/children"), children);
+        return children.empty();
+    }));
+    std::ifstream limits(folder + "/limits");
+    const std::string all{std::istreambuf_iterator<char>(limits), {}};
+    EXPECT_NE(all.find("Max core file size        0 "), std::string::npos) << all;
+    EXPECT_EQ(control({"quit"}), "");
+    ASSERT_EQ(program.wait(), 0);
+    EXPECT_FALSE(logs("this log shows each key"));
+    // Without the other program nobody reads them.
+    setting.environment["KEYSONG_LOG"] = "1";
+    executable = home.path() / "bin/keysong";
+    std::filesystem::create_directories(home.path() / "bin");
+    std::filesystem::copy_file(KEYSONG_PROGRAM, executable);
+    std::filesystem::remove(home.path() / "log");
+    begin(program);
+    ASSERT_TRUE(eventually([&] { return answers(); }));
+    static_cast<void>(control({"set", "two"}));
+    EXPECT_TRUE(eventually([&] { return logs("sound set two failed to load"); })) << textOf("log");
+    EXPECT_TRUE(logs("this log shows each key"));
+    EXPECT_TRUE(logs("cannot read a.wav: the decoder does not start")) << textOf("log");
 }
 
 } // namespace
