@@ -1,7 +1,6 @@
 // The service that alone reads the devices. The service manager starts it when somebody connects. With
-// --grant or
-// --revoke and a user's number it has the running service change that permission instead, for an
-// administrator.
+// --grant or --revoke and a user's number it has the running service change that permission instead, for
+// an administrator.
 
 #include "Linux/Files/LinuxDurableFiles.h"
 #include "Linux/Listener/LibinputDevices.h"

@@ -23,7 +23,7 @@ constexpr unsigned architecture = AUDIT_ARCH_AARCH64;
 constexpr unsigned architecture = 0;
 #endif
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool isSanitized = true;
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
@@ -36,38 +36,15 @@ constexpr bool isSanitized = false;
 #endif
 
 /// Messages, what is open already, memory, time and the end.
-constexpr int allowedCalls[] = {SYS_read,
-                                SYS_pread64,
-                                SYS_write,
-                                SYS_lseek,
-                                SYS_fstat,
-                                SYS_newfstatat,
-                                SYS_close,
-                                SYS_recvmsg,
-                                SYS_sendmsg,
-                                SYS_ftruncate,
-                                SYS_memfd_create,
-                                SYS_mmap,
-                                SYS_munmap,
-                                SYS_mremap,
-                                SYS_mprotect,
-                                SYS_madvise,
-                                SYS_brk,
-                                SYS_futex,
-                                SYS_clock_gettime,
-                                SYS_clock_nanosleep,
-                                SYS_gettimeofday,
-                                SYS_getrandom,
-                                SYS_sched_yield,
-                                SYS_rt_sigreturn,
-                                SYS_rt_sigprocmask,
-                                SYS_rt_sigaction,
-                                SYS_sigaltstack,
-                                SYS_getpid,
-                                SYS_gettid,
-                                SYS_exit,
-                                SYS_exit_group,
-                                SYS_restart_syscall};
+// clang-format off
+constexpr int allowedCalls[] = {
+    SYS_read, SYS_pread64, SYS_write, SYS_lseek, SYS_fstat, SYS_newfstatat, SYS_close, SYS_recvmsg,
+    SYS_sendmsg, SYS_ftruncate, SYS_memfd_create, SYS_mmap, SYS_munmap, SYS_mremap, SYS_mprotect,
+    SYS_madvise, SYS_brk, SYS_futex, SYS_clock_gettime, SYS_clock_nanosleep, SYS_gettimeofday,
+    SYS_getrandom, SYS_sched_yield, SYS_rt_sigreturn, SYS_rt_sigprocmask, SYS_rt_sigaction,
+    SYS_sigaltstack, SYS_getpid, SYS_gettid, SYS_exit, SYS_exit_group, SYS_restart_syscall,
+};
+// clang-format on
 
 sock_filter load(std::size_t offset) {
     return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<unsigned>(offset));
